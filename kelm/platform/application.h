@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "kelm/base/export.h"
+
+namespace kelm::platform {
+
+/// The host's application object: what only a running application can do. Thread-safe.
+class KELM_API Application {
+ public:
+  using BackgroundTask = std::uint64_t;
+  static constexpr BackgroundTask kInvalidBackgroundTask = 0;
+
+  virtual ~Application() = default;
+  /// Asks for the process to be kept running; `expired` is called, on the main thread, when the
+  /// system takes that back. The identifier is never the invalid one unless the wish is refused.
+  virtual BackgroundTask beginBackgroundTask(std::string_view name,
+                                             std::function<void()> expired) = 0;
+  /// Unknown and invalid identifiers are ignored.
+  virtual void endBackgroundTask(BackgroundTask task) = 0;
+  virtual void setNetworkActivityIndicatorVisible(bool visible) = 0;
+};
+
+}  // namespace kelm::platform

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kelm/base/date.h"
+#include "kelm/base/export.h"
+
+namespace kelm::platform {
+
+/// Tells the time. Thread-safe.
+class KELM_API Clock {
+ public:
+  virtual ~Clock() = default;
+  /// The wall clock; may jump in both directions.
+  virtual Date now() const = 0;
+  /// Time since an arbitrary start; never goes back.
+  virtual std::int64_t monotonicNanoseconds() const = 0;
+};
+
+}  // namespace kelm::platform

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kelm/base/data.h"
+#include "kelm/base/date.h"
+#include "kelm/base/result.h"
+
+namespace kelm::platform {
+
+/// What a path leads to. `Unknown`: something is there whose kind could not be read.
+enum class FileKind { Regular, Directory, SymbolicLink, Other, Unknown };
+
+struct FileStatus {
+  FileKind kind = FileKind::Unknown;  ///< of the item itself, links are not followed
+  std::uint64_t size = 0;
+  std::uint32_t permissions = 0;  ///< the lower twelve bits of the mode
+  Date modified;
+  Date created;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+};
+
+struct DirectoryEntry {
+  std::string name;  ///< bytes as the file system holds them
+  FileKind kind = FileKind::Unknown;
+};
+
+/// Files by path. Paths are bytes; one that is empty, holds NUL or is longer than the system
+/// allows is an error (never cut). An Error has the domain "posix" and the path under "NSFilePath".
+/// Thread-safe: calls on different paths do not disturb each other.
+class KELM_API FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  /// Links are followed: a link to nothing does not exist.
+  virtual bool exists(const std::string& path) const = 0;
+  /// True for a directory and for a link to one.
+  virtual bool isDirectory(const std::string& path) const = 0;
+  virtual Result<FileStatus> status(const std::string& path) const = 0;
+
+  virtual Result<Data> readFile(const std::string& path) const = 0;
+  /// Replaces or creates a regular file so that at every moment, also after a crash or loss of
+  /// power, the path leads to the old or to the new content, whole; once it returns no error the
+  /// new one is durable. The temporary is never visible to list(). Permissions of a new file are
+  /// 0600; those of a replaced one are kept. Its parent must exist.
+  virtual Failure replaceFile(const std::string& path, DataView content) = 0;
+  /// Makes the directory and every missing parent (0700). Success when it is there already.
+  virtual Failure createDirectories(const std::string& path) = 0;
+  /// Removes a file, a link (not its target) or a directory with all that it holds.
+  virtual Failure remove(const std::string& path) = 0;
+  /// Moves an item to a path where nothing exists, across file systems too; the source survives
+  /// every failure.
+  virtual Failure move(const std::string& from, const std::string& to) = 0;
+  /// Copies an item, directories with all that they hold, links as links, to a path where nothing
+  /// exists. The copy is durable; a failed one leaves nothing visible.
+  virtual Failure copy(const std::string& from, const std::string& to) = 0;
+
+  /// The direct children, hidden ones too, without "." and "..", in the file system's order.
+  virtual Result<std::vector<DirectoryEntry>> list(const std::string& path) const = 0;
+};
+
+}  // namespace kelm::platform

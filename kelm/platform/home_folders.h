@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kelm/base/export.h"
+
+namespace kelm::platform {
+
+/// Where the application keeps its files: absolute paths without a trailing "/". The folders need
+/// not exist yet. Thread-safe.
+class KELM_API HomeFolders {
+ public:
+  virtual ~HomeFolders() = default;
+  virtual std::string home() const = 0;
+  virtual std::string documents() const = 0;
+  virtual std::string caches() const = 0;
+  virtual std::string applicationSupport() const = 0;
+  virtual std::string library() const = 0;
+  /// The container shared by an application group; absent for an identifier that is empty or
+  /// holds "/", NUL or "..".
+  virtual std::optional<std::string> groupContainer(std::string_view identifier) const = 0;
+};
+
+}  // namespace kelm::platform

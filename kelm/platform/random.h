@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "kelm/base/export.h"
+
+namespace kelm::platform {
+
+/// Random bytes for cryptography. Thread-safe.
+class KELM_API Random {
+ public:
+  virtual ~Random() = default;
+  /// Fills the buffer from the system's generator; false, buffer unspecified, when it refuses.
+  [[nodiscard]] virtual bool fill(std::span<std::uint8_t> buffer) = 0;
+  /// Fills the buffer from a second generator that cannot refuse.
+  virtual void fillFromFallback(std::span<std::uint8_t> buffer) = 0;
+};
+
+}  // namespace kelm::platform
