@@ -1,0 +1,23 @@
+#include "kelm/platform/linux/services.h"
+
+namespace kelm::platform {
+
+Platform Platform::makeSystem() {
+  Platform platform;
+  platform.clock = makeSystemClock();
+  platform.console = makeConsole();
+  platform.random = makeSystemRandom();
+  platform.dispatcher = makeDispatcher(platform.clock, platform.console);
+  platform.fileSystem = makeFileSystem();
+  platform.fileAttributes = makeFileAttributes();
+  platform.bundle = makeBundle();
+  platform.homeFolders = makeHomeFolders(platform.bundle);
+  platform.userDefaults = makeUserDefaults(platform.fileSystem, platform.bundle);
+  platform.notificationCenter = makeNotificationCenter();
+  platform.systemLog = makeSystemLog();
+  platform.urlSessions = makeUrlSessions();
+  platform.application = makeApplication(platform.dispatcher);
+  return platform;
+}
+
+}  // namespace kelm::platform
