@@ -1,0 +1,230 @@
+// A till: takes sales from a file or from the keyboard, keeps each encrypted on the disk, and
+// delivers them to the acquirer, oldest first, whenever it can be reached.
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "kelm/base/format.h"
+#include "kelm/logging/vasp_logger.h"
+#include "terminal/till.h"
+
+namespace {
+
+constexpr const char* kHelp = R"(usage: terminal [options] [sales.csv]
+
+Takes the sales of a file, or of the keyboard when there is none, keeps each on the disk,
+encrypted, and delivers them to the acquirer, oldest first. Sales survive a dead network, a crash
+and a loss of power; a file that was taken in part is continued where it stopped.
+
+A line of sales: id,time,amount,currency,card (last four digits),description
+Lines that are empty or begin with # are passed over; a bad line is reported, the others go on.
+
+  --acquirer URL   where to deliver (default: http://127.0.0.1:8091)
+  --data FOLDER    where sales, key and settings are kept (default: ./till-data)
+  --offline        take sales, deliver nothing
+  --deliver        deliver what waits, take nothing
+  --patience MS    give up when nothing could be delivered for so long (default: 20000)
+  --pace MS        pause between two sales, as at a real till (default: 0)
+  --log FILE       appends what the library logs to FILE ("-": standard error)
+  --help           this text
+
+Ends with 0 when nothing is left to deliver (or --offline took everything), 1 when sales wait,
+2 for a mistake in the call, 3 when a line or a sale was refused.
+)";
+
+struct Options {
+  std::string acquirer = "http://127.0.0.1:8091";
+  std::string data = "till-data";
+  std::string sales;
+  bool take = true;
+  bool deliver = true;
+  std::chrono::milliseconds patience{20000};
+  std::chrono::milliseconds pace{0};
+  std::string log;
+};
+
+bool readOptions(int argc, char** argv, Options& options) {
+  const option known[] = {{"acquirer", required_argument, nullptr, 'a'},
+                          {"data", required_argument, nullptr, 'd'},
+                          {"offline", no_argument, nullptr, 'o'},
+                          {"deliver", no_argument, nullptr, 'D'},
+                          {"patience", required_argument, nullptr, 'p'},
+                          {"pace", required_argument, nullptr, 'P'},
+                          {"log", required_argument, nullptr, 'l'},
+                          {"help", no_argument, nullptr, 'h'},
+                          {nullptr, 0, nullptr, 0}};
+  for (int c; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
+    switch (c) {
+      case 'a':
+        options.acquirer = optarg;
+        break;
+      case 'd':
+        options.data = optarg;
+        break;
+      case 'o':
+        options.deliver = false;
+        break;
+      case 'D':
+        options.take = false;
+        break;
+      case 'p':
+        options.patience = std::chrono::milliseconds(std::atol(optarg));
+        break;
+      case 'P':
+        options.pace = std::chrono::milliseconds(std::atol(optarg));
+        break;
+      case 'l':
+        options.log = optarg;
+        break;
+      case 'h':
+        std::cout << kHelp;
+        std::exit(0);
+      default:
+        return false;
+    }
+  }
+  if (optind < argc) options.sales = argv[optind++];
+  return optind == argc && (options.take || options.deliver);
+}
+
+/// Writes what the library logs to a file, or drops it.
+class LogFile : public kelm::VaspLogDelegate {
+ public:
+  explicit LogFile(const std::string& path)
+      : file_(path.empty()  ? nullptr
+              : path == "-" ? stderr
+                            : std::fopen(path.c_str(), "a")) {}
+  void logwithLevel_aspect_from_threadName_message(kelm::LogLevel level, kelm::LogAspect,
+                                                   const char* from, std::string_view thread,
+                                                   std::string_view message) override {
+    if (file_ == nullptr) return;
+    const std::string line = kelm::format("%@ %@ %@ %@\n", level, thread, from, message);
+    std::fwrite(line.data(), 1, line.size(), file_);
+    std::fflush(file_);
+  }
+
+ private:
+  std::FILE* file_;  // open until the process ends
+};
+
+struct Taken {
+  std::size_t sales = 0;
+  std::size_t refused = 0;
+  terminal::Totals totals;
+};
+
+/// Takes one line of a file or of the keyboard. False when the sale could not be kept.
+bool takeLine(std::string_view line, std::size_t number, terminal::Till& till,
+              terminal::Screen& screen, const Options& options, Taken& taken) {
+  if (line.empty() || line.front() == '#') return true;
+  const auto parsed = terminal::parseSale(line);
+  if (const auto* problem = std::get_if<std::string>(&parsed)) {
+    ++taken.refused;
+    screen.warn(kelm::format("line %@: %@", number, *problem));
+    return true;
+  }
+  if (till.full() && options.deliver) till.deliver(options.patience);
+  const auto& sale = std::get<terminal::Sale>(parsed);
+  if (!till.take(sale)) {
+    screen.warn(
+        kelm::format("line %@: sale %@ was NOT taken: %@", number, sale.id,
+                     till.full() ? "too many sales wait, deliver first" : "it could not be kept"));
+    return false;
+  }
+  ++taken.sales;
+  taken.totals.add(sale);
+  return true;
+}
+
+std::vector<std::string> linesOf(const std::string& path, bool& readable) {
+  std::ifstream file(path);
+  readable = file.good();
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);)
+    lines.push_back(line);
+  return lines;
+}
+
+/// Takes the sales of a file from where an earlier run stopped. False when it had to stop.
+bool takeFile(const Options& options, terminal::Till& till, terminal::Screen& screen,
+              Taken& taken) {
+  bool readable = false;
+  const auto lines = linesOf(options.sales, readable);
+  if (!readable) {
+    screen.warn(kelm::format("%@ cannot be read", options.sales));
+    return false;
+  }
+  const std::string file = std::filesystem::weakly_canonical(options.sales).string();
+  const std::size_t first = std::min(till.linesTaken(file), lines.size());
+  if (first == lines.size() && first > 0)
+    screen.say("Every sale of the file was taken already.");
+  else if (first > 0)
+    screen.say(kelm::format("Going on at line %@ of the file.", first + 1));
+  for (std::size_t i = first; i < lines.size(); ++i) {
+    if (!takeLine(lines[i], i + 1, till, screen, options, taken)) return false;
+    if (!till.setLinesTaken(file, i + 1)) {
+      screen.warn("The position in the file could not be kept.");
+      return false;
+    }
+    screen.progress("taking sales", i + 1, lines.size());
+    std::this_thread::sleep_for(options.pace);
+  }
+  return true;
+}
+
+bool takeKeyboard(const Options& options, terminal::Till& till, terminal::Screen& screen,
+                  Taken& taken) {
+  const bool typed = isatty(STDIN_FILENO) == 1;
+  if (typed) {
+    screen.say("Type sales as id,time,amount,currency,card,description; end with Ctrl-D.");
+  }
+  std::string line;
+  for (std::size_t number = 1; std::getline(std::cin, line); ++number) {
+    const std::size_t before = taken.sales;
+    if (!takeLine(line, number, till, screen, options, taken)) return false;
+    if (typed && taken.sales > before) screen.say("taken");
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  if (!readOptions(argc, argv, options)) {
+    std::cerr << kHelp;
+    return 2;
+  }
+  options.data = std::filesystem::absolute(options.data).lexically_normal().string();
+  setenv("XDG_CONFIG_HOME", (options.data + "/settings").c_str(), 1);
+  kelm::VaspLogger::setLogDelegate(std::make_shared<LogFile>(options.log));
+
+  terminal::Screen screen;
+  terminal::Till till({options.data, options.acquirer}, screen);
+  if (!till.open()) return 1;
+  if (const std::size_t waiting = till.waiting(); waiting > 0) {
+    screen.say(kelm::format("%@ sales wait from before.", waiting));
+  }
+  Taken taken;
+  bool complete = true;
+  if (options.take) {
+    complete = options.sales.empty() ? takeKeyboard(options, till, screen, taken)
+                                     : takeFile(options, till, screen, taken);
+    screen.say(kelm::format("%@ sales taken (%@), %@ wait for delivery.", taken.sales,
+                            taken.totals.text(), till.waiting()));
+  }
+  const bool delivered = !options.deliver || till.deliver(options.patience);
+  if (options.deliver && delivered) screen.say("Everything is delivered.");
+  if (!complete || taken.refused > 0) return 3;
+  return delivered ? 0 : 1;
+}
