@@ -16,8 +16,12 @@ if(KELM_MOLD)
   add_link_options(-fuse-ld=mold)
 endif()
 find_package(Threads REQUIRED)
+set(KELM_VERSION_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/kelm.map")
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wnon-virtual-dtor -Werror
+if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
+  set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
+endif()
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wnon-virtual-dtor
                     -fno-omit-frame-pointer)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_compile_options(-Wthread-safety)
@@ -42,9 +46,15 @@ function(kelm_library folder)
   add_library(kelm_${folder} ${sources})
   add_library(KelmCore::${folder} ALIAS kelm_${folder})
   set_target_properties(kelm_${folder} PROPERTIES EXPORT_NAME ${folder}
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN"
+    LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${arg_DEPENDS}")
   target_include_directories(kelm_${folder} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:include>)
+  target_compile_features(kelm_${folder} PUBLIC cxx_std_20)
+  if(BUILD_SHARED_LIBS)
+    target_link_options(kelm_${folder} PRIVATE -Wl,--no-undefined
+      "-Wl,--version-script=${KELM_VERSION_SCRIPT}")
+  endif()
   foreach(dependency IN LISTS arg_DEPENDS)
     target_link_libraries(kelm_${folder} PUBLIC kelm_${dependency})
   endforeach()
