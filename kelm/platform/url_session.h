@@ -39,8 +39,18 @@ struct UrlRequest {
   std::optional<Data> body;
   double timeoutSeconds = 0;  ///< for the whole exchange; 0: the session's
 
+  /// The first header of that name, compared without case, whose value is a text.
   std::optional<std::string_view> header(std::string_view name) const;
 };
+
+/// Why a request cannot be sent, absent when it can: its URL is absent, malformed or of another
+/// scheme than http and https; its method is no token in upper case; the name of a header is no
+/// token or its value holds a control character (RFC 9110, section 5).
+KELM_API std::optional<Error> requestProblem(const UrlRequest& request);
+
+/// An error of the domain "url" with a sentence for its code, and the URL, if one is given, under
+/// "NSErrorFailingURLStringKey".
+KELM_API Error urlError(std::int64_t code, std::string_view url = {});
 
 struct UrlResponse {
   std::string url;  ///< the last one, after redirects
@@ -52,7 +62,7 @@ struct UrlResponse {
 struct Cookie {
   std::string name;
   std::string value;
-  std::string domain;
+  std::string domain;  ///< of one host; with a leading "." that host and all below it
   std::string path = "/";
   std::optional<Date> expires;
   bool secure = false;
@@ -63,16 +73,19 @@ struct Cookie {
 /// "name=value; domain=...; path=..." with its other attributes.
 KELM_API std::string describe(const Cookie& cookie);
 
-/// The cookies of "Set-Cookie" among header fields (RFC 6265); `url` gives the default domain and
-/// path and may be empty.
+/// The cookies of "Set-Cookie" among header fields (RFC 6265), joined ones too; `url` gives the
+/// default domain and path and may be empty. A cookie that a server of `url` may not set is left
+/// out; one that has expired is not.
 KELM_API std::vector<Cookie> cookiesFromHeaders(const Dictionary& headers, std::string_view url);
 
 /// Thread-safe.
 class KELM_API CookieStorage {
  public:
   virtual ~CookieStorage() = default;
-  /// What would be sent to `url`.
+  /// What would be sent to `url`, longer paths first, then older ones.
   virtual std::vector<Cookie> cookiesFor(std::string_view url) const = 0;
+  /// Replaces the cookie of the same name, domain and path; removes it when the new one has
+  /// expired.
   virtual void set(const Cookie& cookie) = 0;
   virtual void removeAll() = 0;
 };

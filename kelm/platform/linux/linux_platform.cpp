@@ -15,7 +15,7 @@ Platform Platform::makeSystem() {
   platform.userDefaults = makeUserDefaults(platform.fileSystem, platform.bundle);
   platform.notificationCenter = makeNotificationCenter();
   platform.systemLog = makeSystemLog();
-  platform.urlSessions = makeUrlSessions();
+  platform.urlSessions = makeUrlSessions(platform.clock, platform.console);
   platform.application = makeApplication(platform.dispatcher);
   return platform;
 }

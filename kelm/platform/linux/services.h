@@ -20,7 +20,8 @@ std::shared_ptr<Dispatcher> makeDispatcher(std::shared_ptr<Clock> clock,
                                            std::shared_ptr<Console> console);
 std::shared_ptr<NotificationCenter> makeNotificationCenter();
 std::shared_ptr<SystemLog> makeSystemLog();
-std::shared_ptr<UrlSessions> makeUrlSessions();
+std::shared_ptr<UrlSessions> makeUrlSessions(std::shared_ptr<Clock> clock,
+                                             std::shared_ptr<Console> console);
 std::shared_ptr<Application> makeApplication(std::shared_ptr<Dispatcher> dispatcher);
 
 }  // namespace kelm::platform

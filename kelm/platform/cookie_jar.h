@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "kelm/base/mutex.h"
+#include "kelm/platform/clock.h"
+#include "kelm/platform/url_session.h"
+
+namespace kelm::platform {
+
+/// Keeps cookies in memory: at most 50 of one domain and 3000 in all, the oldest give way.
+class KELM_API CookieJar final : public CookieStorage {
+ public:
+  explicit CookieJar(std::shared_ptr<const Clock> clock) : clock_(std::move(clock)) {}
+
+  std::vector<Cookie> cookiesFor(std::string_view url) const override;
+  void set(const Cookie& cookie) override;
+  void removeAll() override;
+
+ private:
+  void makeRoomFor(const Cookie& cookie) KELM_REQUIRES(mutex_);
+
+  std::shared_ptr<const Clock> clock_;
+  mutable Mutex mutex_;
+  std::vector<Cookie> cookies_ KELM_GUARDED_BY(mutex_);  // oldest first
+};
+
+}  // namespace kelm::platform

@@ -1,0 +1,168 @@
+#include "kelm/platform/linux/url_sessions_network_thread.h"
+
+#include <curl/curl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace kelm::platform::url_sessions {
+
+namespace {
+
+constexpr auto kLongestStop = std::chrono::seconds(2);
+constexpr auto kLongestWait = std::chrono::hours(1);
+thread_local bool isNetworkThread = false;
+
+int checked(int descriptor) {
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "network thread");
+  return descriptor;
+}
+
+}  // namespace
+
+NetworkThread& NetworkThread::instance() {
+  static NetworkThread* const kInstance = [] {
+    auto* const thread = new NetworkThread;
+    thread->start();
+    return thread;
+  }();
+  return *kInstance;
+}
+
+NetworkThread::NetworkThread()
+    : epoll_(checked(epoll_create1(EPOLL_CLOEXEC))),
+      wakeUp_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {
+  // Before atexit: what these libraries clean up at the exit is still there when the thread stops.
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  epoll_event event{};
+  event.events = EPOLLIN | EPOLLET;
+  event.data.fd = wakeUp_;
+  checked(epoll_ctl(epoll_, EPOLL_CTL_ADD, wakeUp_, &event));
+}
+
+void NetworkThread::start() {
+  // The thread takes none of the host's signals, nor SIGPIPE of a TLS write to a closed socket.
+  sigset_t all, earlier;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &earlier);
+  std::thread([this] { run(); }).detach();
+  pthread_sigmask(SIG_SETMASK, &earlier, nullptr);
+  std::atexit([] { instance().stop(); });
+}
+
+void NetworkThread::stop() {
+  stopping_ = true;
+  wake();
+  if (isNetworkThread) return;
+  BasicLock lock(mutex_);
+  stopped_.wait_for(mutex_, kLongestStop, [this]() KELM_NO_THREAD_SAFETY { return hasStopped_; });
+}
+
+void NetworkThread::post(std::function<void()> job) {
+  bool wasSleeping = false;
+  {
+    const BasicLock lock(mutex_);
+    jobs_.push_back(std::move(job));
+    wasSleeping = std::exchange(sleeping_, false);
+  }
+  if (wasSleeping) wake();
+}
+
+void NetworkThread::wake() const {
+  const std::uint64_t one = 1;
+  // Fails only when the counter is full: then the thread is awake already.
+  [[maybe_unused]] const ssize_t written = write(wakeUp_, &one, sizeof one);
+}
+
+void NetworkThread::add(Member& member) { members_.push_back(&member); }
+
+void NetworkThread::remove(Member& member) {
+  std::erase(members_, &member);
+  for (Watched& watched : watched_)
+    if (watched.member == &member) watched = {};
+}
+
+void NetworkThread::watch(int socket, std::uint32_t events, Member& member) {
+  const auto index = static_cast<std::size_t>(socket);
+  if (index >= watched_.size()) watched_.resize(index + 1);
+  Watched& watched = watched_[index];
+  const int operation = events == 0           ? EPOLL_CTL_DEL
+                        : watched.events == 0 ? EPOLL_CTL_ADD
+                                              : EPOLL_CTL_MOD;
+  watched = events == 0 ? Watched{} : Watched{&member, events};
+  epoll_event event{};
+  event.events = events;
+  event.data.fd = socket;
+  // A socket that was closed before it was given up is gone already.
+  epoll_ctl(epoll_, operation, socket, &event);
+}
+
+void NetworkThread::run() {
+  isNetworkThread = true;
+  pthread_setname_np(pthread_self(), "kelm-network");
+  while (!stopping_) {
+    runJobs();
+    const Moment now = std::chrono::steady_clock::now();
+    for (std::size_t i = 0; i < members_.size(); ++i)
+      if (members_[i]->due() <= now) members_[i]->advance(now);
+    waitForEvents();
+  }
+  const BasicLock lock(mutex_);
+  hasStopped_ = true;
+  stopped_.notify_all();
+}
+
+void NetworkThread::runJobs() {
+  {
+    const BasicLock lock(mutex_);
+    running_.swap(jobs_);
+  }
+  for (auto& job : running_) {
+    job();
+    job = nullptr;
+  }
+  running_.clear();
+}
+
+int NetworkThread::millisecondsToWait() const {
+  const Moment now = std::chrono::steady_clock::now();
+  Moment first = now + kLongestWait;
+  for (const Member* member : members_)
+    first = std::min(first, member->due());
+  if (first <= now) return 0;
+  return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(first - now).count());
+}
+
+void NetworkThread::waitForEvents() {
+  int milliseconds = millisecondsToWait();
+  {
+    const BasicLock lock(mutex_);
+    if (!jobs_.empty() || stopping_) milliseconds = 0;
+    sleeping_ = milliseconds != 0;
+  }
+  std::array<epoll_event, 64> events;
+  const int count =
+      epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds);
+  if (milliseconds != 0) {
+    const BasicLock lock(mutex_);
+    sleeping_ = false;
+  }
+  for (int i = 0; i < count; ++i) {
+    const epoll_event& event = events[static_cast<std::size_t>(i)];
+    const auto socket = static_cast<std::size_t>(event.data.fd);
+    if (socket < watched_.size() && watched_[socket].member != nullptr)
+      watched_[socket].member->socketReady(event.data.fd, event.events);
+  }
+}
+
+}  // namespace kelm::platform::url_sessions
