@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,12 +14,21 @@ namespace kelm::platform {
 class KELM_API Bundle {
  public:
   virtual ~Bundle() = default;
-  /// Reverse-domain name, such as "com.example.till"; absent when the host gave none.
+  /// Reverse-domain name, such as "com.example.till"; it names the application's folders and its
+  /// entries in the system's log. Absent when the host gave none and none could be found.
   virtual std::optional<std::string> identifier() const = 0;
   /// The application's read-only folder: absolute, no trailing "/".
   virtual std::string path() const = 0;
   /// A value of the application's description file; absent when it has none.
   virtual std::optional<Value> info(std::string_view key) const = 0;
 };
+
+/// The application as its host describes it; its description file is "Info.json" in `path`.
+/// `path`: absolute; empty: the folder of the running program. `identifier`: one that cannot name
+/// a folder (empty, ".", "..", with "/" or NUL) counts as not given; then the description's text
+/// "bundleIdentifier" is taken, else "local." and the program's name, so that nothing need be
+/// configured and no two programs share their files.
+/// The system's own platform gives the environment's KELM_BUNDLE_ID as identifier and no path.
+KELM_API std::shared_ptr<Bundle> makeBundle(std::string_view identifier, std::string_view path);
 
 }  // namespace kelm::platform

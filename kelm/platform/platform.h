@@ -44,8 +44,9 @@ struct KELM_API Platform {
   /// Puts other services in place, for a host at its start. Objects that took services from the
   /// earlier ones keep them.
   static void set(Platform platform);
-  /// The services of this operating system, made anew; nothing to configure.
-  static Platform makeSystem();
+  /// The services of this operating system, made anew; nothing to configure. `bundle`: how the
+  /// host describes itself (`makeBundle`); null: what the system tells.
+  static Platform makeSystem(std::shared_ptr<Bundle> bundle = nullptr);
 };
 
 /// Puts services in place for a scope (a test), then puts the earlier ones back.

@@ -1,8 +1,10 @@
+#include <utility>
+
 #include "kelm/platform/linux/services.h"
 
 namespace kelm::platform {
 
-Platform Platform::makeSystem() {
+Platform Platform::makeSystem(std::shared_ptr<Bundle> bundle) {
   Platform platform;
   platform.clock = makeSystemClock();
   platform.console = makeConsole();
@@ -10,7 +12,7 @@ Platform Platform::makeSystem() {
   platform.dispatcher = makeDispatcher(platform.clock, platform.console);
   platform.fileSystem = makeFileSystem();
   platform.fileAttributes = makeFileAttributes();
-  platform.bundle = makeBundle();
+  platform.bundle = bundle ? std::move(bundle) : makeBundle();
   platform.homeFolders = makeHomeFolders(platform.bundle);
   platform.userDefaults = makeUserDefaults(platform.fileSystem, platform.bundle);
   platform.notificationCenter = makeNotificationCenter();

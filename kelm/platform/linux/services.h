@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "kelm/platform/platform.h"
@@ -7,10 +8,22 @@
 // Makers of this system's services, one source file each.
 namespace kelm::platform {
 
+class FileCalls;
+
 std::shared_ptr<Clock> makeSystemClock();
 std::shared_ptr<Console> makeConsole();  // standard error
 std::shared_ptr<Random> makeSystemRandom();
+/// The generators that the random service asks: the system's, then a library's; a test makes them
+/// refuse. Each is called like getrandom and RAND_bytes.
+struct RandomSources {
+  std::ptrdiff_t (*system)(void* buffer, std::size_t size, unsigned flags);
+  int (*library)(unsigned char* buffer, int size);
+};
+std::shared_ptr<Random> makeSystemRandom(RandomSources sources);
 std::shared_ptr<FileSystem> makeFileSystem();
+std::shared_ptr<FileSystem> makeFileSystem(std::shared_ptr<const FileCalls> calls);
+/// Syncs nothing, so that a loss of power may take what was acknowledged: for benchmarks.
+std::shared_ptr<FileSystem> makeUnsyncedFileSystem();
 std::shared_ptr<FileAttributes> makeFileAttributes();
 std::shared_ptr<Bundle> makeBundle();
 std::shared_ptr<HomeFolders> makeHomeFolders(std::shared_ptr<Bundle> bundle);
