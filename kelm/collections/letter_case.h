@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "kelm/base/export.h"
+
+namespace kelm {
+
+/// The text in lower or upper case by the Unicode standard's full mappings, in no particular
+/// language ("ß" has the upper case "SS"). Text that is not valid UTF-8 has only its ASCII letters
+/// mapped.
+KELM_API std::string lowerCased(std::string_view text);
+KELM_API std::string upperCased(std::string_view text);
+
+}  // namespace kelm
