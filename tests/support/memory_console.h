@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kelm/base/mutex.h"
+#include "kelm/platform/console.h"
+
+namespace kelm::test {
+
+/// Keeps what was written to the console.
+class MemoryConsole : public platform::Console {
+ public:
+  void writeLine(std::string_view text) override {
+    const Lock lock(mutex_);
+    lines_.emplace_back(text);
+  }
+  std::vector<std::string> lines() const {
+    const Lock lock(mutex_);
+    return lines_;
+  }
+  void clear() {
+    const Lock lock(mutex_);
+    lines_.clear();
+  }
+
+ private:
+  mutable Mutex mutex_;
+  std::vector<std::string> lines_ KELM_GUARDED_BY(mutex_);
+};
+
+}  // namespace kelm::test

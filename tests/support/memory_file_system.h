@@ -1,0 +1,67 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kelm/base/mutex.h"
+#include "kelm/platform/clock.h"
+#include "kelm/platform/file_system.h"
+#include "tests/support/fault_ladder.h"
+
+namespace kelm::test {
+
+/// A file tree in memory, with the system's rules for paths and links and its error codes. It has
+/// a root "/", where relative paths start too. Every call counts for the fault ladder.
+class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
+ public:
+  /// `clock` dates the items; without one all are of 2023-11-14 22:13:20.
+  explicit MemoryFileSystem(std::shared_ptr<platform::Clock> clock = nullptr);
+  ~MemoryFileSystem() override;
+
+  bool exists(const std::string& path) const override;
+  bool isDirectory(const std::string& path) const override;
+  Result<platform::FileStatus> status(const std::string& path) const override;
+  Result<Data> readFile(const std::string& path) const override;
+  Failure replaceFile(const std::string& path, DataView content) override;
+  Failure createDirectories(const std::string& path) override;
+  Failure remove(const std::string& path) override;
+  Failure move(const std::string& from, const std::string& to) override;
+  Failure copy(const std::string& from, const std::string& to) override;
+  Result<std::vector<platform::DirectoryEntry>> list(const std::string& path) const override;
+
+  // What a test does beside the interface; these never fail by the ladder.
+  void makeSymbolicLink(const std::string& target, const std::string& path);
+  void setPermissions(const std::string& path, std::uint32_t permissions);
+  /// Takes away all that no call had to make durable: names that were made, moved or removed
+  /// since their folder was last synced are as they were then. The worst that a power loss does.
+  void losePower();
+
+  /// Attributes beside the content, of what the path leads to. An errno, 0 for success.
+  int setAttribute(const std::string& path, const std::string& name, std::string_view value);
+  int removeAttribute(const std::string& path, const std::string& name);
+  std::optional<std::string> attribute(const std::string& path, const std::string& name) const;
+
+ private:
+  struct Node;
+  using NodePointer = std::shared_ptr<Node>;
+  struct Place;
+  class Walk;
+
+  NodePointer makeNode(platform::FileKind kind, std::uint32_t permissions) const;
+  Place find(const std::string& path, bool follows) const KELM_REQUIRES(mutex_);
+  Place findSlot(const std::string& path) const KELM_REQUIRES(mutex_);
+  int makeFolder(const std::string& path) KELM_REQUIRES(mutex_);
+  int moveLocked(const std::string& from, const std::string& to) KELM_REQUIRES(mutex_);
+  int copyLocked(const std::string& from, const std::string& to) KELM_REQUIRES(mutex_);
+  void put(const Place& place, NodePointer node) KELM_REQUIRES(mutex_);
+  void syncWayTo(const std::string& path) KELM_REQUIRES(mutex_);
+
+  const std::shared_ptr<platform::Clock> clock_;
+  mutable Mutex mutex_;
+  NodePointer root_ KELM_GUARDED_BY(mutex_);
+};
+
+}  // namespace kelm::test

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+
+#include "kelm/platform/application.h"
+#include "kelm/platform/clock.h"
+#include "kelm/platform/dispatch.h"
+#include "kelm/platform/notification_center.h"
+#include "kelm/platform/platform.h"
+#include "kelm/platform/system_log.h"
+#include "kelm/platform/url_session.h"
+#include "tests/support/fixed_random.h"
+#include "tests/support/memory_bundle.h"
+#include "tests/support/memory_console.h"
+#include "tests/support/memory_file_attributes.h"
+#include "tests/support/memory_file_system.h"
+#include "tests/support/memory_home_folders.h"
+#include "tests/support/memory_user_defaults.h"
+
+namespace kelm::test {
+
+/// Every service in memory, for a test to look into and to script.
+struct TestPlatform {
+  std::shared_ptr<platform::Clock> clock;
+  std::shared_ptr<platform::Dispatcher> dispatcher;
+  std::shared_ptr<platform::NotificationCenter> notificationCenter;
+  std::shared_ptr<platform::SystemLog> systemLog;
+  std::shared_ptr<platform::UrlSessions> urlSessions;
+  std::shared_ptr<platform::Application> application;
+  std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
+  std::shared_ptr<MemoryHomeFolders> homeFolders = std::make_shared<MemoryHomeFolders>();
+  std::shared_ptr<MemoryUserDefaults> userDefaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<MemoryFileSystem> fileSystem = std::make_shared<MemoryFileSystem>(clock);
+  std::shared_ptr<MemoryFileAttributes> fileAttributes =
+      std::make_shared<MemoryFileAttributes>(fileSystem);
+  std::shared_ptr<MemoryBundle> bundle = std::make_shared<MemoryBundle>();
+  std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
+
+  platform::Platform platform() const {
+    platform::Platform result;
+    result.clock = clock;
+    result.console = console;
+    result.dispatcher = dispatcher;
+    result.homeFolders = homeFolders;
+    result.userDefaults = userDefaults;
+    result.fileSystem = fileSystem;
+    result.fileAttributes = fileAttributes;
+    result.bundle = bundle;
+    result.notificationCenter = notificationCenter;
+    result.systemLog = systemLog;
+    result.urlSessions = urlSessions;
+    result.application = application;
+    result.random = random;
+    return result;
+  }
+};
+
+/// Puts the services of a test in place for a scope.
+class TestScope {
+ public:
+  explicit TestScope(const TestPlatform& services) : scope_(services.platform()) {}
+
+ private:
+  platform::ScopedPlatform scope_;
+};
+
+}  // namespace kelm::test
