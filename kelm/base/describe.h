@@ -19,8 +19,9 @@ namespace kelm {
 /// data as "{length = 3, bytes = 0x010203}" (longer than 24 bytes: the first 16 and last 8);
 /// a date as "2023-11-14 22:13:20 +0000"; lists as "(\n    a,\n    b\n)" and dictionaries as
 /// "{\n    key = value;\n}", indented by four blanks a level, their texts as they are; an error
-/// as "Error Domain=posix Code=2 \"No such file\""; an object as its own description. Nesting
-/// deeper than 512 levels prints "...".
+/// as "Error Domain=posix Code=2 \"No such file\"", followed by " UserInfo={key=value, ...}" when
+/// it knows more than the sentence; an object as its own description. Nesting deeper than 512
+/// levels prints "...".
 KELM_API std::string describe(std::string_view text);
 KELM_API std::string describe(bool value);
 KELM_API std::string describe(std::int64_t number);
@@ -41,6 +42,8 @@ inline std::string describe(const char* text) {
 inline std::string describe(const std::string& text) { return text; }
 inline std::string describe(const Data& data) { return describe(DataView(data)); }
 inline std::string describe(std::nullopt_t) { return "(null)"; }
+/// Other pointers would print as a bool.
+std::string describe(const void*) = delete;
 inline std::string describe(std::nullptr_t) { return "(null)"; }
 
 template <std::integral T>

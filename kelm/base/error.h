@@ -11,8 +11,10 @@
 namespace kelm {
 
 /// Why a service failed: the space that the code belongs to, the code, and details by key.
-/// `userInfo` holds the readable sentence under "NSLocalizedDescription".
+/// `userInfo` holds the readable sentence under `kSentenceKey`.
 struct KELM_API Error {
+  static constexpr std::string_view kSentenceKey = "NSLocalizedDescription";
+
   std::string domain;
   std::int64_t code = 0;
   Dictionary userInfo;

@@ -9,6 +9,8 @@
 
 #include "kelm/base/describe.h"
 #include "kelm/base/export.h"
+#include "kelm/base/format_check.h"
+#include "kelm/base/format_conversion.h"
 
 namespace kelm {
 
@@ -41,7 +43,7 @@ class KELM_API FormatArgument {
       : kind_(Kind::Pointer), size_(sizeof pointer), pointer_(pointer) {}
   /// Anything else with a describe() overload; described only when it is printed.
   template <class T>
-  requires(!std::is_arithmetic_v<T> && !std::is_array_v<T> &&
+  requires(!std::is_arithmetic_v<T> && !std::is_array_v<T> && !std::is_pointer_v<T> &&
            requires(const T& object) { describe(object); })
       FormatArgument(const T& object)  // NOLINT(google-explicit-constructor)
       : kind_(Kind::Described),
@@ -74,38 +76,15 @@ class KELM_API FormatArgument {
 
 /// Appends `format` with its arguments to `out`. printf's conversions d i u x X o c s p f F e E g
 /// G a A with flags, width, precision ("*" too) and lengths hh h l ll z j t q L, positions
-/// ("%2$@"),
-/// "%%", and "%@" for the description of any argument. Never throws but for want of memory, never
-/// reads more than it was given: a conversion that does not fit its argument prints the
-/// description, a missing argument prints "(missing)", surplus arguments print nothing, an
-/// unknown or cut conversion prints as it stands, "%n" prints nothing. Widths and precisions are
-/// capped at 4096.
+/// ("%2$@"), "%%", and "%@" for the description of any argument; no locale. Integers print by
+/// their own value whatever the length says, but for hh and h, which cut; u x X o see negative
+/// ones in their own width, 32 bits at least. Texts are never cut inside a UTF-8 sequence.
+/// Never throws but for want of memory or from a description, never reads more than it was given:
+/// a conversion that does not fit its argument prints the description, a missing argument prints
+/// "(missing)", surplus arguments print nothing, an unknown or cut conversion prints as it stands,
+/// "%n" prints nothing. Widths and precisions are capped at 4096.
 KELM_API void appendFormat(std::string& out, std::string_view format,
                            std::span<const FormatArgument> arguments);
-
-namespace internal {
-
-enum class ArgumentClass : char { Integer, Real, Text, Pointer, Object };
-
-template <class T>
-consteval ArgumentClass argumentClass() {
-  using U = std::remove_cvref_t<T>;
-  if constexpr (std::is_integral_v<U>)
-    return ArgumentClass::Integer;
-  else if constexpr (std::is_floating_point_v<U>)
-    return ArgumentClass::Real;
-  else if constexpr (std::is_convertible_v<U, std::string_view>)
-    return ArgumentClass::Text;
-  else if constexpr (std::is_pointer_v<U>)
-    return ArgumentClass::Pointer;
-  else
-    return ArgumentClass::Object;
-}
-
-/// Throws (so does not compile) when the format does not fit the arguments exactly.
-consteval void checkFormat(std::string_view format, std::span<const ArgumentClass> arguments);
-
-}  // namespace internal
 
 /// A literal format that was checked against its arguments when it was compiled.
 template <class... Arguments>
