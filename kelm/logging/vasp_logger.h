@@ -51,7 +51,13 @@ class KELM_API VaspLogDelegate {
 };
 
 /// The one front door of logging. Formats on the caller's thread, delivers on the serial queue
-/// "com.trevalo.logs"; callers never wait for the delegate. All operations are thread-safe.
+/// "com.trevalo.logs"; callers never wait for the delegate, and pending records take memory
+/// without a bound. All operations are thread-safe; none throws but `logEventAndExit`. A message
+/// of more than 1000 UTF-16 units arrives in pieces that begin with "[1/n]". What a delegate
+/// throws goes to the console as "LOG ERROR %@". A process that ends by exit() or by returning
+/// from main waits up to two seconds for what is pending; one that is killed or aborts does not.
+/// The child of a fork() has no queue: until it runs another program it must not log, and it ends
+/// with _exit().
 class KELM_API VaspLogger {
  public:
   VaspLogger() = delete;
@@ -64,15 +70,16 @@ class KELM_API VaspLogger {
   /// `logwithLevel:aspect:from:message:` Formats and delivers. `from` must live for ever (a
   /// literal). Levels 3 and 4 append up to 50 lines of the caller's stack.
   template <class... Arguments>
-  static void logwithLevel_aspect_from_message(
+  [[gnu::always_inline]] static void logwithLevel_aspect_from_message(
       LogLevel level, LogAspect aspect, const char* from,
       FormatString<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
     const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(0)};
     logFormatted(level, aspect, from, format.text(), std::span(list, sizeof...(Arguments)));
   }
   /// The same for a format that is known only at run time.
-  static void logFormatted(LogLevel level, LogAspect aspect, const char* from,
-                           std::string_view format, std::span<const FormatArgument> arguments);
+  [[gnu::noinline]] static void logFormatted(LogLevel level, LogAspect aspect, const char* from,
+                                             std::string_view format,
+                                             std::span<const FormatArgument> arguments);
   /// `logwithLevel:aspect:formattedMessage:` Delivers the message as it is, source "SW", no
   /// stack. Lost when no delegate is installed.
   static void logwithLevel_aspect_formattedMessage(LogLevel level, LogAspect aspect,
@@ -80,16 +87,17 @@ class KELM_API VaspLogger {
   /// `logWithAspect:level:message:source:` The common path: names the thread and enqueues.
   static void logWithAspect_level_message_source(LogAspect aspect, LogLevel level,
                                                  std::string_view message, const char* source);
-  /// `getThreadName` "Thread-1" on the main thread, "Thread-n" from 2 on for others.
+  /// `getThreadName` "Thread-1" on the thread that the process began with; others count from 2 in
+  /// the order in which they first log.
   static std::string getThreadName();
   /// `logEventAndExit` Logs nothing; throws the generic exception with the caller's stack.
-  [[noreturn]] static void logEventAndExit();
+  [[noreturn, gnu::noinline]] static void logEventAndExit();
   /// `logEventAndExit:` Delivers one record of level 5 on this thread, then throws the generic
   /// exception whose reason is the message.
-  [[noreturn]] static void logEventAndExit(std::string_view message);
+  [[noreturn, gnu::noinline]] static void logEventAndExit(std::string_view message);
 
-  /// Waits until what was logged before the call is delivered; false when `limit` passes first.
-  /// Called at exit with a limit of two seconds.
+  /// Waits until what was logged before the call is delivered; false when `limit` passes first,
+  /// and at once on the logging queue, that is within a delegate.
   static bool flush(std::chrono::milliseconds limit);
 };
 

@@ -1,0 +1,73 @@
+#include "kelm/logging/call_stack.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <span>
+
+#include "kelm/platform/process.h"
+
+namespace kelm::logging {
+
+namespace {
+
+constexpr std::size_t kIndexWidth = 4;
+/// Room for the frames of the logger itself, and of tools that wrap the capture.
+constexpr std::size_t kOwnFrames = 14;
+
+void appendLine(std::string& out, std::size_t index, void* address) {
+  std::array<char, 24> digits;
+  const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), index).ptr;
+  const auto size = static_cast<std::size_t>(end - digits.data());
+  out.append(digits.data(), size).append(size < kIndexWidth ? kIndexWidth - size : 1, ' ');
+  platform::appendFrameText(out, address);
+}
+
+/// The frames from the one at `caller` on; all but the innermost when it is not among them.
+std::span<void*> framesFrom(std::span<void*> frames, const void* caller) {
+  const auto place = std::find(frames.begin(), frames.end(), caller);
+  const auto own = place != frames.end() ? place - frames.begin() : !frames.empty();
+  return frames.subspan(static_cast<std::size_t>(own));
+}
+
+void appendLines(std::string& out, std::span<void*> frames, std::size_t mostLines) {
+  for (std::size_t i = 0; i < std::min(frames.size(), mostLines); ++i) {
+    appendLine(out, i + 1, frames[i]);
+    out.push_back('\n');
+  }
+}
+
+std::vector<void*> wholeCallStack() {
+  std::vector<void*> frames(128);
+  std::size_t count = platform::captureCallStack(frames);
+  while (count == frames.size()) {
+    frames.resize(frames.size() * 2);
+    count = platform::captureCallStack(frames);
+  }
+  frames.resize(count);
+  return frames;
+}
+
+}  // namespace
+
+void appendCallStack(std::string& out, const void* caller, std::size_t mostLines) {
+  constexpr std::size_t kUsual = 50;
+  if (mostLines <= kUsual) {
+    std::array<void*, kUsual + kOwnFrames> frames;
+    const std::size_t count = platform::captureCallStack(frames);
+    appendLines(out, framesFrom(std::span(frames).first(count), caller), mostLines);
+  } else {
+    std::vector<void*> frames = wholeCallStack();
+    appendLines(out, framesFrom(frames, caller), mostLines);
+  }
+}
+
+std::vector<std::string> callStackSymbols() {
+  std::vector<void*> frames = wholeCallStack();
+  std::vector<std::string> lines;
+  for (void* const frame : framesFrom(frames, __builtin_return_address(0)))
+    appendLine(lines.emplace_back(), lines.size() - 1, frame);
+  return lines;
+}
+
+}  // namespace kelm::logging

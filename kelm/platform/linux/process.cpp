@@ -1,0 +1,99 @@
+#include "kelm/platform/process.h"
+
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <link.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <unordered_map>
+
+#include "kelm/base/mutex.h"
+
+namespace kelm::platform {
+
+namespace {
+
+constexpr std::size_t kLongestThreadName = 15;
+constexpr std::size_t kMostKeptFrames = 16384;
+
+std::string demangled(const char* symbol) {
+  if (symbol == nullptr) return "?";
+  int status = 0;
+  const std::unique_ptr<char, decltype(&std::free)> text(
+      abi::__cxa_demangle(symbol, nullptr, nullptr, &status), &std::free);
+  return text ? text.get() : symbol;
+}
+
+std::string frameText(void* address) {
+  // A return address may lie past the end of a function that never returns.
+  const char* const call = static_cast<const char*>(address) - 1;
+  Dl_info info{};
+  std::string_view module = "?";
+  std::size_t offset = 0;
+  if (dladdr(call, &info) != 0) {
+    if (info.dli_fname != nullptr) module = info.dli_fname;
+    module.remove_prefix(module.rfind('/') + 1);
+    const void* start = info.dli_saddr != nullptr ? info.dli_saddr : info.dli_fbase;
+    offset = static_cast<std::size_t>(call + 1 - static_cast<const char*>(start));
+  }
+  char numbers[64];
+  std::string text(module);
+  std::snprintf(numbers, sizeof numbers, " 0x%016lx ", reinterpret_cast<unsigned long>(address));
+  text.append(numbers).append(demangled(info.dli_sname));
+  std::snprintf(numbers, sizeof numbers, " + %zu", offset);
+  return text.append(numbers);
+}
+
+/// How many modules were ever unloaded: the same address may since belong to another one.
+unsigned long long unloadedModules() {
+  unsigned long long count = 0;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, std::size_t, void* out) {
+        *static_cast<unsigned long long*>(out) = info->dlpi_subs;
+        return 1;
+      },
+      &count);
+  return count;
+}
+
+struct KeptFrames {
+  Mutex mutex;
+  std::unordered_map<void*, std::string> texts KELM_GUARDED_BY(mutex);
+  unsigned long long unloaded KELM_GUARDED_BY(mutex) = 0;
+};
+
+KeptFrames& keptFrames() {
+  static auto* const kFrames = new KeptFrames;
+  return *kFrames;
+}
+
+}  // namespace
+
+bool isFirstThread() { return gettid() == getpid(); }
+
+void nameCurrentThread(std::string_view name) {
+  pthread_setname_np(pthread_self(), std::string(name.substr(0, kLongestThreadName)).c_str());
+}
+
+std::size_t captureCallStack(std::span<void*> addresses) {
+  const int count = backtrace(addresses.data(), static_cast<int>(addresses.size()));
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+void appendFrameText(std::string& out, void* address) {
+  KeptFrames& kept = keptFrames();
+  const Lock lock(kept.mutex);
+  const auto unloaded = unloadedModules();
+  if (unloaded != kept.unloaded || kept.texts.size() >= kMostKeptFrames) kept.texts.clear();
+  kept.unloaded = unloaded;
+  auto [place, isNew] = kept.texts.try_emplace(address);
+  if (isNew) place->second = frameText(address);
+  out += place->second;
+}
+
+}  // namespace kelm::platform

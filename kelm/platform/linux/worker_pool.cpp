@@ -1,0 +1,70 @@
+#include "kelm/platform/linux/worker_pool.h"
+
+#include <thread>
+#include <utility>
+
+#include "kelm/platform/linux/task_loop.h"
+#include "kelm/platform/process.h"
+
+namespace kelm::platform {
+
+namespace {
+
+constexpr std::size_t kMostWorkers = 16;
+
+}  // namespace
+
+WorkerPool::WorkerPool(std::shared_ptr<Console> console) : shared_(std::make_shared<Shared>()) {
+  shared_->console = std::move(console);
+}
+
+WorkerPool::~WorkerPool() {
+  const Lock lock(shared_->mutex);
+  shared_->closed = true;
+  shared_->changed.notify_all();
+}
+
+void WorkerPool::post(Priority priority, Task task) {
+  const Lock lock(shared_->mutex);
+  shared_->tasks[static_cast<std::size_t>(priority)].push_back(std::move(task));
+  ++shared_->waiting;
+  if (shared_->waiting <= shared_->idle) {
+    shared_->changed.notify_one();
+  } else if (shared_->workers < kMostWorkers) {
+    ++shared_->workers;
+    std::thread([shared = shared_] { work(*shared); }).detach();
+  }
+}
+
+void WorkerPool::work(Shared& shared) {
+  nameCurrentThread("kelm.global");
+  shared.mutex.lock();
+  for (;;) {
+    if (shared.waiting > 0) {
+      Task task = take(shared);
+      shared.mutex.unlock();
+      runReporting(task, *shared.console);
+      task = nullptr;
+      shared.mutex.lock();
+    } else if (shared.closed) {
+      break;
+    } else {
+      ++shared.idle;
+      shared.changed.wait(shared.mutex);
+      --shared.idle;
+    }
+  }
+  shared.mutex.unlock();
+}
+
+Task WorkerPool::take(Shared& shared) {
+  --shared.waiting;
+  auto queue = shared.tasks.rbegin();
+  while (queue->empty())
+    ++queue;
+  Task task = std::move(queue->front());
+  queue->pop_front();
+  return task;
+}
+
+}  // namespace kelm::platform

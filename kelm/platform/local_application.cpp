@@ -1,0 +1,55 @@
+#include "kelm/platform/local_application.h"
+
+#include <utility>
+
+#include "kelm/platform/dispatch.h"
+
+namespace kelm::platform {
+
+LocalApplication::LocalApplication(std::shared_ptr<Dispatcher> dispatcher)
+    : dispatcher_(std::move(dispatcher)), tasks_(std::make_shared<Tasks>()) {}
+
+Application::BackgroundTask LocalApplication::beginBackgroundTask(std::string_view,
+                                                                  std::function<void()> expired) {
+  const Lock lock(tasks_->mutex);
+  tasks_->running.emplace(++tasks_->last, std::move(expired));
+  return tasks_->last;
+}
+
+void LocalApplication::endBackgroundTask(BackgroundTask task) {
+  std::function<void()> released;  // outside the lock: it may hold anything
+  const Lock lock(tasks_->mutex);
+  if (auto ended = tasks_->running.extract(task)) released = std::move(ended.mapped());
+}
+
+void LocalApplication::setNetworkActivityIndicatorVisible(bool visible) {
+  const Lock lock(tasks_->mutex);
+  tasks_->indicator = visible;
+}
+
+bool LocalApplication::isNetworkActivityIndicatorVisible() const {
+  const Lock lock(tasks_->mutex);
+  return tasks_->indicator;
+}
+
+std::size_t LocalApplication::runningBackgroundTasks() const {
+  const Lock lock(tasks_->mutex);
+  return tasks_->running.size();
+}
+
+void LocalApplication::expireBackgroundTasks() {
+  const Lock lock(tasks_->mutex);
+  for (const auto& [task, ignored] : tasks_->running) {
+    dispatcher_->mainLoop().post([tasks = tasks_, id = task] {
+      std::function<void()> expired;
+      {
+        const Lock inner(tasks->mutex);
+        const auto place = tasks->running.find(id);
+        if (place != tasks->running.end()) expired = place->second;
+      }
+      if (expired) expired();
+    });
+  }
+}
+
+}  // namespace kelm::platform

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "kelm/base/export.h"
+
+// What the running process knows of itself. Free functions: there is nothing for a test to replace.
+namespace kelm::platform {
+
+/// True on the thread that the process began with.
+KELM_API bool isFirstThread();
+
+/// Names the calling thread for debuggers and process lists; a long name is cut.
+KELM_API void nameCurrentThread(std::string_view name);
+
+/// Fills in the return addresses of the calls that led here, innermost first, and tells how many;
+/// as many as fit. The first call in a process is slow and allocates. Not for signal handlers.
+KELM_API std::size_t captureCallStack(std::span<void*> addresses);
+
+/// "module 0xaddress symbol + offset" for a return address; the symbol is demangled, and "?" when
+/// the module does not export it. Texts are kept, so that asking again is cheap. Thread-safe.
+KELM_API void appendFrameText(std::string& out, void* address);
+
+}  // namespace kelm::platform

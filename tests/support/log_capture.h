@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kelm/base/mutex.h"
+#include "kelm/logging/vasp_logger.h"
+
+namespace kelm::test {
+
+/// Receives every record of the logger in place of the delegate, from its start to its end; no
+/// delegate is installed afterwards. One at a time.
+class LogCapture {
+ public:
+  struct Record {
+    LogLevel level = 0;
+    LogAspect aspect = 0;
+    std::string source;
+    std::string threadName;
+    std::string message;
+
+    bool operator==(const Record&) const = default;
+  };
+
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  /// "WARN text" for each message, the pieces of a long one joined. Of ERROR and FATAL the first
+  /// line only: the stack is cut off. Waits until everything logged so far has arrived.
+  std::vector<std::string> lines() const;
+  /// Every record as it came, pieces too. Waits likewise.
+  std::vector<Record> records() const;
+  void clear();
+
+ private:
+  class Collector;
+
+  std::shared_ptr<Collector> collector_;
+};
+
+}  // namespace kelm::test

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kelm/base/mutex.h"
+#include "kelm/platform/system_log.h"
+
+namespace kelm::test {
+
+/// Keeps the entries. Channels may outlive it. Thread-safe.
+class MemorySystemLog : public platform::SystemLog {
+ public:
+  struct Entry {
+    std::string subsystem;
+    std::string category;
+    std::string text;
+
+    bool operator==(const Entry&) const = default;
+  };
+
+  std::unique_ptr<Channel> open(std::string_view subsystem, std::string_view category) override {
+    const Lock lock(kept_->mutex);
+    ++kept_->opened;
+    return std::make_unique<KeepingChannel>(kept_, subsystem, category);
+  }
+
+  std::vector<Entry> entries() const {
+    const Lock lock(kept_->mutex);
+    return kept_->entries;
+  }
+  /// How many channels were opened.
+  std::size_t opened() const {
+    const Lock lock(kept_->mutex);
+    return kept_->opened;
+  }
+
+ private:
+  struct Kept {
+    Mutex mutex;
+    std::vector<Entry> entries KELM_GUARDED_BY(mutex);
+    std::size_t opened KELM_GUARDED_BY(mutex) = 0;
+  };
+  class KeepingChannel : public Channel {
+   public:
+    KeepingChannel(std::shared_ptr<Kept> kept, std::string_view subsystem,
+                   std::string_view category)
+        : kept_(std::move(kept)), subsystem_(subsystem), category_(category) {}
+    void write(std::string_view text) override {
+      const Lock lock(kept_->mutex);
+      kept_->entries.push_back({subsystem_, category_, std::string(text)});
+    }
+
+   private:
+    std::shared_ptr<Kept> kept_;
+    std::string subsystem_;
+    std::string category_;
+  };
+
+  std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
+};
+
+}  // namespace kelm::test
