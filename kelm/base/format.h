@@ -10,7 +10,6 @@
 #include "kelm/base/describe.h"
 #include "kelm/base/export.h"
 #include "kelm/base/format_check.h"
-#include "kelm/base/format_conversion.h"
 
 namespace kelm {
 
