@@ -77,7 +77,7 @@ void SessionEngine::keep(std::shared_ptr<Exchange> exchange) {
 
 void SessionEngine::drop(Exchange& exchange) {
   const std::size_t slot = exchange.slot();
-  const std::shared_ptr<Exchange> dropped = std::exchange(running_[slot], running_.back());
+  std::swap(running_[slot], running_.back());
   running_[slot]->setSlot(slot);
   running_.pop_back();
 }
