@@ -1,0 +1,296 @@
+// What every dispatcher does, the system's and the one that tests drive.
+
+#include <algorithm>
+#include <latch>
+#include <stdexcept>
+#include <thread>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "kelm/platform/dispatch.h"
+#include "kelm/platform/linux/services.h"
+#include "tests/support/manual_dispatcher.h"
+#include "tests/support/memory_console.h"
+
+namespace kelm::test {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::Dispatcher;
+using platform::MainLoop;
+using platform::Queue;
+using testing::ElementsAre;
+
+constexpr auto kLimit = 1min;  // never reached by a test that passes
+
+struct Kind {
+  const char* name;
+  std::shared_ptr<Dispatcher> (*make)(std::shared_ptr<platform::Console>);
+};
+
+std::ostream& operator<<(std::ostream& out, const Kind& kind) { return out << kind.name; }
+
+class DispatcherContract : public testing::TestWithParam<Kind> {
+ protected:
+  MainLoop& mainLoop() { return dispatcher->mainLoop(); }
+  void runUntilCount(std::size_t count) {
+    EXPECT_TRUE(mainLoop().runUntil([&] { return seen().size() >= count; }, kLimit));
+  }
+  void see(std::string what) {
+    const Lock lock(mutex_);
+    seen_.push_back(std::move(what));
+  }
+  std::vector<std::string> seen() {
+    const Lock lock(mutex_);
+    return seen_;
+  }
+  platform::Task seeing(std::string what) {
+    return [this, what] { see(what); };
+  }
+
+  std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
+  std::shared_ptr<Dispatcher> dispatcher = GetParam().make(console);
+
+ private:
+  Mutex mutex_;
+  std::vector<std::string> seen_;
+};
+
+TEST_P(DispatcherContract, TasksOfAQueueRunInTheOrderOfPosting) {
+  const auto serial = dispatcher->makeSerialQueue("order");
+  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()}) {
+    std::vector<int> ran;
+    std::vector<int> posted;
+    std::atomic<bool> done{false};
+    for (int i = 0; i < 100; ++i) {
+      posted.push_back(i);
+      queue->post([&ran, i] { ran.push_back(i); });
+    }
+    queue->post([&] { done = true; });
+    ASSERT_TRUE(mainLoop().runUntil([&] { return done.load(); }, kLimit));
+    EXPECT_EQ(ran, posted);
+  }
+}
+
+TEST_P(DispatcherContract, TasksOfManyThreadsRunOneAtATimeAndInEachThreadsOrder) {
+  constexpr int kThreads = 4;
+  constexpr int kTasks = 2000;
+  const auto serial = dispatcher->makeSerialQueue("many");
+  std::vector<int> last(kThreads, -1);
+  int disordered = 0;
+  std::atomic<int> count{0};
+  std::vector<std::jthread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kTasks; ++i) {
+        serial->post([&, t, i] {
+          disordered += last[t] != i - 1;
+          last[t] = i;
+          ++count;
+        });
+      }
+    });
+  }
+  threads.clear();
+  EXPECT_TRUE(mainLoop().runUntil([&] { return count == kThreads * kTasks; }, kLimit));
+  EXPECT_EQ(disordered, 0);
+}
+
+TEST_P(DispatcherContract, ThrowingTaskIsReportedAndTheNextOneRuns) {
+  const auto serial = dispatcher->makeSerialQueue("throwing");
+  serial->post([] { throw std::runtime_error("no paper"); });
+  serial->post([] { throw 7; });
+  serial->post(seeing("serial"));
+  runUntilCount(1);
+  mainLoop().post([] { throw std::runtime_error("no ink"); });
+  mainLoop().post(seeing("main"));
+  runUntilCount(2);
+  dispatcher->postGlobal(platform::Priority::Default, [] { throw std::runtime_error("no net"); });
+  EXPECT_TRUE(mainLoop().runUntil([&] { return console->lines().size() == 4; }, kLimit));
+  EXPECT_THAT(seen(), ElementsAre("serial", "main"));
+  EXPECT_THAT(console->lines(), ElementsAre("LOG ERROR no paper", "LOG ERROR unknown exception",
+                                            "LOG ERROR no ink", "LOG ERROR no net"));
+}
+
+TEST_P(DispatcherContract, DelayedTasksRunByTimeThenByAge) {
+  const auto serial = dispatcher->makeSerialQueue("delayed");
+  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()}) {
+    const std::size_t before = seen().size();
+    // Posted by a task, so that no delay is over before all are known.
+    queue->post([&, queue] {
+      queue->postAfter(4ms, seeing("late"));
+      queue->postAfter(2ms, seeing("early"));
+      queue->postAfter(-1s, seeing("overdue"));
+      queue->postAfter(platform::Duration::max(), seeing("never"));
+      queue->post(seeing("now"));
+    });
+    runUntilCount(before + 4);
+    auto order = seen();
+    order.erase(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_THAT(order, testing::UnorderedElementsAre("overdue", "now", "early", "late"));
+    EXPECT_EQ(order[2] + order[3], "earlylate");
+  }
+}
+
+TEST_P(DispatcherContract, RepeatingTimerRunsUntilItsOwnTaskDestroysIt) {
+  const auto serial = dispatcher->makeSerialQueue("repeating");
+  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()}) {
+    int runs = 0;
+    std::atomic<bool> over{false};
+    std::unique_ptr<platform::Timer> timer;
+    queue->runAndWait([&] {
+      timer = queue->every(1ms, [&] {
+        if (++runs < 3) return;
+        timer.reset();
+        queue->postAfter(3ms, [&] { over = true; });
+      });
+    });
+    ASSERT_TRUE(mainLoop().runUntil([&] { return over.load(); }, kLimit));
+    EXPECT_EQ(runs, 3);
+  }
+}
+
+TEST_P(DispatcherContract, DestroyedTimerReleasesItsTaskAndDoesNotRun) {
+  const auto held = std::make_shared<int>();
+  auto timer = mainLoop().every(1ms, [this, held] { see("timer"); });
+  EXPECT_EQ(held.use_count(), 2);
+  timer.reset();
+  EXPECT_EQ(held.use_count(), 1);
+  mainLoop().postAfter(2ms, seeing("after"));
+  runUntilCount(1);
+  EXPECT_THAT(seen(), ElementsAre("after"));
+}
+
+TEST_P(DispatcherContract, ThrowingTimerKeepsRunning) {
+  int runs = 0;
+  const auto timer = mainLoop().every(1ms, [&] {
+    ++runs;
+    throw std::runtime_error("again");
+  });
+  EXPECT_TRUE(mainLoop().runUntil([&] { return runs == 2; }, kLimit));
+  EXPECT_THAT(console->lines(), ElementsAre("LOG ERROR again", "LOG ERROR again"));
+}
+
+TEST_P(DispatcherContract, RunAndWaitTakesItsTurnAndRunsInPlaceOnItsOwnQueue) {
+  const auto serial = dispatcher->makeSerialQueue("waiting");
+  serial->post(seeing("first"));
+  serial->runAndWait([&] {
+    see("second");
+    serial->post(seeing("fourth"));
+    serial->runAndWait(seeing("third"));
+  });
+  EXPECT_THAT(seen(), testing::Contains("third"));
+  runUntilCount(4);
+  EXPECT_THAT(seen(), ElementsAre("first", "second", "third", "fourth"));
+  mainLoop().runAndWait(seeing("main"));
+  EXPECT_EQ(seen().back(), "main");
+}
+
+TEST_P(DispatcherContract, RunAndWaitHandsTheExceptionToItsCaller) {
+  const auto serial = dispatcher->makeSerialQueue("failing");
+  EXPECT_THROW(serial->runAndWait([] { throw std::out_of_range("x"); }), std::out_of_range);
+  EXPECT_THROW(mainLoop().runAndWait([] { throw std::out_of_range("x"); }), std::out_of_range);
+  EXPECT_THAT(console->lines(), ElementsAre());
+}
+
+TEST_P(DispatcherContract, OtherThreadsWaitForTheMainLoop) {
+  std::atomic<bool> ended{false};
+  std::jthread thread([&] {
+    EXPECT_FALSE(mainLoop().isMainThread());
+    mainLoop().runAndWait([&] { see(mainLoop().isMainThread() ? "main" : "elsewhere"); });
+    ended = true;
+  });
+  while (!ended) mainLoop().runPending();
+  EXPECT_THAT(seen(), ElementsAre("main"));
+}
+
+TEST_P(DispatcherContract, QueueKnowsWhoseTaskRuns) {
+  const auto one = dispatcher->makeSerialQueue("one");
+  const auto two = dispatcher->makeSerialQueue("two");
+  EXPECT_TRUE(mainLoop().isMainThread());
+  EXPECT_FALSE(one->isCurrent());
+  one->runAndWait([&] {
+    EXPECT_TRUE(one->isCurrent());
+    EXPECT_FALSE(two->isCurrent());
+    EXPECT_FALSE(mainLoop().isMainThread());
+    two->runAndWait([&] { EXPECT_TRUE(two->isCurrent() && !one->isCurrent()); });
+  });
+  dispatcher->postGlobal(platform::Priority::High, [&] {
+    const bool elsewhere = !mainLoop().isMainThread() && !one->isCurrent();
+    see(elsewhere ? "global" : "wrong");
+  });
+  runUntilCount(1);
+  EXPECT_THAT(seen(), ElementsAre("global"));
+}
+
+TEST_P(DispatcherContract, DroppedQueueStillRunsWhatWasPosted) {
+  auto serial = dispatcher->makeSerialQueue("dropped");
+  serial->post([] {});
+  serial->postAfter(1ms, seeing("delayed"));
+  auto timer = serial->every(1ms, seeing("timer"));
+  serial.reset();
+  EXPECT_TRUE(mainLoop().runUntil(
+      [&] {
+        const auto all = seen();
+        return std::count(all.begin(), all.end(), "timer") > 1;
+      },
+      kLimit));
+  EXPECT_THAT(seen(), testing::Contains("delayed"));
+}
+
+TEST_P(DispatcherContract, RunEndsAtStopEvenAnEarlierOne) {
+  mainLoop().stop();
+  mainLoop().run();
+  mainLoop().post([&] {
+    see("ran");
+    mainLoop().stop();
+  });
+  mainLoop().postAfter(1h, seeing("too late"));
+  mainLoop().run();
+  EXPECT_THAT(seen(), ElementsAre("ran"));
+}
+
+TEST_P(DispatcherContract, RunUntilGivesUpAtItsLimit) {
+  EXPECT_FALSE(mainLoop().runUntil([] { return false; }, 1ms));
+  EXPECT_TRUE(mainLoop().runUntil([] { return true; }, 0ms));
+}
+
+TEST_P(DispatcherContract, TaskThatRunsTheLoopItselfKeepsTheOrder) {
+  mainLoop().post([&] {
+    see("outer");
+    mainLoop().runUntil([&] { return seen().size() == 3; }, kLimit);
+    see("outer's end");
+  });
+  mainLoop().post(seeing("second"));
+  mainLoop().post(seeing("third"));
+  mainLoop().post(seeing("fourth"));
+  runUntilCount(5);
+  EXPECT_THAT(seen(), ElementsAre("outer", "second", "third", "outer's end", "fourth"));
+}
+
+TEST_P(DispatcherContract, GlobalTasksOfEveryPriorityRun) {
+  for (const auto priority :
+       {platform::Priority::Background, platform::Priority::Default, platform::Priority::High}) {
+    for (int i = 0; i < 50; ++i)
+      dispatcher->postGlobal(priority, seeing("ran"));
+  }
+  runUntilCount(150);
+  EXPECT_EQ(seen().size(), 150U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, DispatcherContract,
+                         testing::Values(Kind{"System",
+                                              [](std::shared_ptr<platform::Console> console) {
+                                                return platform::makeDispatcher(
+                                                    platform::makeSystemClock(), console);
+                                              }},
+                                         Kind{"Manual",
+                                              [](std::shared_ptr<platform::Console> console) {
+                                                return std::shared_ptr<Dispatcher>(
+                                                    std::make_shared<ManualDispatcher>(
+                                                        std::make_shared<ManualClock>(), console));
+                                              }}),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+
+}  // namespace
+}  // namespace kelm::test

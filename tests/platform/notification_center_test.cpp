@@ -1,0 +1,135 @@
+#include "kelm/platform/notification_center.h"
+
+#include <latch>
+#include <thread>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "kelm/platform/linux/services.h"
+#include "tests/support/memory_notification_center.h"
+
+namespace kelm::test {
+namespace {
+
+using platform::Notification;
+using platform::NotificationCenter;
+using testing::ElementsAre;
+
+struct Kind {
+  const char* name;
+  std::shared_ptr<NotificationCenter> (*make)();
+};
+
+std::ostream& operator<<(std::ostream& out, const Kind& kind) { return out << kind.name; }
+
+class NotificationCenterContract : public testing::TestWithParam<Kind> {
+ protected:
+  std::unique_ptr<NotificationCenter::Registration> observe(std::string name, std::string label) {
+    return center->observe(
+        name, [this, label](const Notification& n) { seen.push_back(label + ":" + n.name); });
+  }
+
+  std::shared_ptr<NotificationCenter> center = GetParam().make();
+  std::vector<std::string> seen;
+};
+
+TEST_P(NotificationCenterContract, ObserversAreCalledInTheOrderTheyCameByTheirName) {
+  const auto one = observe("sale", "one");
+  const auto all = observe("", "all");
+  const auto two = observe("sale", "two");
+  center->post({"sale", nullptr, {}});
+  center->post({"refund", nullptr, {}});
+  EXPECT_THAT(seen, ElementsAre("one:sale", "all:sale", "two:sale", "all:refund"));
+}
+
+TEST_P(NotificationCenterContract, NotificationArrivesWhole) {
+  const auto sender = std::make_shared<Object>();
+  Notification got;
+  const auto registration = center->observe("x", [&](const Notification& n) { got = n; });
+  Dictionary information;
+  information.set("flag", Value(true));
+  center->post({"x", sender, information});
+  EXPECT_EQ(got.sender, sender);
+  EXPECT_EQ(got.userInfo, information);
+}
+
+TEST_P(NotificationCenterContract, EndedRegistrationIsNotCalledAndReleasesItsObserver) {
+  const auto held = std::make_shared<int>();
+  auto registration = center->observe("x", [held](const Notification&) { ++*held; });
+  registration.reset();
+  EXPECT_EQ(held.use_count(), 1);
+  center->post({"x", nullptr, {}});
+  EXPECT_EQ(*held, 0);
+}
+
+TEST_P(NotificationCenterContract, ObserversMayComeAndGoWithinACall) {
+  std::unique_ptr<NotificationCenter::Registration> self;
+  std::unique_ptr<NotificationCenter::Registration> next;
+  std::unique_ptr<NotificationCenter::Registration> added;
+  self = center->observe("x", [&](const Notification&) {
+    seen.emplace_back("self");
+    next.reset();
+    added = observe("x", "added");
+    self.reset();
+  });
+  next = observe("x", "next");
+  center->post({"x", nullptr, {}});
+  EXPECT_THAT(seen, ElementsAre("self"));
+  center->post({"x", nullptr, {}});
+  EXPECT_THAT(seen, ElementsAre("self", "added:x"));
+}
+
+TEST_P(NotificationCenterContract, ThrowingObserverReachesThePosterAndCanStillBeEnded) {
+  auto registration = center->observe("x", [](const Notification&) { throw 7; });
+  EXPECT_THROW(center->post({"x", nullptr, {}}), int);
+  registration.reset();
+  EXPECT_NO_THROW(center->post({"x", nullptr, {}}));
+}
+
+TEST_P(NotificationCenterContract, EndingWaitsForTheCallInAnotherThread) {
+  std::latch inside(1);
+  std::latch leave(1);
+  std::atomic<bool> left{false};
+  auto registration = center->observe("x", [&](const Notification&) {
+    inside.count_down();
+    leave.wait();
+    left = true;
+  });
+  std::jthread poster([&] { center->post({"x", nullptr, {}}); });
+  inside.wait();
+  std::jthread helper([&] { leave.count_down(); });
+  registration.reset();
+  EXPECT_TRUE(left);
+}
+
+TEST_P(NotificationCenterContract, PostersAndObserversMeetFromManyThreads) {
+  std::atomic<int> calls{0};
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < 200; ++i) {
+          const auto own = center->observe("x", [&](const Notification&) { ++calls; });
+          center->post({"x", nullptr, {}});
+        }
+      });
+    }
+  }
+  EXPECT_GE(calls, 4 * 200);
+  const int before = calls;
+  center->post({"x", nullptr, {}});
+  EXPECT_EQ(calls, before);
+}
+
+INSTANTIATE_TEST_SUITE_P(, NotificationCenterContract,
+                         testing::Values(Kind{"System",
+                                              [] { return platform::makeNotificationCenter(); }},
+                                         Kind{"Memory",
+                                              [] {
+                                                return std::shared_ptr<NotificationCenter>(
+                                                    std::make_shared<MemoryNotificationCenter>());
+                                              }}),
+                         [](const auto& kind) { return std::string(kind.param.name); });
+
+}  // namespace
+}  // namespace kelm::test
