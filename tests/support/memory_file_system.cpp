@@ -270,6 +270,7 @@ int MemoryFileSystem::moveLocked(const std::string& from, const std::string& to)
   if (source.error != 0) return source.error;
   if (target.error != 0) return target.error;
   if (source.name.empty()) return EBUSY;
+  if (target.name.empty()) return EEXIST;
   if (!source.node) return ENOENT;
   if (target.node) return EEXIST;
   if (!source.node->isFolder() && (from.ends_with('/') || to.ends_with('/'))) return ENOTDIR;

@@ -2,38 +2,39 @@
 
 #include <memory>
 
-#include "kelm/platform/application.h"
-#include "kelm/platform/clock.h"
-#include "kelm/platform/dispatch.h"
-#include "kelm/platform/notification_center.h"
 #include "kelm/platform/platform.h"
-#include "kelm/platform/system_log.h"
-#include "kelm/platform/url_session.h"
 #include "tests/support/fixed_random.h"
+#include "tests/support/manual_clock.h"
+#include "tests/support/manual_dispatcher.h"
+#include "tests/support/memory_application.h"
 #include "tests/support/memory_bundle.h"
 #include "tests/support/memory_console.h"
 #include "tests/support/memory_file_attributes.h"
 #include "tests/support/memory_file_system.h"
 #include "tests/support/memory_home_folders.h"
+#include "tests/support/memory_notification_center.h"
+#include "tests/support/memory_system_log.h"
+#include "tests/support/memory_url_sessions.h"
 #include "tests/support/memory_user_defaults.h"
 
 namespace kelm::test {
 
 /// Every service in memory, for a test to look into and to script.
 struct TestPlatform {
-  std::shared_ptr<platform::Clock> clock;
-  std::shared_ptr<platform::Dispatcher> dispatcher;
-  std::shared_ptr<platform::NotificationCenter> notificationCenter;
-  std::shared_ptr<platform::SystemLog> systemLog;
-  std::shared_ptr<platform::UrlSessions> urlSessions;
-  std::shared_ptr<platform::Application> application;
+  std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
   std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
+  std::shared_ptr<ManualDispatcher> dispatcher = std::make_shared<ManualDispatcher>(clock, console);
   std::shared_ptr<MemoryHomeFolders> homeFolders = std::make_shared<MemoryHomeFolders>();
   std::shared_ptr<MemoryUserDefaults> userDefaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<MemoryFileSystem> fileSystem = std::make_shared<MemoryFileSystem>(clock);
   std::shared_ptr<MemoryFileAttributes> fileAttributes =
       std::make_shared<MemoryFileAttributes>(fileSystem);
   std::shared_ptr<MemoryBundle> bundle = std::make_shared<MemoryBundle>();
+  std::shared_ptr<MemoryNotificationCenter> notificationCenter =
+      std::make_shared<MemoryNotificationCenter>();
+  std::shared_ptr<MemorySystemLog> systemLog = std::make_shared<MemorySystemLog>();
+  std::shared_ptr<MemoryUrlSessions> urlSessions = std::make_shared<MemoryUrlSessions>();
+  std::shared_ptr<MemoryApplication> application = std::make_shared<MemoryApplication>(dispatcher);
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
 
   platform::Platform platform() const {

@@ -12,8 +12,9 @@ constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 }  // namespace
 
 int FolderCursor::enter(const std::string& name) {
-  struct stat parent;
-  if (retried([&] { return ::fstat(descriptor(), &parent); }) != 0) return errno;
+  struct stat parent {};
+  if (!levels_.empty() && retried([&] { return ::fstat(descriptor(), &parent); }) != 0)
+    return errno;
   Descriptor child(
       retried([&] { return ::openat(descriptor(), name.c_str(), kFolder | O_NOFOLLOW); }));
   if (!child.isOpen()) return errno;

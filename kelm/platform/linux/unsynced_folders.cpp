@@ -47,11 +47,11 @@ int UnsyncedFolders::syncWayTo(const std::string& folder) {
   const Lock lock(mutex_);
   if (paths_.empty()) return 0;
   for (std::string path = normalized(folder);;) {
+    const std::string above = SplitPath(path).folder;
     if (const auto found = paths_.find(path); found != paths_.end()) {
-      if (const int error = syncName(path)) return error;
+      if (const int error = syncFolder(above)) return error;
       paths_.erase(found);
     }
-    const std::string above = SplitPath(path).folder;
     if (above == path || above == ".") return 0;
     path = above;
   }
@@ -59,17 +59,18 @@ int UnsyncedFolders::syncWayTo(const std::string& folder) {
 
 int UnsyncedFolders::syncAll() {
   const Lock lock(mutex_);
-  while (!paths_.empty()) {
-    if (const int error = syncName(*paths_.begin())) return error;
-    paths_.erase(paths_.begin());
-  }
+  std::set<std::string> holders;
+  for (const std::string& path : paths_)
+    holders.insert(SplitPath(path).folder);
+  for (const std::string& holder : holders)
+    if (const int error = syncFolder(holder)) return error;
+  paths_.clear();
   return 0;
 }
 
-int UnsyncedFolders::syncName(const std::string& path) const {
-  const std::string above = SplitPath(path).folder;
+int UnsyncedFolders::syncFolder(const std::string& path) const {
   const Descriptor folder(
-      retried([&] { return calls_.open(AT_FDCWD, above.c_str(), O_RDONLY | O_DIRECTORY, 0); }));
+      retried([&] { return calls_.open(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY, 0); }));
   if (!folder.isOpen()) return errno == ENOENT ? 0 : errno;
   return retried([&] { return calls_.sync(folder.number()); }) == 0 ? 0 : errno;
 }

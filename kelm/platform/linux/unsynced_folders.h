@@ -25,7 +25,7 @@ class UnsyncedFolders {
   int syncAll();
 
  private:
-  int syncName(const std::string& path) const;
+  int syncFolder(const std::string& path) const;
 
   const FileCalls& calls_;
   Mutex mutex_;

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kelm/platform/file_system.h"
+#include "kelm/platform/linux/file_calls.h"
+#include "kelm/platform/linux/services.h"
+#include "tests/support/memory_file_system.h"
+#include "tests/support/temporary_folder.h"
+
+namespace kelm::test {
+
+/// A file tree of the system, or one in memory below the same path, empty at first.
+class FileWorld {
+ public:
+  static FileWorld real(
+      std::shared_ptr<const platform::FileCalls> calls = std::make_shared<platform::FileCalls>()) {
+    return FileWorld(platform::makeFileSystem(std::move(calls)), nullptr);
+  }
+  static FileWorld inMemory() {
+    auto memory = std::make_shared<MemoryFileSystem>();
+    return FileWorld(memory, memory);
+  }
+
+  platform::FileSystem* operator->() const { return files_.get(); }
+  platform::FileSystem& files() const { return *files_; }
+  const std::shared_ptr<MemoryFileSystem>& memory() const { return memory_; }
+  const std::string& root() const { return root_; }
+  /// The full path of something in this world.
+  std::string at(const std::string& name) const { return root_ + '/' + name; }
+
+  void put(const std::string& name, std::string_view text) const {
+    ASSERT_FALSE(files_->replaceFile(at(name), bytesOf(text)));
+  }
+  void makeFolder(const std::string& name) const {
+    ASSERT_FALSE(files_->createDirectories(at(name)));
+  }
+  void link(const std::string& target, const std::string& name) const {
+    if (memory_)
+      memory_->makeSymbolicLink(target, at(name));
+    else
+      ASSERT_EQ(::symlink(target.c_str(), at(name).c_str()), 0);
+  }
+  void setPermissions(const std::string& name, std::uint32_t permissions) const {
+    if (memory_)
+      memory_->setPermissions(at(name), permissions);
+    else
+      ASSERT_EQ(::chmod(at(name).c_str(), permissions), 0);
+  }
+  /// The text of a file; "(none)" without one.
+  std::string text(const std::string& name) const {
+    const auto content = files_->readFile(at(name));
+    return content ? std::string(textOf(*content)) : "(none)";
+  }
+  /// Everything below, sorted: "folder/", "file=text", "link@".
+  std::vector<std::string> tree(const std::string& below = "") const {
+    std::vector<std::string> found;
+    const auto entries = files_->list(root_ + '/' + below);
+    if (!entries) return found;
+    for (const auto& entry : *entries) {
+      const std::string name = below + entry.name;
+      if (entry.kind == platform::FileKind::Directory) {
+        found.push_back(name + '/');
+        for (std::string& inside : tree(name + '/'))
+          found.push_back(std::move(inside));
+      } else {
+        found.push_back(entry.kind == platform::FileKind::Regular ? name + '=' + text(name)
+                                                                  : name + '@');
+      }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+  }
+
+ private:
+  FileWorld(std::shared_ptr<platform::FileSystem> files, std::shared_ptr<MemoryFileSystem> memory)
+      : folder_(std::make_shared<TemporaryFolder>()),
+        root_(folder_->path()),
+        files_(std::move(files)),
+        memory_(std::move(memory)) {
+    if (memory_) (void)memory_->createDirectories(root_);
+  }
+
+  std::shared_ptr<TemporaryFolder> folder_;
+  std::string root_;
+  std::shared_ptr<platform::FileSystem> files_;
+  std::shared_ptr<MemoryFileSystem> memory_;
+};
+
+/// 0 for success, else the errno, which must come with its domain and a path.
+inline int codeOf(const Failure& failure) {
+  if (!failure) return 0;
+  EXPECT_EQ(failure->domain, error_domain::kPosix);
+  EXPECT_TRUE(failure->userInfo.contains("NSFilePath"));
+  return static_cast<int>(failure->code);
+}
+template <class T>
+int codeOf(const Result<T>& result) {
+  return result ? 0 : codeOf(Failure(result.error()));
+}
+
+}  // namespace kelm::test
