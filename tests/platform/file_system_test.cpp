@@ -314,11 +314,6 @@ FileWorld furnished(FileWorld world) {
   return world;
 }
 
-// Nobody cuts the power here.
-class UnsyncedCalls : public platform::FileCalls {
- public:
-  int sync(int) const override { return 0; }
-};
 const auto unsynced = std::make_shared<const UnsyncedCalls>();
 
 using Operation = int (*)(const FileWorld& world, const std::string& path);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -18,6 +19,21 @@
 #include "tests/support/temporary_folder.h"
 
 namespace kelm::test {
+
+/// Real calls, without the syncing: for tests in which the power stays on.
+class UnsyncedCalls : public platform::FileCalls {
+ public:
+  int open(int folder, const char* path, int flags, mode_t mode) const override {
+    if (!hasNamelessFiles && (flags & O_TMPFILE) == O_TMPFILE) {
+      errno = EOPNOTSUPP;
+      return -1;
+    }
+    return FileCalls::open(folder, path, flags, mode);
+  }
+  int sync(int) const override { return 0; }
+
+  bool hasNamelessFiles = true;
+};
 
 /// A file tree of the system, or one in memory below the same path, empty at first.
 class FileWorld {

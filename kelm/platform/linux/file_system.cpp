@@ -217,8 +217,10 @@ int LinuxFileSystem::copyItem(const std::string& from, const std::string& to) {
   if (::fstatat(folder.number(), target.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
     return EEXIST;
   if (const int error = copyInto(from, status.st_mode, folder.number(), target.name)) return error;
-  if (retried([&] { return calls_->sync(folder.number()); }) != 0) return errno;
-  return unsynced_.syncWayTo(target.folder);
+  int error = retried([&] { return calls_->sync(folder.number()); }) == 0 ? 0 : errno;
+  if (error == 0) error = unsynced_.syncWayTo(target.folder);
+  if (error != 0) removeTree(*calls_, folder.number(), target.name);
+  return error;
 }
 
 int LinuxFileSystem::copyInto(const std::string& from, mode_t mode, int folder,

@@ -1,0 +1,334 @@
+// What the system's file system does when its calls fail, stop half way or meet odd items.
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "kelm/platform/linux/system_call.h"
+#include "tests/platform/file_world.h"
+
+namespace kelm::test {
+namespace {
+
+using platform::Descriptor;
+using platform::FileCalls;
+using platform::FileKind;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Real calls, of which some are made to fail.
+class FaultyCalls : public FileCalls {
+ public:
+  void failCalls(int first, int last, int error) { first_ = first, last_ = last, error_ = error; }
+  void stopFailing() { first_ = last_ = 0; }
+  int count() const { return count_; }
+
+  bool interruptsEach = false;       ///< every call is interrupted once
+  std::size_t mostBytes = SIZE_MAX;  ///< that a write takes
+  bool hasNamelessFiles = true;
+  bool isOtherDevice = false;  ///< where move() moves to
+  mutable std::function<void()> beforeRename = [] {};
+
+  int open(int folder, const char* path, int flags, mode_t mode) const override {
+    if (!hasNamelessFiles && (flags & O_TMPFILE) == O_TMPFILE) return refuse(EOPNOTSUPP);
+    return fails() ? -1 : FileCalls::open(folder, path, flags, mode);
+  }
+  ssize_t write(int file, const std::uint8_t* bytes, std::size_t count) const override {
+    return fails() ? -1 : FileCalls::write(file, bytes, std::min(count, mostBytes));
+  }
+  int sync(int) const override { return fails() ? -1 : 0; }  // the power stays on
+  int setPermissions(int file, mode_t permissions) const override {
+    return fails() ? -1 : FileCalls::setPermissions(file, permissions);
+  }
+  int link(int file, int folder, const char* name) const override {
+    return fails() ? -1 : FileCalls::link(file, folder, name);
+  }
+  int rename(int folder, const char* from, int toFolder, const char* to,
+             bool replaces) const override {
+    if (isOtherDevice && folder == AT_FDCWD) return refuse(EXDEV);
+    beforeRename();
+    return fails() ? -1 : FileCalls::rename(folder, from, toFolder, to, replaces);
+  }
+  int makeFolder(int folder, const char* path, mode_t permissions) const override {
+    return fails() ? -1 : FileCalls::makeFolder(folder, path, permissions);
+  }
+  int makeSymbolicLink(const char* target, int folder, const char* name) const override {
+    return fails() ? -1 : FileCalls::makeSymbolicLink(target, folder, name);
+  }
+  int unlink(int folder, const char* path, int flags) const override {
+    return fails() ? -1 : FileCalls::unlink(folder, path, flags);
+  }
+  int close(int descriptor) const override {
+    const int result = FileCalls::close(descriptor);  // gone in any case
+    return fails() ? -1 : result;
+  }
+
+ private:
+  static int refuse(int error) {
+    errno = error;
+    return -1;
+  }
+  bool fails() const {
+    if (interruptsEach && (isInterrupted_ = !isInterrupted_)) {
+      errno = EINTR;
+      return true;
+    }
+    const int number = ++count_;
+    errno = error_;
+    return first_ <= number && number <= last_;
+  }
+
+  int first_ = 0;
+  int last_ = 0;
+  int error_ = 0;
+  mutable std::atomic<int> count_{0};
+  mutable bool isInterrupted_ = false;
+};
+
+/// One operation, and what must hold after it, done or not.
+struct Scenario {
+  const char* name;
+  void (*prepare)(const FileWorld& world);
+  Failure (*run)(const FileWorld& world);
+  void (*check)(const FileWorld& world, bool isDone);
+  bool hasNamelessFiles = true;
+  bool isOtherDevice = false;
+};
+
+void furnish(const FileWorld& world) {
+  world.makeFolder("from/sub");
+  world.put("from/a", std::string(100'000, 'a'));
+  world.put("from/sub/b", "b");
+  world.link("nowhere", "from/sub/link");
+}
+
+void expectWhole(const FileWorld& world, const std::string& folder) {
+  EXPECT_EQ(world.tree(folder),
+            (std::vector<std::string>{folder + "a=" + std::string(100'000, 'a'), folder + "sub/",
+                                      folder + "sub/b=b", folder + "sub/link@"}));
+}
+
+void expectMoved(const FileWorld& world, bool isDone) {
+  EXPECT_EQ(world->exists(world.at("from")), !isDone);
+  expectWhole(world, isDone ? "to/" : "from/");
+}
+
+const Scenario kScenarios[] = {
+    {"new file", [](const FileWorld&) {},
+     [](const FileWorld& w) { return w->replaceFile(w.at("f"), bytesOf("new")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_THAT(w.text("f"), testing::AnyOf("new", isDone ? "new" : "(none)"));
+     }},
+    {"replaced file", [](const FileWorld& w) { w.put("f", "old"); },
+     [](const FileWorld& w) { return w->replaceFile(w.at("f"), bytesOf("new")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_THAT(w.text("f"), testing::AnyOf("new", isDone ? "new" : "old"));
+     }},
+    {"replaced file, through a name",
+     [](const FileWorld& w) {
+       w.put("f", "old");
+       w.setPermissions("f", 0644);
+     },
+     [](const FileWorld& w) { return w->replaceFile(w.at("f"), bytesOf("new")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_THAT(w.text("f"), testing::AnyOf("new", isDone ? "new" : "old"));
+       EXPECT_EQ(w->status(w.at("f"))->permissions, 0644U);
+     },
+     false},
+    {"folders", [](const FileWorld&) {},
+     [](const FileWorld& w) { return w->createDirectories(w.at("a/b/c")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_TRUE(!isDone || w->isDirectory(w.at("a/b/c")));
+     }},
+    {"removal", furnish, [](const FileWorld& w) { return w->remove(w.at("from")); },
+     [](const FileWorld& w, bool isDone) { EXPECT_EQ(w->exists(w.at("from")), !isDone); }},
+    {"move", furnish, [](const FileWorld& w) { return w->move(w.at("from"), w.at("to")); },
+     expectMoved},
+    {"move to another device", furnish,
+     [](const FileWorld& w) { return w->move(w.at("from"), w.at("to")); }, expectMoved, true, true},
+    {"copy", furnish, [](const FileWorld& w) { return w->copy(w.at("from"), w.at("to")); },
+     [](const FileWorld& w, bool isDone) {
+       expectWhole(w, "from/");
+       if (isDone) expectWhole(w, "to/");
+     }},
+};
+
+/// A world for a scenario, ready to run it.
+struct Stage {
+  explicit Stage(const Scenario& scenario)
+      : calls(std::make_shared<FaultyCalls>()), world(FileWorld::real(calls)) {
+    scenario.prepare(world);
+    calls->hasNamelessFiles = scenario.hasNamelessFiles;
+    calls->isOtherDevice = scenario.isOtherDevice;
+    start = calls->count();
+  }
+  /// What is on the disk and of no use to anybody.
+  std::vector<std::string> leftOvers() const {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.root()))
+      if (entry.path().filename().string().starts_with(".kelm-"))
+        found.push_back(entry.path().filename());
+    return found;
+  }
+
+  std::shared_ptr<FaultyCalls> calls;
+  FileWorld world;
+  int start = 0;
+};
+
+TEST(FileSystemFaults, NoCallThatFailsLosesOrTearsAnything) {
+  for (const Scenario& scenario : kScenarios)
+    for (const bool forEver : {false, true})
+      for (const int error : {EIO, ENOSPC}) {
+        bool isReached = true;
+        for (int n = 1; isReached; ++n) {
+          SCOPED_TRACE(std::string(scenario.name) + ", call " + std::to_string(n) +
+                       (forEver ? " and later ones" : ""));
+          Stage stage(scenario);
+          stage.calls->failCalls(stage.start + n, forEver ? INT_MAX : stage.start + n, error);
+          const Failure failure = scenario.run(stage.world);
+          isReached = stage.calls->count() >= stage.start + n;
+          stage.calls->stopFailing();
+          EXPECT_THAT(codeOf(failure), testing::AnyOf(0, isReached ? error : 0));
+          scenario.check(stage.world, !failure);
+          ASSERT_LT(n, 200);
+          // What could not be cleared up then is cleared up when its folder is next listed.
+          stage.world.tree();
+          EXPECT_THAT(stage.leftOvers(), IsEmpty());
+        }
+      }
+}
+
+TEST(FileSystemFaults, FailedCopyLeavesNothingVisible) {
+  const Scenario& copy = kScenarios[std::size(kScenarios) - 1];
+  for (int n = 1;; ++n) {
+    Stage stage(copy);
+    stage.calls->failCalls(stage.start + n, stage.start + n, EIO);
+    if (!copy.run(stage.world)) break;
+    EXPECT_FALSE(stage.world->exists(stage.world.at("to"))) << n;
+  }
+}
+
+TEST(FileSystemFaults, InterruptedAndShortCallsStillComplete) {
+  for (const Scenario& scenario : kScenarios) {
+    SCOPED_TRACE(scenario.name);
+    Stage stage(scenario);
+    stage.calls->interruptsEach = true;
+    stage.calls->mostBytes = 4099;
+    EXPECT_EQ(codeOf(scenario.run(stage.world)), 0);
+    scenario.check(stage.world, true);
+    EXPECT_THAT(stage.leftOvers(), IsEmpty());
+  }
+}
+
+TEST(FileSystemFaults, TemporaryIsOnTheDiskButNeverListed) {
+  for (const char* const name : {"replaced file", "replaced file, through a name", "copy"}) {
+    const Scenario& scenario =
+        *std::find_if(std::begin(kScenarios), std::end(kScenarios),
+                      [&](const Scenario& s) { return std::string_view(s.name) == name; });
+    Stage stage(scenario);
+    const auto before = stage.world.tree();
+    int looks = 0;
+    stage.calls->beforeRename = [&] {
+      ++looks;
+      EXPECT_EQ(stage.leftOvers().size(), 1U) << name;
+      EXPECT_EQ(stage.world.tree(), before) << name;
+      EXPECT_EQ(stage.leftOvers().size(), 1U) << name << ": in use, yet removed";
+    };
+    EXPECT_EQ(codeOf(scenario.run(stage.world)), 0);
+    EXPECT_EQ(looks, 1) << name;
+  }
+}
+
+TEST(FileSystemFaults, ListingRemovesWhatACrashLeftButNotWhatAnotherProcessUses) {
+  const FileWorld world = FileWorld::real();
+  const std::string crashed = ".kelm-0123456789abcdef.tmp";
+  const std::string used = ".kelm-fedcba9876543210.tmp";
+  const std::string folder = ".kelm-00000000000000ff.tmp";
+  for (const std::string& name : {crashed, used, folder + "/inside"}) {
+    std::filesystem::create_directories(std::filesystem::path(world.at(name)).parent_path());
+    ASSERT_TRUE(Descriptor(::open(world.at(name).c_str(), O_CREAT | O_WRONLY, 0600)).isOpen());
+  }
+  const Descriptor user(::open(world.at(used).c_str(), O_RDONLY));
+  ASSERT_EQ(::flock(user.number(), LOCK_EX), 0);
+  world.put(".kelm-no-temporary.tmp", "");
+  EXPECT_THAT(world.tree(), ElementsAre(".kelm-no-temporary.tmp="));
+  EXPECT_FALSE(std::filesystem::exists(world.at(crashed)));
+  EXPECT_FALSE(std::filesystem::exists(world.at(folder)));
+  EXPECT_TRUE(std::filesystem::exists(world.at(used)));
+}
+
+TEST(FileSystemFaults, PipesAndDevicesAreNeitherReadNorReplacedNorCopied) {
+  const FileWorld world = FileWorld::real();
+  ASSERT_EQ(::mkfifo(world.at("pipe").c_str(), 0600), 0);
+  world.link("/dev/zero", "device");
+  EXPECT_EQ(codeOf(world->readFile(world.at("pipe"))), EINVAL);
+  EXPECT_EQ(codeOf(world->readFile(world.at("device"))), EINVAL);
+  EXPECT_EQ(codeOf(world->replaceFile(world.at("pipe"), {})), EEXIST);
+  EXPECT_EQ(codeOf(world->copy(world.at("pipe"), world.at("copy"))), EOPNOTSUPP);
+  EXPECT_EQ(codeOf(world->copy(world.root(), world.root() + "x")), EOPNOTSUPP);
+  EXPECT_FALSE(world->exists(world.root() + "x"));
+  EXPECT_EQ(world->status(world.at("pipe"))->kind, FileKind::Other);
+  EXPECT_EQ(codeOf(world->remove(world.at("pipe"))), 0);
+  EXPECT_THAT(world.tree(), ElementsAre("device@"));
+}
+
+TEST(FileSystemFaults, TreesDeeperThanAnyPathAreCopiedAndRemoved) {
+  constexpr int kLevels = 2000;
+  const FileWorld world = FileWorld::real(std::make_shared<UnsyncedCalls>());
+  world.makeFolder("deep");
+  Descriptor folder(::open(world.at("deep").c_str(), O_RDONLY | O_DIRECTORY));
+  for (int i = 0; i < kLevels; ++i) {
+    ASSERT_EQ(::mkdirat(folder.number(), "a level", 0700), 0);
+    folder = Descriptor(::openat(folder.number(), "a level", O_RDONLY | O_DIRECTORY));
+  }
+  ASSERT_TRUE(Descriptor(::openat(folder.number(), "bottom", O_CREAT | O_WRONLY, 0600)).isOpen());
+  ASSERT_EQ(codeOf(world->copy(world.at("deep"), world.at("copy"))), 0);
+  Descriptor copied(::open(world.at("copy").c_str(), O_RDONLY | O_DIRECTORY));
+  for (int i = 0; i < kLevels; ++i)
+    copied = Descriptor(::openat(copied.number(), "a level", O_RDONLY | O_DIRECTORY));
+  EXPECT_EQ(::faccessat(copied.number(), "bottom", F_OK, 0), 0);
+  EXPECT_EQ(codeOf(world->remove(world.at("deep"))), 0);
+  EXPECT_EQ(codeOf(world->remove(world.at("copy"))), 0);
+  EXPECT_THAT(world.tree(), IsEmpty());
+}
+
+TEST(FileSystemFaults, ThreadsThatMeetSeeWholeContentsAndFailNever) {
+  auto calls = std::make_shared<UnsyncedCalls>();
+  calls->hasNamelessFiles = false;  // the way that needs the locks
+  const FileWorld world = FileWorld::real(calls);
+  world.put("shared", std::string(5000, 'a'));
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&, t] {
+      const std::string own = std::to_string(t);
+      const std::string content(5000, static_cast<char>('a' + t));
+      for (int i = 0; i < 100; ++i) {
+        wrong += world->replaceFile(world.at("shared"), bytesOf(content)).has_value();
+        wrong += world->createDirectories(world.at(own + "/x")).has_value();
+        wrong += world->replaceFile(world.at(own + "/x/y"), bytesOf(own)).has_value();
+        wrong += world->remove(world.at(own)).has_value();
+      }
+    });
+  for (int t = 0; t < 2; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        const std::string read = world.text("shared");
+        wrong += read.size() != 5000 || read.find_first_not_of(read[0]) != std::string::npos;
+        const auto entries = world->list(world.root());
+        for (const auto& entry : *entries)
+          wrong += entry.name.starts_with(".");
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+}  // namespace
+}  // namespace kelm::test
