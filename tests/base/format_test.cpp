@@ -1,0 +1,194 @@
+#include "kelm/base/format.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
+
+namespace kelm {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+TEST(Format, DescribesEveryKindOfArgument) {
+  EXPECT_EQ(format("%@|%@|%@|%@", 1, 1.5, true, "text"), "1|1.5|1|text");
+  EXPECT_EQ(format("%@ %@", std::optional<std::string>(), std::string("x")), "(null) x");
+  EXPECT_EQ(format("%@", static_cast<const char*>(nullptr)), "(null)");
+  EXPECT_EQ(format("%@", List{1, "a"}), "(\n    1,\n    a\n)");
+  EXPECT_EQ(format("%@", std::optional<Error>(posixError(1))), describe(posixError(1)));
+  EXPECT_EQ(format("%2$@ %1$@ %2$@", "a", "b"), "b a b");
+  EXPECT_EQ(format("%-6@|%6@|%.2@", "ab", 7, "abc"), "ab    |     7|ab");
+  char writable[] = "mutable";
+  char* text = writable;
+  EXPECT_EQ(format("%s %@", text, text), "mutable mutable");
+}
+
+TEST(Format, IntegersPrintByTheirOwnValueWhateverTheLengthSays) {
+  const std::int64_t large = -5000000000;
+  EXPECT_EQ(format("%d %i %lld %hhd %hd", large, large, 7, 300, 70000),
+            "-5000000000 -5000000000 7 44 4464");
+  EXPECT_EQ(format("%d", std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+  EXPECT_EQ(format("%d", std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
+  EXPECT_EQ(format("%u %x %llx", -1, std::int8_t{-1}, std::int64_t{-1}),
+            "4294967295 ffffffff ffffffffffffffff");
+  EXPECT_EQ(format("%d %c%c", true, 'o', 107), "1 ok");
+  EXPECT_EQ(format("%#x %#o %#X %#x", 255, 8, 255, 0), "0xff 010 0XFF 0");
+}
+
+TEST(Format, TextIsNeverCutInsideAUtf8Sequence) {
+  EXPECT_EQ(format("[%.3s]", "a\u00e9\u00e9"), "[a\u00e9]");
+  EXPECT_EQ(format("[%.2s]", "a\u00e9"), "[a]");
+  EXPECT_EQ(format("[%.3s]", "\U0001F600"), "[]");
+  EXPECT_EQ(format("[%.4s]", "\U0001F600x"), "[\U0001F600]");
+  EXPECT_EQ(format("[%.6s]", "\x80\x80\x80\x80\x80\x80\x80\x80"), "[\x80\x80\x80\x80\x80\x80]");
+}
+
+struct HostileRow {
+  const char* format;
+  const char* expected;
+};
+
+TEST(FormatAtRunTime, HostileFormatsPrintAsTheyStandOrSayWhatIsMissing) {
+  const HostileRow rows[] = {
+      // cut or unknown
+      {"%", "%"},
+      {"100%", "100%"},
+      {"%5", "%5"},
+      {"%-08.3ll", "%-08.3ll"},
+      {"%1$", "%1$"},
+      {"%*", "%*"},
+      {"%y%d", "%y7"},
+      {"%0$d", "%0$d"},
+      {"% ", "% "},
+      {"%\xc3\xa9", "%\xc3\xa9"},
+      {"%k %d", "%k 7"},
+      {"%$d", "%$d"},
+      {"%%%%", "%%"},
+      {"%5%|%-%", "%|%"},
+      // arguments: 7, "text", 1.5
+      {"%d %s %f %d", "7 text 1.500000 (missing)"},
+      {"%9$d", "(missing)"},
+      {"%99999999999999999999$d", "(missing)"},
+      {"%s", "7"},
+      {"%2$d %2$f %2$c %2$p %2$x", "text text text text text"},
+      {"%3$d %3$s %3$x %3$c", "1.5 1.5 1.5 1.5"},
+      {"%1$f %1$g %1$p", "7 7 7"},
+      {"%n%s", "text"},
+      {"%1$n", ""},
+      {"%ls %hhs", "7 text"},
+      {"%d", "7"},
+      {"", ""},
+      // widths from arguments that are none
+      {"%2$*2$s", "text"},
+      {"%2$*9$s", "text"},
+      {"%2$.*3$s", "text"},
+      {"%2$*1$s", "   text"},
+      {"%2$-*1$s|", "text   |"},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(formatAtRunTime(row.format, 7, "text", 1.5), row.expected) << row.format;
+}
+
+TEST(FormatAtRunTime, WidthsAndPrecisionsAreCapped) {
+  EXPECT_EQ(formatAtRunTime("%99999999999d", 1).size(), 4096U);
+  EXPECT_EQ(formatAtRunTime("%.99999999999d", 1).size(), 4096U);
+  EXPECT_EQ(formatAtRunTime("%*d", std::numeric_limits<std::int64_t>::min(), 1).size(), 4096U);
+  EXPECT_EQ(formatAtRunTime("%*d", std::numeric_limits<std::uint64_t>::max(), 1).size(), 4096U);
+  const double most = std::numeric_limits<double>::max();
+  EXPECT_EQ(formatAtRunTime("%.5000f", -most).size(), 1U + 309 + 1 + 4096);
+  EXPECT_EQ(formatAtRunTime("%#.5000g", 0x1p-1074).size(),
+            formatAtRunTime("%.4095e", 1.0).size() + 1);
+  EXPECT_EQ(formatAtRunTime("%.*d", -5, 3), "3");
+}
+
+TEST(FormatAtRunTime, BytesThatAreNoTextPassThroughUnchanged) {
+  const std::string_view odd("\0\xff%d\0", 5);
+  EXPECT_EQ(formatAtRunTime(odd, 1), std::string("\0\xff"
+                                                 "1\0",
+                                                 4));
+}
+
+TEST(AppendFormat, KeepsWhatIsThereAndReadsNothingWithoutArguments) {
+  std::string out = "kept ";
+  appendFormat(out, "%d%@%*.*f", {});
+  EXPECT_EQ(out, "kept (missing)(missing)(missing)");
+}
+
+/// The same conversion by the C library and by ours.
+template <class T>
+void expectAsPrintf(const std::string& conversion, T value) {
+  char expected[1024];
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  const int length = std::snprintf(expected, sizeof expected, conversion.c_str(), value);
+#pragma GCC diagnostic pop
+  ASSERT_LT(length, static_cast<int>(sizeof expected));
+  ASSERT_EQ(formatAtRunTime(conversion, value), expected) << conversion;
+}
+
+std::string randomConversion(std::mt19937_64& random, std::string_view letters,
+                             std::string_view length, std::string_view flags) {
+  std::string conversion = "%";
+  for (const char flag : flags)
+    if (random() % 4 == 0) conversion += flag;
+  if (random() % 2 == 0) conversion += std::to_string(random() % 30 + 1);
+  if (random() % 2 == 0)
+    conversion += "." + (random() % 5 == 0 ? std::string() : std::to_string(random() % 25));
+  return conversion.append(length) += letters[random() % letters.size()];
+}
+
+TEST(Format, RandomIntegersPrintAsTheCLibraryPrintsThem) {
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 20000; ++i) {
+    const std::uint64_t bits = random() >> random() % 64;
+    const auto conversion = [&](std::string_view letters, std::string_view length) {
+      // '#' has no meaning for d, i and u, '+' and ' ' have none for the others
+      const bool isDecimal = letters == "di";
+      return randomConversion(random, letters, length,
+                              isDecimal        ? "-+ 0"
+                              : letters == "u" ? "-0"
+                                               : "-#0");
+    };
+    expectAsPrintf(conversion("di", "ll"), static_cast<long long>(bits));
+    expectAsPrintf(conversion("di", ""), static_cast<int>(bits));
+    expectAsPrintf(conversion("di", "hh"), static_cast<int>(bits));
+    expectAsPrintf(conversion("xXo", "h"), static_cast<unsigned>(bits));
+    expectAsPrintf(conversion("xXo", "z"), static_cast<std::size_t>(bits));
+    expectAsPrintf(conversion("u", "j"), static_cast<std::uintmax_t>(bits));
+  }
+}
+
+TEST(Format, RandomRealsPrintAsTheCLibraryPrintsThem) {
+  std::mt19937_64 random(2);
+  for (int i = 0; i < 20000; ++i) {
+    const double any = std::bit_cast<double>(random());
+    const double ordinary =
+        static_cast<double>(static_cast<std::int64_t>(random() >> random() % 64)) /
+        std::pow(10, static_cast<double>(random() % 8));
+    for (const double value : {any, ordinary, -ordinary})
+      expectAsPrintf(randomConversion(random, "fFeEgG", "", "-+ #0"), value);
+  }
+  for (const double value : {0.0, -0.0, 0.5, 1.5, 2.5, 9.5, 99.5, 9.9999e-5, 999999.5, 1e6, 5e-324,
+                             kInfinity, -kInfinity, std::nan("")})
+    for (int i = 0; i < 200; ++i)
+      expectAsPrintf(randomConversion(random, "fFeEgG", "", "-+ 0"), value);
+}
+
+TEST(Format, TheAlternativeFormKeepsPointAndZeros) {
+  EXPECT_EQ(format("%#g %#g %#.3g %#.0f %#.0e", 1.0, 0.0, 100.0, 3.0, 3.0),
+            "1.00000 0.00000 100. 3. 3.e+00");
+  EXPECT_EQ(format("%#g %#G", 999999.5, 1e-5), "1.00000e+06 1.00000E-05");  // glibc: "1.e+06"
+}
+
+TEST(Format, HexadecimalRealsPrintAsTheCLibraryPrintsThem) {
+  for (const char* conversion :
+       {"%a", "%A", "%.0a", "%.3a", "%.20a", "%+12.2a", "%012.1A", "%#.0a"})
+    for (const double value : {1.0, 0.1, -3.75, 0x1.fffffp+500, 0.0, -0.0, kInfinity, 1e-300})
+      expectAsPrintf(conversion, value);
+}
+
+}  // namespace
+}  // namespace kelm
