@@ -40,7 +40,11 @@ void Courier::sendNext() {
 }
 
 void Courier::answered(int statusCode, const std::optional<kelm::Error>& error) {
-  if (error) return fail(error->localizedDescription());
+  if (error) {
+    std::string sentence = error->localizedDescription();
+    if (sentence.ends_with('.')) sentence.pop_back();
+    return fail(sentence);
+  }
   if (statusCode != kTaken && statusCode != kHadItAlready) {
     return fail(kelm::format("the acquirer answered %d", statusCode));
   }

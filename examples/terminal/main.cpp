@@ -4,6 +4,7 @@
 #include <getopt.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -123,10 +124,12 @@ struct Taken {
   terminal::Totals totals;
 };
 
+bool isPassedOver(std::string_view line) { return line.empty() || line.front() == '#'; }
+
 /// Takes one line of a file or of the keyboard. False when the sale could not be kept.
 bool takeLine(std::string_view line, std::size_t number, terminal::Till& till,
               terminal::Screen& screen, const Options& options, Taken& taken) {
-  if (line.empty() || line.front() == '#') return true;
+  if (isPassedOver(line)) return true;
   const auto parsed = terminal::parseSale(line);
   if (const auto* problem = std::get_if<std::string>(&parsed)) {
     ++taken.refused;
@@ -170,13 +173,20 @@ bool takeFile(const Options& options, terminal::Till& till, terminal::Screen& sc
     screen.say("Every sale of the file was taken already.");
   else if (first > 0)
     screen.say(kelm::format("Going on at line %@ of the file.", first + 1));
+  const auto isSale = [](const std::string& line) { return !isPassedOver(line); };
+  const auto total = static_cast<std::size_t>(std::ranges::count_if(lines, isSale));
+  auto done = static_cast<std::size_t>(
+      std::count_if(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first), isSale));
   for (std::size_t i = first; i < lines.size(); ++i) {
-    if (!takeLine(lines[i], i + 1, till, screen, options, taken)) return false;
+    // Only the first line can be one that was kept just before the earlier run ended.
+    const bool kept = i == first && till.holds(lines[i]);
+    if (!kept && !takeLine(lines[i], i + 1, till, screen, options, taken)) return false;
     if (!till.setLinesTaken(file, i + 1)) {
       screen.warn("The position in the file could not be kept.");
       return false;
     }
-    screen.progress("taking sales", i + 1, lines.size());
+    if (!isSale(lines[i])) continue;
+    screen.progress("taking sales", ++done, total);
     std::this_thread::sleep_for(options.pace);
   }
   return true;

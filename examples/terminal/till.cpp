@@ -91,6 +91,17 @@ std::size_t Till::waiting() const {
 
 bool Till::full() const { return waiting() >= kMostWaiting; }
 
+bool Till::holds(std::string_view line) const {
+  const auto parsed = parseSale(line);
+  const auto* sale = std::get_if<Sale>(&parsed);
+  if (sale == nullptr || waiting() == 0) return false;
+  const auto files = kelm::KelmReliableQueue::getInstance().getFileHandler();
+  return std::ranges::any_of(
+      files->listFilesInHandlerFullPath(queueFolder_), [&](const auto& path) {
+        return files->readNSStringWithFullpath(path) == kelm::writeJson(dictionaryOf(*sale));
+      });
+}
+
 bool Till::take(const Sale& sale) {
   const std::size_t before = waiting();
   if (before >= kMostWaiting) return false;

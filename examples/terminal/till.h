@@ -28,6 +28,8 @@ class Till {
   /// How many sales wait for delivery.
   std::size_t waiting() const;
   bool full() const;
+  /// True when the sale of that line is among those that wait.
+  bool holds(std::string_view line) const;
   /// Delivers until nothing waits; tries again, ever slower, until `patience` has passed without
   /// a delivery. True when nothing waits any more.
   bool deliver(std::chrono::milliseconds patience);
