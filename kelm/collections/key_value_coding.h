@@ -3,7 +3,6 @@
 #include <concepts>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -74,23 +73,20 @@ struct IsShared : std::false_type {};
 template <class T>
 struct IsShared<std::shared_ptr<T>> : std::true_type {};
 
+template <std::integral T, class Number>
+std::optional<T> inRange(Number number) {
+  return std::in_range<T>(number) ? std::optional<T>(static_cast<T>(number)) : std::nullopt;
+}
+
 template <std::integral T>
 std::optional<T> integralFromValue(const Value& value) {
-  T number{};
-  if (const auto* i = value.get<std::int64_t>()) {
-    if (!std::in_range<T>(*i)) return std::nullopt;
-    number = static_cast<T>(*i);
-  } else if (const auto* u = value.get<std::uint64_t>()) {
-    if (!std::in_range<T>(*u)) return std::nullopt;
-    number = static_cast<T>(*u);
-  } else if (const auto whole = value.integer()) {  // a bool, or a double without a fraction
-    if (!std::in_range<T>(*whole) || static_cast<double>(*whole) != value.real())
-      return std::nullopt;
-    number = static_cast<T>(*whole);
-  } else {
-    return std::nullopt;
-  }
-  return number;
+  if (const auto* number = value.get<std::int64_t>()) return inRange<T>(*number);
+  if (const auto* number = value.get<std::uint64_t>()) return inRange<T>(*number);
+  if (const auto* flag = value.get<bool>()) return static_cast<T>(*flag);
+  const auto* real = value.get<double>();
+  if (real == nullptr || !(*real >= -0x1p63 && *real < 0x1p63)) return std::nullopt;
+  const auto whole = static_cast<std::int64_t>(*real);
+  return static_cast<double>(whole) == *real ? inRange<T>(whole) : std::nullopt;
 }
 
 }  // namespace internal

@@ -17,7 +17,7 @@ namespace kelm {
 namespace {
 
 void appendEncoded(std::string& query, std::string_view text) {
-  query += ZuStringEncoder::urlEncodeString(text).value_or("(null)");
+  query += *ZuStringEncoder::urlEncodeString(text);
 }
 
 /// The two sides of the only "=" of a piece.

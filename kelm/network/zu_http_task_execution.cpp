@@ -129,6 +129,13 @@ void ZuHTTPTask::start(std::shared_ptr<const platform::UrlRequest> request,
   });
 }
 
+void ZuHTTPTask::abortNetworkTask() {
+  VaspLogger::logwithLevel_aspect_from_message(log_level::kInfo, log_aspect::kNet,
+                                               "-[ZuHTTPTask abortNetworkTask]",
+                                               "ABSTRACT - aborting network task");
+  if (const auto exchange = currentTask()) exchange->cancel();
+}
+
 void ZuHTTPTask::deliver(std::shared_ptr<ZuHTTPTask> task, Answer answer) {
   const bool toMainThread = task->forceCompletitionMainThread() && !mainLoop().isMainThread();
   // Takes the network thread's reference along, so that the task ends where it completes.

@@ -59,17 +59,19 @@ void ZuHTTPTask::logAboutNetworkTask() const {
     error = errorOnTaskExecution_;
     requestCookies = requestCookies_;
   }
-  static const platform::UrlRequest kNone{std::nullopt, {}, {}, std::nullopt, 0};
-  const platform::UrlRequest& sent = request ? *request : kNone;
-  const std::string_view sentBody = bodyText(sent.body ? &*sent.body : nullptr);
+  const std::optional<std::string> url = request ? request->url : std::nullopt;
+  const std::string_view sentBody = bodyText(request && request->body ? &*request->body : nullptr);
   const std::string_view receivedBody = bodyText(body.get());
 
   std::string text;
   text.reserve(kUsualBytes + sentBody.size() + receivedBody.size());
   add(text, "Current Session: %@", getCurrentSessionName());
-  add(text, "\n[HTTP REQUEST] url:%@ [%@]\n%@\n%@\nCookies:%@", sent.url, sent.method, sent.headers,
-      sentBody, described(requestCookies));
-  add(text, "\n[HTTP RESPONSE] (req. url:%@) ", sent.url);
+  if (request)
+    add(text, "\n[HTTP REQUEST] url:%@ [%@]\n%@\n", url, request->method, request->headers);
+  else
+    text += "\n[HTTP REQUEST] url:(null) [(null)]\n(null)\n";
+  add(text, "%@\nCookies:%@", sentBody, described(requestCookies));
+  add(text, "\n[HTTP RESPONSE] (req. url:%@) ", url);
   if (error)
     add(text, "%@", *error);
   else if (response)

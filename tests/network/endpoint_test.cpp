@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include "kelm/base/error.h"
+#include "kelm/network/multi_endpoint_manager.h"
+#include "tests/network/network_fixture.h"
+
+namespace kelm {
+namespace {
+
+using test::NetworkFixture;
+
+EnvironmentTable table() {
+  return {"http://zero:8091", "https://one:8080/", "https://two", "https://three", "http://web:80"};
+}
+
+TEST(Endpoint, SettingsChooseTheBaseUrl) {
+  const NetworkFixture f;
+  KelmCoreAppExposedHooks::getInstance().setServerBaseContextPath("app");
+  MultiEndpointManager::setEnvironmentTable(table());
+  const struct {
+    Value endpoint;
+    Value environment;
+    std::string url;
+  } kRows[] = {
+      {Null{}, Null{}, "http://zero:8091/app"},
+      {"", 1, "https://one:8080/app"},
+      {"", "2", "https://two/app"},
+      {"", 3, "https://three/app"},
+      {"", 4, "http://web:80/app"},
+      {"", 7, "http://web:80/app"},
+      {"", -1, "http://web:80/app"},
+      {"", 4294967296, "http://web:80/app"},
+      {"HTTPS://host", 1, "HTTPS://host"},
+      {"http://host/x", Null{}, "http://host/x"},
+      {"hTTp://", Null{}, "hTTp://"},
+      {"host", 1, "http://host/app"},
+      {"host:1/", Null{}, "http://host:1//app"},
+      {"ftp://host", Null{}, "http://ftp://host/app"},
+      {"http:/host", Null{}, "http://http:/host/app"},
+      {"https:", Null{}, "http://https:/app"},
+  };
+  for (const auto& row : kRows) {
+    ASSERT_FALSE(f.services.userDefaults->setObject("settingsEndpoint", row.endpoint));
+    ASSERT_FALSE(f.services.userDefaults->setObject("environment", row.environment));
+    EXPECT_EQ(MultiEndpointManager::getSettingsBundleUrl1(), row.url);
+  }
+  MultiEndpointManager::setEnvironmentTable({});
+}
+
+TEST(Endpoint, MissingContextPathRaisesUnlessTheSettingIsAWholeUrl) {
+  const NetworkFixture f;
+  EXPECT_THROW((void)MultiEndpointManager::getSettingsBundleUrl1(), Exception);
+  ASSERT_FALSE(f.services.userDefaults->setObject("settingsEndpoint", "https://host"));
+  EXPECT_EQ(MultiEndpointManager::getSettingsBundleUrl1(), "https://host");
+  ASSERT_FALSE(f.services.userDefaults->setObject("settingsEndpoint", "host"));
+  EXPECT_EQ(MultiEndpointManager::getSettingsBundleUrl1(), "http://host/(null)");
+}
+
+TEST(Hooks, KeepWhatTheHostSetAndCallOnlyTheApplicationHandler) {
+  auto& hooks = KelmCoreAppExposedHooks::getInstance();
+  EXPECT_EQ(&hooks, &KelmCoreAppExposedHooks::getInstance());
+  EXPECT_EQ(hooks.sharedApplication(), nullptr);
+  int opened = 0;
+  hooks.setSharedApplicationOpenUrlHandler([&](std::string_view) { ++opened; });
+  {
+    const NetworkFixture f;
+    EXPECT_EQ(hooks.sharedApplication(), f.application);
+    hooks.setServerBaseContextPath("app");
+    EXPECT_EQ(hooks.serverBaseContextPath(), "app");
+    (void)MultiEndpointManager::getSettingsBundleUrl1();
+  }
+  EXPECT_EQ(opened, 0);
+  hooks.sharedApplicationOpenUrlHandler()("kelm://x");
+  EXPECT_EQ(opened, 1);
+  hooks.setSharedApplicationOpenUrlHandler(nullptr);
+}
+
+}  // namespace
+}  // namespace kelm

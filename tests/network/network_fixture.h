@@ -1,0 +1,101 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
+#include "kelm/network/zu_http_task.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/manual_clock.h"
+#include "tests/support/manual_dispatcher.h"
+#include "tests/support/memory_url_sessions.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+
+using Events = std::vector<std::string>;
+
+/// A host's application object that notes what it is asked for. Thread-safe.
+class RecordingApplication : public platform::Application {
+ public:
+  BackgroundTask beginBackgroundTask(std::string_view name,
+                                     std::function<void()> expired) override {
+    if (expireAtOnce) expired();
+    const Lock lock(mutex_);
+    expired_ = std::move(expired);
+    events_.push_back("begin " + std::string(name));
+    return ++last_;
+  }
+  void endBackgroundTask(BackgroundTask task) override { note("end " + std::to_string(task)); }
+  void setNetworkActivityIndicatorVisible(bool visible) override {
+    note(visible ? "indicator on" : "indicator off");
+  }
+
+  void note(std::string event) {
+    const Lock lock(mutex_);
+    events_.push_back(std::move(event));
+  }
+  Events takeEvents() {
+    const Lock lock(mutex_);
+    return std::exchange(events_, {});
+  }
+  void expire() {
+    std::function<void()> expired;
+    {
+      const Lock lock(mutex_);
+      expired = expired_;
+    }
+    expired();
+  }
+
+  bool expireAtOnce = false;
+
+ private:
+  Mutex mutex_;
+  Events events_ KELM_GUARDED_BY(mutex_);
+  std::function<void()> expired_ KELM_GUARDED_BY(mutex_);
+  BackgroundTask last_ KELM_GUARDED_BY(mutex_) = 0;
+};
+
+/// Services in memory, a host application and the log. The test's thread is the main thread.
+struct NetworkFixture {
+  NetworkFixture() {
+    KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(
+        [application = application] { return application; });
+  }
+  ~NetworkFixture() {
+    KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(nullptr);
+    KelmCoreAppExposedHooks::getInstance().setServerBaseContextPath(std::nullopt);
+  }
+  NetworkFixture(const NetworkFixture&) = delete;
+  NetworkFixture& operator=(const NetworkFixture&) = delete;
+
+  TestPlatform inMemory() const {
+    TestPlatform all;
+    all.clock = clock;
+    all.console = console;
+    all.dispatcher = dispatcher;
+    all.urlSessions = sessions;
+    return all;
+  }
+
+  std::shared_ptr<RecordingApplication> application = std::make_shared<RecordingApplication>();
+  std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+  std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
+  std::shared_ptr<ManualDispatcher> dispatcher = std::make_shared<ManualDispatcher>(clock, console);
+  std::shared_ptr<MemoryUrlSessions> sessions = std::make_shared<MemoryUrlSessions>();
+  TestPlatform services = inMemory();
+  TestScope scope{services};
+  mutable LogCapture log;
+};
+
+/// A task without a session: good for building requests.
+inline std::shared_ptr<ZuHTTPTask> taskFor(std::string url, ZuHTTPMethod method,
+                                           std::shared_ptr<platform::UrlSession> session = {}) {
+  return ZuHTTPTask::initWithURL_andMethod_usingSession(std::move(url), method, std::move(session));
+}
+
+}  // namespace kelm::test

@@ -1,0 +1,301 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "kelm/base/error.h"
+#include "kelm/network/http_call.h"
+#include "tests/network/network_fixture.h"
+
+namespace kelm {
+namespace {
+
+using test::NetworkFixture;
+using test::taskFor;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr auto kForm = "application/x-www-form-urlencoded; charset=utf-8";
+
+std::optional<std::string> bodyText(const platform::UrlRequest& request) {
+  if (!request.body) return std::nullopt;
+  return std::string(textOf(*request.body));
+}
+
+TEST(RequestBuilding, MethodDecidesVerbAndWhereParametersGo) {
+  const NetworkFixture f;
+  const struct {
+    int method;
+    std::string lowerVerb;
+    std::string verb;
+    bool inBody;
+  } kRows[] = {
+      {0, "post", "POST", true},      {1, "get", "GET", false},    {2, "put", "PUT", true},
+      {3, "delete", "DELETE", false}, {4, "head", "HEAD", false},  {5, "patch", "PATCH", false},
+      {9, "post", "POST", false},     {-1, "post", "POST", false}, {6, "post", "POST", false},
+  };
+  for (const auto& row : kRows) {
+    const auto method = static_cast<ZuHTTPMethod>(row.method);
+    const auto task = taskFor("http://h/p", method);
+    task->setRequestParameters(Dictionary{{"a b", "c&d"}});
+    const auto request = task->buildRequest();
+    ASSERT_TRUE(request);
+    EXPECT_EQ(ZuHTTPTask::methodStringFromValue(method), row.lowerVerb);
+    EXPECT_EQ(task->getMethod(), method);
+    EXPECT_EQ(request->method, row.verb);
+    EXPECT_EQ(request->url, row.inBody ? "http://h/p" : "http://h/p?a%20b=c%26d");
+    EXPECT_EQ(bodyText(*request),
+              row.inBody ? std::optional<std::string>("a%20b=c%26d") : std::nullopt);
+    EXPECT_TRUE(request->headers.empty());
+  }
+}
+
+TEST(RequestBuilding, QueryBranchRebuildsTheQueryFromPairsAndParameters) {
+  const NetworkFixture f;
+  const struct {
+    std::string url;
+    Dictionary parameters;
+    std::optional<std::string> built;
+  } kRows[] = {
+      {"http://h/p?a=1&b=x%20y", {{"c", "3"}}, "http://h/p?c=3&a=1&b=x%20y"},
+      {"http://h/p?a=1", {{"a", "2"}, {"b", "3"}}, "http://h/p?a=1&b=3"},
+      {"http://h/p?flag", {}, "http://h/p"},
+      {"http://h/p?flag", {{"a", "1"}}, "http://h/p?a=1"},
+      {"http://h/p?", {}, "http://h/p"},
+      {"http://h/p??a=1", {}, "http://h/p"},
+      {"http://h/p?a=1?b=2", {}, "http://h/p?a=1"},
+      {"http://h/p?a=1=2", {}, "http://h/p?a=1"},
+      {"http://h/p?a==", {}, "http://h/p?a="},
+      {"http://h/p?a=%26%3D%3F", {}, "http://h/p?a=%26%3D%3F"},
+      {"http://h/p?a=%0D%0AX:y", {}, "http://h/p?a=%0D%0AX%3Ay"},
+      {"http://h/p?a=%00", {}, "http://h/p?a=%00"},
+      {"http://h/p?=v&a=1", {}, "http://h/p?&a=1"},
+      {"http://h/p?a=%FF&b=1", {}, "http://h/p?b=1"},
+      {"http://h/p?a=+", {}, "http://h/p?a=%2B"},
+      {"http://h/p#f", {{"a", "1"}}, "http://h/p#f?a=1"},
+      {"http://h/p q?a=1", {}, "(null)?a=1"},
+      {"http://h/p q", {}, std::nullopt},
+      {"http://h/\r\nX: y", {}, std::nullopt},
+      {"", {}, std::nullopt},
+  };
+  for (const auto& row : kRows) {
+    const auto task = taskFor(row.url, ZuHTTPMethod::Get);
+    task->setRequestParameters(row.parameters);
+    const auto request = task->buildRequest();
+    ASSERT_TRUE(request) << row.url;
+    EXPECT_EQ(request->url, row.built) << row.url;
+  }
+}
+
+TEST(RequestBuilding, QueryPairWithoutEqualsSignRaisesRangeFailure) {
+  const NetworkFixture f;
+  for (const std::string query :
+       {"a=1&b", "a&b=1", "a=1&", "&a=1", "a=1&&b=2", "a=1&\xC3\xA9", "=&"}) {
+    try {
+      taskFor("http://h/p?" + query, ZuHTTPMethod::Get)->buildRequest();
+      ADD_FAILURE() << query << " was accepted";
+    } catch (const Exception& raised) {
+      EXPECT_EQ(raised.name(), exception_name::kRange) << query;
+    }
+    EXPECT_NO_THROW(taskFor("http://h/p?" + query, ZuHTTPMethod::Post)->buildRequest()) << query;
+  }
+}
+
+TEST(RequestBuilding, QueryOfOneMegabyteIsRebuiltWhole) {
+  const NetworkFixture f;
+  std::string query = "k=" + std::string(1 << 20, 'v');
+  for (int i = 0; i < 20000; ++i)
+    query += "&k" + std::to_string(i) + "=%41";
+  const auto request = taskFor("http://h/p?" + query, ZuHTTPMethod::Get)->buildRequest();
+  ASSERT_TRUE(request && request->url);
+  EXPECT_EQ(request->url->size(), std::string("http://h/p?").size() + query.size() - 2 * 20000);
+}
+
+TEST(RequestBuilding, BodyBranchKeepsTheUrlAndLogsOneThatCannotBeFormed) {
+  const NetworkFixture f;
+  const std::string_view kFormable[] = {
+      "http://h/p?a=1&b?c#d", "http://u:p@[::1]:8080/%41~-._!$&'()*+,;=:@",
+      "relative/path",        "//h",
+      "http://h/%e2%82%ac",   "a.b+c-1:opaque",
+  };
+  for (const std::string_view url : kFormable)
+    EXPECT_EQ(taskFor(std::string(url), ZuHTTPMethod::Post)->buildRequest()->url, url);
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+
+  const std::string_view kUnformable[] = {
+      "",
+      "http://h/a b",
+      "http://h/\"",
+      "http://h/€",
+      "http://h/%4",
+      "http://h/%",
+      "http://h/%zz",
+      "http://h/#a#b",
+      "1http://h/",
+      ":nothing",
+      "http://h/[",
+      "http://[::1",
+      "http://[::1]x/",
+      "http://h/\\p",
+      "http://h/{x}",
+      "http://h/|",
+      "http://h/^",
+      "http://a[b]/",
+      "http://h/<",
+      "http://h/\x7f",
+      "http://h/\r",
+      "http://h/%\x80",
+      "http://h/`",
+      "http://h/\t",
+  };
+  for (const std::string_view url : kUnformable) {
+    f.log.clear();
+    const auto request = taskFor(std::string(url), ZuHTTPMethod::Put)->buildRequest();
+    ASSERT_TRUE(request) << url;
+    EXPECT_EQ(request->url, std::nullopt) << url;
+    EXPECT_THAT(f.log.lines(), ElementsAre("ERROR URL not well encoded " + std::string(url)));
+  }
+  f.log.clear();
+  EXPECT_EQ(ZuHTTPTask::initWithURL_andMethod_usingSession({}, ZuHTTPMethod::Post, nullptr)
+                ->buildRequest()
+                ->url,
+            std::nullopt);
+  EXPECT_THAT(f.log.lines(), ElementsAre("ERROR URL not well encoded (null)"));
+}
+
+TEST(RequestBuilding, BodyIsRawBytesElseEncodedParametersElseMultipart) {
+  const NetworkFixture f;
+  const Dictionary parameters{{"a", "é"}, {"n", 1}};
+  const auto part = std::make_shared<MultiPartFormDataObject>();
+  part->setKey("k");
+  part->setValue("v");
+  const struct {
+    std::string name;
+    std::optional<Data> raw;
+    Dictionary parameters;
+    int encoding;
+    bool multipart;
+    std::optional<std::string> body;
+  } kRows[] = {
+      {"nothing", std::nullopt, {}, 0, false, std::nullopt},
+      {"raw wins", dataOf("raw"), parameters, 1, true, "raw"},
+      {"empty raw does not", Data{}, parameters, 0, false, "a=%C3%A9&n=1"},
+      {"JSON", std::nullopt, parameters, 1, false, "{\n  \"a\" : \"é\",\n  \"n\" : 1\n}"},
+      {"JSON of bytes", std::nullopt, {{"d", Data{1}}}, 1, false, std::nullopt},
+      {"JSON of NaN", std::nullopt, {{"d", std::nan("")}}, 1, false, std::nullopt},
+      {"multipart encoding", std::nullopt, parameters, 2, false, std::nullopt},
+      {"parameters hide parts", std::nullopt, parameters, 2, true, std::nullopt},
+      {"encoding 7", std::nullopt, parameters, 7, false, std::nullopt},
+  };
+  for (const auto& row : kRows) {
+    const auto task = taskFor("http://h/p", ZuHTTPMethod::Post);
+    task->setRequestBody(row.raw);
+    task->setRequestParameters(row.parameters);
+    if (row.multipart) task->setRequestMultiPartParameters({part});
+    task->setRequestParametersEncoding(static_cast<ZuHTTPParamEncoding>(row.encoding));
+    EXPECT_EQ(bodyText(*task->buildRequest()), row.body) << row.name;
+  }
+}
+
+TEST(RequestBuilding, MultipartPartsMakeBodyAndItsTwoHeaders) {
+  const NetworkFixture f;
+  const auto part = std::make_shared<MultiPartFormDataObject>();
+  part->setKey("k");
+  part->setValue("é");
+  const auto task = taskFor("http://h/p", ZuHTTPMethod::Post);
+  task->setRequestMultiPartParameters({part});
+  EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - Using MULTIPART encoding"));
+  const auto request = task->buildRequest();
+  const auto headers = task->getMutableHeaderDict();
+  ASSERT_TRUE(headers && headers->find("Content-Type"));
+  const std::string type(*headers->find("Content-Type")->text());
+  ASSERT_THAT(type, testing::MatchesRegex("multipart/form-data; boundary=[0-9A-F]{32}"));
+  const std::string boundary = type.substr(type.size() - 32);
+  EXPECT_EQ(bodyText(*request), "--" + boundary +
+                                    "\r\nContent-Disposition: form-data; name=\"k\"\r\n"
+                                    "Content-Length: 2\r\n\r\né\r\n--" +
+                                    boundary + "--\r\n");
+  EXPECT_EQ(*headers->find("Content-Length"), Value(std::to_string(request->body->size())));
+}
+
+TEST(RequestBuilding, ContentTypeFollowsTheEncodingForEveryMethod) {
+  const NetworkFixture f;
+  const struct {
+    int encoding;
+    std::optional<Value> type;
+  } kRows[] = {{0, kForm}, {1, "application/json; charset=utf-8"}, {2, {}}, {-1, {}}};
+  for (const auto& row : kRows) {
+    for (const auto method : {ZuHTTPMethod::Get, ZuHTTPMethod::Post}) {
+      const auto task = taskFor("http://h/p", method);
+      EXPECT_EQ(task->getMutableHeaderDict(), std::nullopt);
+      task->setRequestParametersEncoding(static_cast<ZuHTTPParamEncoding>(row.encoding));
+      task->buildRequest();
+      const auto headers = task->getMutableHeaderDict();
+      ASSERT_TRUE(headers);
+      const Value* type = headers->find("Content-Type");
+      EXPECT_EQ(type != nullptr ? std::optional(*type) : std::nullopt, row.type);
+      EXPECT_EQ(task->mutableHeaderDict(), std::nullopt);
+    }
+  }
+}
+
+TEST(RequestHeaders, MergeWithoutCaseOnATaskAndWithCaseInTheProcess) {
+  const NetworkFixture f;
+  const auto task = taskFor("http://h/p", ZuHTTPMethod::Get);
+  task->addHttpHeaders({});
+  task->addHttpHeaders({{"Content-Type", "a"}, {"X-A", "1"}});
+  task->addHttpHeaders({{"content-type", "b"}, {"STRASSE", "2"}});
+  task->addHttpHeaders({{"Straße", "3"}});
+  task->buildRequest();
+  EXPECT_EQ(
+      task->getMutableHeaderDict(),
+      (Dictionary{{"Content-Type", kForm}, {"X-A", "1"}, {"content-type", "b"}, {"Straße", "3"}}));
+
+  // Common headers stay for the rest of the process, so this test comes with names of its own.
+  ZuHTTPTask::addCommonHttpHeaders({{"X-Common", "1"}, {"Content-Type", "never"}});
+  ZuHTTPTask::addCommonHttpHeaders({{"x-common", "2"}, {"X-Common", "3"}});
+  const auto other = taskFor("http://h/p", ZuHTTPMethod::Get);
+  other->addHttpHeaders({{"X-COMMON", "4"}});
+  other->buildRequest();
+  EXPECT_EQ(other->getMutableHeaderDict(),
+            (Dictionary{
+                {"X-Common", "3"}, {"Content-Type", kForm}, {"x-common", "2"}, {"X-COMMON", "4"}}));
+}
+
+TEST(RequestHeaders, MergeIntoAbsentTargetLogsOneErrorUnlessThereIsNothingToAdd) {
+  const NetworkFixture f;
+  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({}, nullptr);
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({{"a", "1"}}, nullptr);
+  EXPECT_THAT(f.log.lines(),
+              ElementsAre("ERROR It have been asked to add headers to an empty heder set"));
+  Dictionary target{{"A", "1"}, {"b", "2"}, {"a", "3"}};
+  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({{"a", "4"}}, &target);
+  EXPECT_EQ(target, (Dictionary{{"b", "2"}, {"a", "4"}}));
+}
+
+TEST(HttpCall, PutsHeadersAndTimeoutOnTheRequestAndLastSpellingWins) {
+  const NetworkFixture f;
+  const auto call =
+      HttpCall::initWithURL_andMethod_usingSession("http://h/p", ZuHTTPMethod::Post, nullptr);
+  call->addHttpHeaders({{"content-type", "text/csv"}, {"X-Number", 7}});
+  const auto request = call->buildRequest();
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->header("Content-Type"), "text/csv");
+  EXPECT_FALSE(request->headers.contains("Content-Type"));
+  EXPECT_EQ(request->header("X-Number"), "7");
+  EXPECT_EQ(request->timeoutSeconds, HttpCall::kDefaultTimeoutSeconds);
+  call->setTimeoutSeconds(2);
+  EXPECT_EQ(call->buildRequest()->timeoutSeconds, 2);
+}
+
+TEST(ServerTimestampOffset, IsWhatTheHostSet) {
+  EXPECT_EQ(ZuHTTPTask::serverTimestampOffset(), 0);
+  serverTimestampOffset = -1500;
+  EXPECT_EQ(ZuHTTPTask::serverTimestampOffset(), -1500);
+  serverTimestampOffset = 0;
+}
+
+}  // namespace
+}  // namespace kelm
