@@ -1,0 +1,42 @@
+// link: kelm_crypto
+// Any text: skipping what is foreign, checking the padding and decoding by the letter gives the
+// same; and what was decoded encodes and decodes again.
+
+#include <cstdlib>
+
+#include "kelm/crypto/vasp_base64.h"
+
+namespace {
+
+std::optional<kelm::Data> reference(std::string_view text) {
+  constexpr std::string_view kLetters =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string kept;
+  for (const char c : text)
+    if (c == '=' || kLetters.find(c) != std::string_view::npos) kept += c;
+  const std::size_t letters = std::min(kept.find('='), kept.size());
+  const std::size_t padding = kept.size() - letters;
+  if (kept.size() % 4 != 0 || padding > 2 || kept.find_first_not_of('=', letters) != kept.npos)
+    return std::nullopt;
+  kelm::Data bytes;
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < letters; ++i) {
+    bits = bits << 6 | static_cast<unsigned>(kLetters.find(kept[i]));
+    if (i % 4 != 0) bytes.push_back(static_cast<std::uint8_t>(bits >> (6 - i % 4 * 2)));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  if (size == 0) return 0;  // is logged
+  const kelm::DataView input(bytes, size);
+  const auto decoded = kelm::VaspBase64::dataOfBase64String(kelm::textOf(input));
+  if (decoded != reference(kelm::textOf(input))) std::abort();
+  const std::string text = kelm::VaspBase64::base64OfData(input);
+  if (kelm::VaspBase64::dataOfBase64String(text) != kelm::Data(bytes, bytes + size)) std::abort();
+  const auto urlSafe = kelm::VaspBase64::base64StringToUrlSafeBase64String(text);
+  if (kelm::VaspBase64::urlSafeBase64StringToBase64String(urlSafe) != text) std::abort();
+  return 0;
+}

@@ -1,0 +1,129 @@
+#include "kelm/crypto/vasp_base64.h"
+
+#include <openssl/evp.h>
+
+#include "tests/crypto/crypto_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::optional<std::string> decoded(std::string_view text) {
+  const auto bytes = VaspBase64::dataOfBase64String(text);
+  return bytes ? std::optional<std::string>(textOf(*bytes)) : std::nullopt;
+}
+
+TEST(VaspBase64, EverySizeIsEncodedAsTheReferenceAndDecodedBack) {
+  for (std::size_t size = 1; size < 200; ++size) {
+    const Data bytes = counted(size, 200);
+    std::string expected((size + 2) / 3 * 4 + 1, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(expected.data()), bytes.data(),
+                    static_cast<int>(size));
+    expected.pop_back();
+    const std::string text = VaspBase64::base64OfData(bytes);
+    ASSERT_EQ(text, expected) << size;
+    ASSERT_EQ(VaspBase64::dataOfBase64String(text), bytes) << size;
+  }
+  EXPECT_EQ(VaspBase64::base64OfData(Data()), "");
+  EXPECT_EQ(VaspBase64::base64OfData(std::nullopt), "");
+}
+
+TEST(VaspBase64, EveryPairOfLettersIsEncodedAndDecoded) {
+  const std::string_view letters =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (unsigned high = 0; high < 64; ++high) {
+    for (unsigned low = 0; low < 64; ++low) {
+      const std::string text = {letters[low], letters[high], letters[low], letters[high]};
+      const unsigned group = low << 18 | high << 12 | low << 6 | high;
+      const Data bytes = {static_cast<std::uint8_t>(group >> 16),
+                          static_cast<std::uint8_t>(group >> 8), static_cast<std::uint8_t>(group)};
+      ASSERT_EQ(VaspBase64::dataOfBase64String(text), bytes);
+      ASSERT_EQ(VaspBase64::base64OfData(bytes), text);
+    }
+  }
+}
+
+TEST(VaspBase64, PaddingMustCompleteTheLastGroupAndNothingFollowsIt) {
+  const struct {
+    std::string_view text;
+    std::optional<std::string> bytes;
+  } rows[] = {
+      {"Q", std::nullopt},
+      {"QQ", std::nullopt},
+      {"QQ=", std::nullopt},
+      {"QQ==", "A"},
+      {"QQ===", std::nullopt},
+      {"QQ==QQ==", std::nullopt},
+      {"QUI", std::nullopt},
+      {"QUI=", "AB"},
+      {"QUI==", std::nullopt},
+      {"QUJD", "ABC"},
+      {"QUJD=", std::nullopt},
+      {"QUJD==", std::nullopt},
+      {"QUJD====", std::nullopt},
+      {"QUJDQ", std::nullopt},
+      {"QUJDQQ==", "ABCA"},
+      {"=", std::nullopt},
+      {"==", std::nullopt},
+      {"====", std::nullopt},
+      {"Q===", std::nullopt},
+      {"Q=Q=", std::nullopt},
+      {"QQ=Q", std::nullopt},
+      {"=QUJD", std::nullopt},
+      {"QUJD=QUJD", std::nullopt},
+      {"QR==", "A"},
+      {"QUJ=", "AB"},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(decoded(row.text), row.bytes) << row.text;
+}
+
+TEST(VaspBase64, EveryForeignByteIsSkippedWhereverItStands) {
+  const std::string_view letters = "QUJDREVGQUI=";
+  for (int byte = 0; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    if (std::isalnum(byte) != 0 || c == '+' || c == '/' || c == '=') continue;
+    for (std::size_t at = 0; at <= letters.size(); ++at) {
+      std::string text(letters);
+      text.insert(at, 1 + at % 5, c);
+      ASSERT_EQ(decoded(text), "ABCDEFAB") << byte << " at " << at;
+    }
+  }
+  EXPECT_EQ(decoded("*&^"), "");
+  EXPECT_EQ(decoded("Q Q\r\n=\t="), "A");
+  EXPECT_EQ(decoded("Q-U_J-D"), "ABC");
+  EXPECT_EQ(decoded("é"), "");
+}
+
+TEST(VaspBase64, LinesOf76LettersDecodeLikeOneLine) {
+  const Data bytes = counted(50000);
+  const std::string text = VaspBase64::base64OfData(bytes);
+  std::string lines;
+  for (std::size_t at = 0; at < text.size(); at += 76)
+    lines += text.substr(at, 76) + "\r\n";
+  EXPECT_EQ(VaspBase64::dataOfBase64String(lines), bytes);
+}
+
+TEST(VaspBase64, AbsentAndEmptyTextsDifferAndAreLogged) {
+  const LogCapture log;
+  EXPECT_EQ(VaspBase64::dataOfBase64String(std::nullopt), std::nullopt);
+  EXPECT_EQ(VaspBase64::dataOfBase64String(""), Data());
+  EXPECT_EQ(VaspBase64::dataOfBase64String("Q"), std::nullopt);
+  const std::string head = "2 0x200800 +[VaspBase64 dataOfBase64String:] WARNING: ";
+  EXPECT_THAT(recordsOf(log),
+              ElementsAre(head + "DataOfBase64String -> nil Stirng returns nil data",
+                          head + "DataOfBase64String -> empty Strings returns empty data"));
+}
+
+TEST(VaspBase64, UrlSafeLettersAreExchangedAndNothingElse) {
+  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String("+a/+/-_=="), "-a_-_-_==");
+  EXPECT_EQ(VaspBase64::urlSafeBase64StringToBase64String("-a_-_+/"), "+a/+/+/");
+  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String(""), "");
+  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String(std::nullopt), std::nullopt);
+  EXPECT_EQ(VaspBase64::urlSafeBase64StringToBase64String(std::nullopt), std::nullopt);
+}
+
+}  // namespace
+}  // namespace kelm::test

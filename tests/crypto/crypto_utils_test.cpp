@@ -1,0 +1,104 @@
+#include "kelm/crypto/vasp_crypto_utils.h"
+
+#include <bit>
+#include <cstdlib>
+
+#include "tests/crypto/crypto_fixture.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr auto& bytesOfHex = VaspCryptoUtils::dataFromHexadecimalString;
+
+TEST(Random, ComesFromTheSystemAndFromTheFallbackOnlyWhenThatRefuses) {
+  TestPlatform services;
+  const TestScope scope(services);
+  EXPECT_THAT(VaspCryptoUtils::getRandom(3), ElementsAre(0, 1, 2));
+  EXPECT_EQ(VaspCryptoUtils::getRandomUnsignedInt(),
+            (std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{3, 4, 5, 6})));
+  services.random->setRefuses(true);
+  EXPECT_THAT(VaspCryptoUtils::getRandom(2), ElementsAre(255, 254));
+  EXPECT_EQ(VaspCryptoUtils::getRandomUnsignedInt(),
+            (std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{253, 252, 251, 250})));
+  EXPECT_EQ(VaspCryptoUtils::getRandom(0), Data());
+}
+
+TEST(Random, OfThisSystemDoesNotRepeat) {
+  const Data first = VaspCryptoUtils::getRandom(100000);
+  EXPECT_EQ(first.size(), 100000U);
+  EXPECT_NE(first, VaspCryptoUtils::getRandom(100000));
+}
+
+TEST(Xor, WantsTwoInputsOfOneLength) {
+  EXPECT_EQ(VaspCryptoUtils::xorData_withData(Data{1, 0xff}, Data{3, 0x0f}), (Data{2, 0xf0}));
+  EXPECT_EQ(VaspCryptoUtils::xorData_withData(Data(), Data()), Data());
+  EXPECT_EQ(VaspCryptoUtils::xorData_withData(Data{1}, Data{1, 2}), std::nullopt);
+  EXPECT_EQ(VaspCryptoUtils::xorData_withData(Data{1}, std::nullopt), std::nullopt);
+  EXPECT_EQ(VaspCryptoUtils::xorData_withData(std::nullopt, std::nullopt), std::nullopt);
+}
+
+TEST(Hexadecimal, EveryByteIsWrittenInLowerCaseAndReadBack) {
+  Data all(256);
+  std::string expected;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    all[i] = static_cast<std::uint8_t>(i);
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%02zx", i);
+    expected += digits;
+  }
+  EXPECT_EQ(VaspCryptoUtils::hexadecimalStringOfData(all), expected);
+  EXPECT_EQ(bytesOfHex(expected), all);
+  EXPECT_EQ(VaspCryptoUtils::hexadecimalStringOfData(std::nullopt), "");
+}
+
+TEST(Hexadecimal, EveryPairReadsAsStrtolReadsIt) {
+  for (unsigned first = 0; first < 256; ++first) {
+    for (unsigned second = 0; second < 256; ++second) {
+      const char pair[] = {static_cast<char>(first), static_cast<char>(second), '\0'};
+      const auto expected = static_cast<std::uint8_t>(std::strtol(pair, nullptr, 16));
+      std::string text;  // the two UTF-16 units U+01xx, whose low bytes count
+      for (const unsigned unit : {0x100 + first, 0x100 + second})
+        text += {static_cast<char>(0xC0 | unit >> 6), static_cast<char>(0x80 | (unit & 0x3F))};
+      ASSERT_EQ(bytesOfHex(text), Data{expected}) << first << ' ' << second;
+      if (first >= 0x80 || second >= 0x80 || first == ' ' || second == ' ') continue;
+      ASSERT_EQ(bytesOfHex(std::string_view(pair, 2)), Data{expected}) << first << ' ' << second;
+    }
+  }
+}
+
+TEST(Hexadecimal, BlanksGoAndAnOddNumberOfUnitsGetsAZero) {
+  const struct {
+    std::string_view text;
+    Data bytes;
+  } rows[] = {
+      {"a bc", {0x0a, 0xbc}},
+      {"abc", {0x0a, 0xbc}},
+      {" A B ", {0xab}},
+      {"", {}},
+      {"   ", {}},
+      {"1z", {0x01}},
+      {"zz", {0x00}},
+      {"z", {0x00}},
+      {"12-3+4\t5", {0x12, 0xfd, 0x04, 0x05}},
+      {"0x1f", {0x00, 0x1f}},
+      {"\xC4\xB1"
+       "2",
+       {0x12}},  // U+0131 and "2"
+      {"\xE2\x84\xB1"
+       "2",
+       {0x12}},  // U+2131
+      {"\xC4\xA0"
+       "7",
+       {0x07}},                      // U+0120, whose low byte is a blank, is no blank
+      {"\xF0\x9C\x90\xB7", {0x17}},  // U+1C437: the units D831 and DC37
+      {"1\xFF", {0x01}},             // a malformed byte is one unit, U+FFFD
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(bytesOfHex(row.text), row.bytes) << row.text;
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,111 @@
+#include "kelm/crypto/vasp_gzip.h"
+
+#include <zlib.h>
+
+#include <random>
+
+#include "tests/crypto/crypto_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::IsEmpty;
+
+/// One deflate call with all the room that it needs.
+Data reference(DataView bytes) {
+  z_stream stream{};
+  EXPECT_EQ(deflateInit2(&stream, -1, 8, 31, 8, 0), Z_OK);
+  Data result(deflateBound(&stream, bytes.size()));
+  stream.next_in = const_cast<Bytef*>(bytes.data());
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  stream.next_out = result.data();
+  stream.avail_out = static_cast<uInt>(result.size());
+  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+  result.resize(stream.total_out);
+  deflateEnd(&stream);
+  return result;
+}
+
+Data randomBytes(std::size_t size) {
+  std::minstd_rand generator(7);
+  Data bytes(size);
+  for (std::uint8_t& byte : bytes)
+    byte = static_cast<std::uint8_t>(generator() >> 8);
+  return bytes;
+}
+
+TEST(VaspGzip, WritesTheBytesThatOneCallOfZlibWritesAndReadsThemBack) {
+  for (const std::size_t size : {1U, 2U, 3U, 100U, 16383U, 16384U, 16385U, 100000U, 1000000U}) {
+    for (const Data& bytes : {Data(size, 'x'), randomBytes(size)}) {
+      const auto compressed = VaspGzip::gzipDeflate(bytes);
+      ASSERT_EQ(compressed, reference(bytes)) << size;
+      ASSERT_EQ(VaspGzip::gzipInflate(*compressed), bytes) << size;
+    }
+  }
+}
+
+TEST(VaspGzip, OutputThatExactlyFillsAChunkIsComplete) {
+  // Random bytes are stored: one more in, one more out. Some size gives 16384 or 32768.
+  for (const std::size_t chunk : {16384U, 32768U}) {
+    std::size_t met = 0;
+    for (std::size_t size = chunk - 60; size < chunk; ++size) {
+      const Data bytes = randomBytes(size);
+      const auto compressed = VaspGzip::gzipDeflate(bytes);
+      ASSERT_EQ(compressed, reference(bytes));
+      ASSERT_EQ(VaspGzip::gzipInflate(*compressed), bytes);
+      met += compressed->size() == chunk ? 1 : 0;
+    }
+    EXPECT_EQ(met, 1U);
+  }
+}
+
+TEST(VaspGzip, StreamsOfOtherProgramsGiveTheirFirstMemberOrNothing) {
+  const LogCapture log;
+  for (const Row& row : rowsOf("gzip_streams.txt")) {
+    const auto expected =
+        row.at(2) == "absent" ? std::nullopt : std::optional(bytesOfColumn(row.at(2)));
+    EXPECT_EQ(VaspGzip::gzipInflate(bytesOfColumn(row.at(1))), expected) << row.at(0);
+  }
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+}
+
+TEST(VaspGzip, StreamCutAtAnyByteGivesNothing) {
+  for (const Data& bytes : {Data(70000, 'x'), randomBytes(300), dataOf("a")}) {
+    const Data stream = *VaspGzip::gzipDeflate(bytes);
+    for (std::size_t size = 1; size < stream.size(); ++size) {
+      const Data cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size));
+      ASSERT_EQ(VaspGzip::gzipInflate(cut), std::nullopt) << size << " of " << stream.size();
+    }
+  }
+}
+
+TEST(VaspGzip, EveryFlippedBitGivesTheSameContentOrNothing) {
+  const Data bytes = dataOf("The till is open. The till is closed. The till is open.");
+  Data stream = *VaspGzip::gzipDeflate(bytes);
+  std::size_t unnoticed = 0;
+  for (std::size_t bit = 0; bit < stream.size() * 8; ++bit) {
+    stream[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+    const auto result = VaspGzip::gzipInflate(stream);
+    EXPECT_TRUE(!result || result == bytes) << bit;
+    unnoticed += result ? 1 : 0;
+    stream[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+  }
+  EXPECT_LT(unnoticed, 80U);  // time, flags for text, operating system
+}
+
+TEST(VaspGzip, EmptyBytesStayEmptyAndAbsentOnesAbsent) {
+  EXPECT_EQ(VaspGzip::gzipDeflate(Data()), Data());
+  EXPECT_EQ(VaspGzip::gzipInflate(Data()), Data());
+  EXPECT_EQ(VaspGzip::gzipDeflate(std::nullopt), std::nullopt);
+  EXPECT_EQ(VaspGzip::gzipInflate(std::nullopt), std::nullopt);
+}
+
+TEST(VaspGzip, ContentAThousandTimesLargerThanItsStreamComesOutWhole) {
+  const Data bytes(std::size_t{64} << 20, 0);
+  const Data stream = *VaspGzip::gzipDeflate(bytes);
+  EXPECT_LT(stream.size() * 1000, bytes.size());
+  EXPECT_TRUE(VaspGzip::gzipInflate(stream) == bytes);
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,105 @@
+#include "kelm/crypto/vasp_pbkdf2.h"
+
+#include <openssl/evp.h>
+
+#include "tests/crypto/crypto_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+constexpr auto& ofData = VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_performingRound;
+constexpr auto& ofText = VaspPBKDF2::pbkdf2OfPassword_withSalt_expectingSize_performingRound;
+constexpr auto& ofHex =
+    VaspPBKDF2::pbkdf2OfPasswordDataCastingToHexadecimal_withSalt_expectingSize_performingRound;
+
+const DataView kPassword = bytesOf("password");
+const DataView kSalt = bytesOf("salt");
+
+std::string dataLine(const std::string& message) {
+  return "4 0x200004 +[VaspPBKDF2 "
+         "pbkdf2OfPasswordData:withSalt:expectingSize:performingRound:] PBKDF2 Error: " +
+         message;
+}
+
+TEST(VaspPBKDF2, TheFirstBadArgumentInOrderIsLogged) {
+  const struct {
+    std::optional<DataView> password;
+    std::optional<DataView> salt;
+    std::uint32_t size;
+    std::uint32_t rounds;
+    std::string message;
+  } rows[] = {
+      {std::nullopt, std::nullopt, 4097, 0, "Unable to get a data from password!"},
+      {DataView(), kSalt, 16, 1, "Unable to get a data from password!"},
+      {kPassword, std::nullopt, 4097, 0, "requested size too large!"},
+      {kPassword, kSalt, UINT32_MAX, 1, "requested size too large!"},
+      {kPassword, std::nullopt, 4096, 0, "requested round count invalid"},
+      {kPassword, kSalt, 16, 100000001, "requested round count invalid"},
+      {kPassword, kSalt, 16, UINT32_MAX, "requested round count invalid"},
+      {kPassword, std::nullopt, 4096, 100000000, "salt lenght is zero"},
+      {kPassword, DataView(), 0, 1, "salt lenght is zero"},
+  };
+  LogCapture log;
+  for (const auto& row : rows) {
+    EXPECT_EQ(ofData(row.password, row.salt, row.size, row.rounds), std::nullopt);
+    EXPECT_THAT(recordsOf(log), ElementsAre(dataLine(row.message)));
+    log.clear();
+  }
+}
+
+TEST(VaspPBKDF2, SizesUpToTheBoundsAreDerived) {
+  const LogCapture log;
+  const Data longest = *ofData(kPassword, kSalt, 4096, 2);
+  ASSERT_EQ(longest.size(), 4096U);
+  for (const std::uint32_t size : {0U, 1U, 31U, 32U, 33U, 4095U})
+    EXPECT_EQ(ofData(kPassword, kSalt, size, 2), Data(longest.begin(), longest.begin() + size));
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+}
+
+TEST(VaspPBKDF2, TextFormTakesUtf8BytesAndWantsBothInputsFirst) {
+  LogCapture log;
+  EXPECT_EQ(ofText("pässword", kSalt, 20, 3), ofData(bytesOf("p\xC3\xA4ssword"), kSalt, 20, 3));
+  EXPECT_EQ(ofText(std::string_view("a\0b", 3), kSalt, 20, 3),
+            ofData(Data{'a', 0, 'b'}, kSalt, 20, 3));
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+  EXPECT_EQ(ofText("", kSalt, 4097, 0), std::nullopt);
+  EXPECT_EQ(ofText(std::nullopt, kSalt, 16, 1), std::nullopt);
+  EXPECT_EQ(ofText("x", DataView(), 16, 1), std::nullopt);
+  EXPECT_EQ(ofText("x", std::nullopt, 16, 1), std::nullopt);
+  const std::string line =
+      "4 0x200004 +[VaspPBKDF2 pbkdf2OfPassword:withSalt:expectingSize:performingRound:] PBKDF2 "
+      "Error: (password || salt) lenght is zero";
+  EXPECT_THAT(recordsOf(log), ElementsAre(line, line, line, line));
+  log.clear();
+  EXPECT_EQ(ofText("x", kSalt, 4097, 0), std::nullopt);
+  EXPECT_THAT(recordsOf(log), ElementsAre(dataLine("requested size too large!")));
+}
+
+TEST(VaspPBKDF2, HexadecimalFormDerivesFromTheDigits) {
+  const LogCapture log;
+  EXPECT_EQ(ofHex(Data{0x0a, 0xff, 0x00}, kSalt, 20, 3), ofText("0aff00", kSalt, 20, 3));
+  EXPECT_EQ(ofHex(std::nullopt, kSalt, 20, 3), std::nullopt);
+  EXPECT_EQ(ofHex(Data(), std::nullopt, 4097, 0), std::nullopt);
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+}
+
+TEST(VaspPBKDF2, FailedDerivationLogsItsStatus) {
+  EXPECT_TRUE(ofData(kPassword, kSalt, 16, 1));
+  const LogCapture log;
+  ASSERT_EQ(EVP_set_default_properties(nullptr, "provider=none"), 1);
+  const auto key = ofData(kPassword, kSalt, 16, 1);
+  ASSERT_EQ(EVP_set_default_properties(nullptr, ""), 1);
+  EXPECT_EQ(key, std::nullopt);
+  EXPECT_THAT(log.lines(),
+              ElementsAre(MatchesRegex(
+                  "FATAL PBKDF2 Error: -?[1-9][0-9]* performing PBDF2 from source params")));
+  EXPECT_TRUE(ofData(kPassword, kSalt, 16, 1));
+}
+
+}  // namespace
+}  // namespace kelm::test
