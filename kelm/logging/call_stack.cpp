@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <span>
+#include <utility>
 
 #include "kelm/platform/process.h"
 
@@ -65,8 +66,11 @@ void appendCallStack(std::string& out, const void* caller, std::size_t mostLines
 std::vector<std::string> callStackSymbols() {
   std::vector<void*> frames = wholeCallStack();
   std::vector<std::string> lines;
-  for (void* const frame : framesFrom(frames, __builtin_return_address(0)))
-    appendLine(lines.emplace_back(), lines.size() - 1, frame);
+  for (void* const frame : framesFrom(frames, __builtin_return_address(0))) {
+    std::string line;
+    appendLine(line, lines.size(), frame);
+    lines.push_back(std::move(line));
+  }
   return lines;
 }
 

@@ -23,6 +23,10 @@ constexpr std::size_t kStackLines = 50;
 constexpr std::size_t kStackTextCapacity = 1024;
 constexpr auto kExitLimit = std::chrono::seconds(2);
 
+/// The process is in exit(): what is still logged, say by destructors of static objects, is waited
+/// for at once, as long as the delegate keeps up.
+std::atomic<bool> isLeaving{false};
+
 DelegateSlot& slot() {
   static auto* const kSlot = new DelegateSlot;
   return *kSlot;
@@ -71,7 +75,7 @@ LogQueue* makeQueue() {
                                    [delivery] { delivery->rest(); });
   void* warmUp[1];  // the first capture is slow
   platform::captureCallStack(warmUp);
-  std::atexit([] { VaspLogger::flush(kExitLimit); });
+  std::atexit([] { isLeaving = VaspLogger::flush(kExitLimit); });
   return queue;
 }
 
@@ -161,6 +165,7 @@ void VaspLogger::logWithAspect_level_message_source(LogAspect aspect, LogLevel l
   record->thread = threadNumber();
   std::memcpy(record->text(), message.data(), message.size());
   queue().push(record);
+  if (isLeaving.load(std::memory_order_relaxed) && !flush(kExitLimit)) isLeaving = false;
 }
 
 std::string VaspLogger::getThreadName() { return threadName(threadNumber()); }

@@ -1,0 +1,210 @@
+#include "kelm/logging/vasp_logger_default_delegate.h"
+
+#include <thread>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "kelm/logging/vasp_logger_processor_nslog_impl.h"
+#include "kelm/logging/zu_os_logger.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+struct DefaultDelegateTest : testing::Test {
+  TestPlatform services;
+  TestScope scope{services};
+
+  static void deliver(VaspLogDelegate& delegate, LogLevel level, LogAspect aspect,
+                      std::string_view message) {
+    delegate.logwithLevel_aspect_from_threadName_message(level, aspect, "-[X y]", "Thread-1",
+                                                         message);
+  }
+  /// The one line that reaches the system log.
+  std::string lineOf(LogLevel level, LogAspect aspect, std::string_view message) {
+    const std::size_t before = services.systemLog->entries().size();
+    deliver(delegate, level, aspect, message);
+    const auto entries = services.systemLog->entries();
+    return entries.size() == before + 1 ? entries.back().text : "(none)";
+  }
+
+  VaspLoggerDefaultDelegate delegate;
+};
+
+struct LineCase {
+  LogLevel level;
+  LogAspect aspect;
+  std::string_view message;
+  std::string_view line;
+};
+
+TEST_F(DefaultDelegateTest, LineIsPrefixLabelsBlankAndMessage) {
+  const LineCase cases[] = {
+      {0, 0, "m", "\xE2\x97\xAF[DEBUG] [None] m"},
+      {1, 0, "m", "\xF0\x9F\x94\xB5[INFO] [None] m"},
+      {2, 0, "m", "\xE2\x9A\xA0\xEF\xB8\x8F[WARN] [None] m"},
+      {3, 0, "m", "\xF0\x9F\x94\xB4[ERROR] [None] m"},
+      {4, 0, "m", "\xE2\x9D\x97[FATAL] [None] m"},
+      {5, 0, "m", "\xE2\x9D\x97[FATAL] [None] m"},
+      {6, 0, "m", "\xE2\x9D\x93[UNKNOW] [None] m"},
+      {7, 2, "m", "\xE2\x9D\x93[UNKNOW] [PARAM_RES] m"},
+      {1ULL << 32, 4, "m", "\xE2\x9D\x93[UNKNOW] [INTERNAL] m"},
+      {~0ULL, 0, "m", "\xE2\x9D\x93[UNKNOW] [None] m"},
+      {1, 1, "m", "🔵[INFO] [None] m"},
+      {1, 3, "m", "🔵[INFO] [PARAM_RES] m"},
+      {3, 0x201000, "Invalid filename: It is nil or empty",
+       "🔴[ERROR] [FILE][FRONTEND] Invalid filename: It is nil or empty"},
+      {1, static_cast<LogAspect>(0x80000000), "m", "🔵[INFO] [FRONTENDD] m"},
+      {1, 0x8200000, "m", "🔵[INFO] [FRONTEND][KEYCHAIN] m"},
+      {1, -1, "m",
+       "🔵[INFO] [PARAM_RES][INTERNAL][CONTEXTS][EXTERNAL_EVENTS][COMPONENTS][PERMISSIONS][STACK]"
+       "[NET][CRYPTO][FRAME][LIFE][FILE][ACTIONS][CONDITIONS][STYLE][DS][COMPONENT_UPDATE]"
+       "[TRIGGERS][UPDATER][GPS][FRONTEND][ALERT][FONT][JS][WEBVIEW][TOUCHID][KEYCHAIN][MT]"
+       "[PUSH_NOTIFICATIONS][TRACE][FRONTENDD] m"},
+      {1, 0x100, "", "🔵[INFO] [NET] "},
+      {1, 0x100, "100% of %@ in\ntwo lines\n", "🔵[INFO] [NET] 100% of %@ in\ntwo lines\n"},
+      {1, 0x100, "perché 😀", "🔵[INFO] [NET] perché 😀"},
+      {1, 0x100, "odd \xFF\xC3 bytes", "🔵[INFO] [NET] odd \uFFFD\uFFFD bytes"},
+  };
+  for (int round = 0; round < 2; ++round) {  // a kept prefix is as good as a new one
+    for (const LineCase& c : cases)
+      EXPECT_EQ(lineOf(c.level, c.aspect, c.message), c.line);
+  }
+}
+
+TEST_F(DefaultDelegateTest, ManyCombinationsKeepTheirOwnLabels) {
+  for (LogAspect aspect = 2; aspect < 2000; aspect += 2) {
+    const std::string line = lineOf(2, aspect, "x");
+    for (int bit = 1; bit < 11; ++bit) {
+      const bool shown = line.find(VaspLogger::LOG_PREFIXES()[bit]) != std::string::npos;
+      ASSERT_EQ(shown, (aspect >> bit & 1) != 0) << line;
+    }
+  }
+}
+
+/// Keeps what it gets; throws when it is told to.
+struct KeepingProcessor : VaspLoggerProcessorDelegate {
+  std::vector<KelmLogModel> logs;
+  bool throws = false;
+
+  void processLog(const KelmLogModel& log) override {
+    logs.push_back(log);
+    if (throws) throw std::runtime_error("disk full");
+  }
+};
+
+struct OtherKind : VaspLoggerDefaultDelegate {
+  explicit OtherKind(LogProcessorKind number) : kind(number) {}
+  LogProcessorKind loggerProcessor() const override { return kind; }
+  LogProcessorKind kind;
+};
+
+TEST_F(DefaultDelegateTest, ProcessorIsMadeOnceAndKeptWhateverTheKindBecomes) {
+  EXPECT_EQ(delegate.loggerProcessor(), 3);
+  OtherKind changing(0);
+  EXPECT_EQ(changing.getLoggerProcessorImpl(), nullptr);
+  changing.kind = 3;
+  const auto processor = changing.getLoggerProcessorImpl();
+  EXPECT_NE(std::dynamic_pointer_cast<VaspLoggerProcessor_NSLogImpl>(processor), nullptr);
+  changing.kind = 0;
+  EXPECT_EQ(changing.getLoggerProcessorImpl(), processor);
+}
+
+TEST_F(DefaultDelegateTest, UnknownKindDropsInSilence) {
+  for (const LogProcessorKind kind : {0, 4, -1}) {
+    OtherKind dropping(kind);
+    deliver(dropping, 3, 0, "lost");
+  }
+  EXPECT_THAT(services.console->lines(), ElementsAre());
+  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
+}
+
+TEST_F(DefaultDelegateTest, KindsWithoutAProcessorYetSaySoOnce) {
+  for (const LogProcessorKind kind : {1, 2}) {
+    OtherKind dropping(kind);
+    deliver(dropping, 3, 0, "lost");
+    deliver(dropping, 3, 0, "lost");
+  }
+  EXPECT_THAT(
+      services.console->lines(),
+      ElementsAre(
+          "LOG ERROR log processor 1 is not available in this version: records are dropped",
+          "LOG ERROR log processor 2 is not available in this version: records are dropped"));
+  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
+}
+
+TEST_F(DefaultDelegateTest, ExceptionOfASubclassIsReportedWithAStackForEachRecord) {
+  struct Throwing : VaspLoggerDefaultDelegate {
+    LogProcessorKind loggerProcessor() const override { throw std::runtime_error("no choice"); }
+  } throwing;
+  constexpr int kRecords = 1000;
+  for (int i = 0; i < kRecords; ++i)
+    deliver(throwing, 1, 0, "lost");
+  const auto lines = services.console->lines();
+  ASSERT_EQ(lines.size(), 2U * kRecords);
+  for (std::size_t i = 0; i < lines.size(); i += 2) {
+    ASSERT_EQ(lines[i], "LOG ERROR no choice");
+    ASSERT_THAT(lines[i + 1], StartsWith("(\n    0   "));
+  }
+}
+
+struct FailingSystemLog : platform::SystemLog {
+  std::unique_ptr<Channel> open(std::string_view, std::string_view) override {
+    throw std::runtime_error("no journal");
+  }
+};
+
+struct SystemLogProcessorTest : DefaultDelegateTest {
+  static KelmLogModel model(std::optional<Data> data) {
+    KelmLogModel log;
+    log.messageData = std::move(data);
+    return log;
+  }
+  VaspLoggerProcessor_NSLogImpl processor;
+};
+
+TEST_F(SystemLogProcessorTest, EntryStandsUnderTheBundleWhateverTheLevel) {
+  for (const std::int64_t level : {0, 4, -1})
+    ZuOSLogger::processLogData_level(bytesOf("text %@ %n"), level);
+  const MemorySystemLog::Entry entry{"com.example.till", "com.trevalo.logs", "text %@ %n"};
+  EXPECT_THAT(services.systemLog->entries(), ElementsAre(entry, entry, entry));
+  EXPECT_EQ(services.systemLog->opened(), 1U);
+}
+
+TEST_F(SystemLogProcessorTest, OnlyBytesThatAreUtf8MakeAnEntry) {
+  processor.processLog(model(std::nullopt));
+  processor.processLog(model(Data()));
+  for (const std::string_view bad : {"\xFF", "cut \xF0\x9F\x98", "\xC0\x80", "\xED\xA0\x80"})
+    processor.processLog(model(dataOf(bad)));
+  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
+  processor.processLog(model(dataOf("fine")));
+  EXPECT_EQ(services.systemLog->entries().size(), 1U);
+}
+
+TEST_F(SystemLogProcessorTest, FailingSystemLogIsReportedWithAStackAndDropsTheRecord) {
+  platform::Platform failing = services.platform();
+  failing.systemLog = std::make_shared<FailingSystemLog>();
+  const platform::ScopedPlatform inner(failing);
+  processor.processLog(model(dataOf("lost")));
+  const auto lines = services.console->lines();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0], "LOG ERROR no journal");
+  EXPECT_THAT(lines[1], HasSubstr(" 0x"));
+}
+
+TEST_F(SystemLogProcessorTest, MissingBundleIdentifierStopsTheProcess) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  services.bundle->setIdentifier(std::nullopt);
+  platform::Platform visible = services.platform();
+  visible.console = platform::Platform::makeSystem().console;
+  const platform::ScopedPlatform inner(visible);
+  EXPECT_DEATH(processor.processLog(model(dataOf("x"))),
+               "LOG ERROR the application has no bundle identifier");
+}
+
+}  // namespace
+}  // namespace kelm::test

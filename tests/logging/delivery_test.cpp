@@ -1,0 +1,241 @@
+// Delivery while threads log, delegates change, throw, or log themselves.
+
+#include <atomic>
+#include <latch>
+#include <set>
+#include <thread>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "kelm/logging/vasp_logger.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+namespace {
+
+using std::chrono::minutes;
+using testing::ElementsAre;
+
+class FunctionDelegate : public VaspLogDelegate {
+ public:
+  using Function = std::function<void(LogLevel, std::string_view)>;
+  explicit FunctionDelegate(Function function) : function_(std::move(function)) {}
+  void logwithLevel_aspect_from_threadName_message(LogLevel level, LogAspect, const char*,
+                                                   std::string_view,
+                                                   std::string_view message) override {
+    function_(level, message);
+  }
+
+ private:
+  Function function_;
+};
+
+struct DeliveryTest : testing::Test {
+  DeliveryTest() { VaspLogger::flush(minutes(1)); }
+  ~DeliveryTest() override {
+    VaspLogger::flush(minutes(1));
+    VaspLogger::setLogDelegate(nullptr);
+  }
+  static void install(FunctionDelegate::Function function) {
+    VaspLogger::setLogDelegate(std::make_shared<FunctionDelegate>(std::move(function)));
+  }
+  static void log(std::string_view text) {
+    VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%@", text);
+  }
+
+  TestPlatform services;
+  TestScope scope{services};
+};
+
+/// "thread number" of a record, and whether each thread's numbers came one after the other.
+struct OrderCheck {
+  std::vector<int> last;
+  std::atomic<int> inside{0};
+  int delivered = 0;
+  int disordered = 0;
+  int overlapping = 0;
+
+  void take(std::string_view message) {
+    overlapping += inside.fetch_add(1) != 0;
+    const auto blank = message.find(' ');
+    const auto thread = static_cast<std::size_t>(std::stoi(std::string(message.substr(0, blank))));
+    const int number = std::stoi(std::string(message.substr(blank + 1)));
+    disordered += number != last[thread] + 1;
+    last[thread] = number;
+    ++delivered;
+    --inside;
+  }
+};
+
+void logFromThreads(int threads, int each, const std::function<void()>& meanwhile) {
+  std::latch start(threads + 1);
+  std::vector<std::jthread> all;
+  for (int t = 0; t < threads; ++t) {
+    all.emplace_back([&, t] {
+      start.arrive_and_wait();
+      for (int i = 0; i < each; ++i)
+        VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%d %d", t, i);
+    });
+  }
+  start.arrive_and_wait();
+  meanwhile();
+}
+
+TEST_F(DeliveryTest, RecordsOfManyThreadsArriveOnceInEachThreadsOrderOneAtATime) {
+  constexpr int kThreads = 8;
+  constexpr int kEach = 5000;
+  OrderCheck check;
+  check.last.assign(kThreads, -1);
+  install([&](LogLevel, std::string_view message) { check.take(message); });
+  logFromThreads(kThreads, kEach, [] {});
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_EQ(check.delivered, kThreads * kEach);
+  EXPECT_EQ(check.disordered, 0);
+  EXPECT_EQ(check.overlapping, 0);
+}
+
+TEST_F(DeliveryTest, NothingIsLostWhileDelegatesAreExchanged) {
+  constexpr int kThreads = 8;
+  constexpr int kEach = 5000;
+  std::atomic<int> delivered{0};
+  const auto count = [&](LogLevel, std::string_view) { ++delivered; };
+  install(count);
+  logFromThreads(kThreads, kEach, [&] {
+    for (int i = 0; i < 2000; ++i)
+      install(count);
+  });
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_EQ(delivered, kThreads * kEach);
+}
+
+TEST_F(DeliveryTest, FirstUseFromManyThreadsInstallsOneDefaultDelegate) {
+  constexpr int kThreads = 8;
+  VaspLogger::setLogDelegate(nullptr);
+  logFromThreads(kThreads, 50, [] {});
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_EQ(services.systemLog->entries().size(), kThreads * 50U);
+  EXPECT_EQ(services.systemLog->opened(), 1U);
+}
+
+TEST_F(DeliveryTest, OrderOfLoggingHoldsAcrossThreadsThatWaitForEachOther) {
+  std::vector<std::string> seen;
+  install([&](LogLevel, std::string_view message) { seen.emplace_back(message); });
+  log("one");
+  std::jthread([] { log("two"); }).join();
+  log("three");
+  std::jthread([] { log("four"); }).join();
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_THAT(seen, ElementsAre("one", "two", "three", "four"));
+}
+
+TEST_F(DeliveryTest, RecordGoesToTheDelegateOfTheMomentOfDelivery) {
+  std::latch entered(1);
+  std::latch leave(1);
+  std::vector<std::string> late;
+  install([&](LogLevel, std::string_view) {
+    entered.count_down();
+    leave.wait();
+  });
+  log("first");
+  entered.wait();
+  log("second");
+  install([&](LogLevel, std::string_view message) { late.emplace_back(message); });
+  leave.count_down();
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_THAT(late, ElementsAre("second"));
+}
+
+TEST_F(DeliveryTest, CriticalRecordDoesNotWaitForTheQueue) {
+  std::latch entered(1);
+  std::latch leave(1);
+  std::atomic<int> critical{0};
+  install([&](LogLevel level, std::string_view) {
+    if (level == log_level::kCritical) {
+      ++critical;
+    } else {
+      entered.count_down();
+      leave.wait();
+    }
+  });
+  log("blocks the queue");
+  entered.wait();
+  EXPECT_THROW(VaspLogger::logEventAndExit("now"), Exception);
+  EXPECT_EQ(critical, 1);
+  EXPECT_FALSE(VaspLogger::flush(std::chrono::milliseconds(0)));
+  leave.count_down();
+  EXPECT_TRUE(VaspLogger::flush(minutes(1)));
+}
+
+TEST_F(DeliveryTest, ThrowingDelegateIsReportedAndTheNextRecordGoesOn) {
+  int calls = 0;
+  install([&](LogLevel, std::string_view message) {
+    ++calls;
+    if (message == "odd") throw 7;
+    throw std::runtime_error("cannot keep " + std::string(message));
+  });
+  log("one");
+  log("odd");
+  log(std::string(1001, 'x'));
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_EQ(calls, 4);
+  const auto lines = services.console->lines();
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[0], "LOG ERROR cannot keep one");
+  EXPECT_EQ(lines[1], "LOG ERROR unknown exception");
+  EXPECT_THROW(VaspLogger::logEventAndExit("end"), Exception);
+  EXPECT_EQ(services.console->lines().size(), 5U);
+}
+
+TEST_F(DeliveryTest, DelegateMayLogAndExchangeItselfWithinACall) {
+  std::vector<std::string> seen;
+  std::atomic<bool> flushed{true};
+  install([&](LogLevel, std::string_view message) {
+    seen.emplace_back(message);
+    if (message != "start") return;
+    log("from inside");
+    flushed = VaspLogger::flush(minutes(1));
+    install([&](LogLevel, std::string_view text) { seen.push_back("new: " + std::string(text)); });
+  });
+  log("start");
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));  // past "start"
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_FALSE(flushed);
+  EXPECT_THAT(seen, ElementsAre("start", "new: from inside"));
+}
+
+TEST_F(DeliveryTest, ReplacedDelegateIsReleased) {
+  std::weak_ptr<VaspLogDelegate> earlier;
+  std::atomic<int> delivered{0};
+  {
+    const auto delegate =
+        std::make_shared<FunctionDelegate>([&](LogLevel, std::string_view) { ++delivered; });
+    earlier = delegate;
+    VaspLogger::setLogDelegate(delegate);
+  }
+  log("x");
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  install([&](LogLevel, std::string_view) { ++delivered; });
+  log("y");  // the queue lets go of the earlier one at the latest here
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_EQ(delivered, 2);
+  EXPECT_TRUE(earlier.expired());
+}
+
+TEST_F(DeliveryTest, ThreadsThatEndMayLogToTheLast) {
+  struct LogsWhenTheThreadEnds {
+    ~LogsWhenTheThreadEnds() { log("last words"); }
+    void touch() {}
+  };
+  std::vector<std::string> seen;
+  install([&](LogLevel, std::string_view message) { seen.emplace_back(message); });
+  std::jthread([] {
+    static thread_local LogsWhenTheThreadEnds lasting;  // made before the logger's own
+    lasting.touch();
+    log("first words");
+  }).join();
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_THAT(seen, ElementsAre("first words", "last words"));
+}
+
+}  // namespace
+}  // namespace kelm::test

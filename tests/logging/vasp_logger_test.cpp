@@ -1,0 +1,323 @@
+#include "kelm/logging/vasp_logger.h"
+
+#include <latch>
+#include <thread>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Calls `function` below `depth` frames, none of them optimised away.
+[[gnu::noinline]] void atDepth(int depth, const std::function<void()>& function) {
+  if (depth > 1)
+    atDepth(depth - 1, function);
+  else
+    function();
+  asm volatile("");  // no tail call
+}
+
+/// Names that the program exports, for the stack to show.
+[[gnu::noinline]] KELM_API void exportedInner(int number) {
+  VaspLogger::logwithLevel_aspect_from_message(3, 0, "inner", "named %d", number);
+  asm volatile("");
+}
+[[gnu::noinline]] KELM_API void exportedOuter() {
+  exportedInner(1);
+  asm volatile("");
+}
+
+namespace {
+
+constexpr LogLevel kLevels[] = {0, 1, 2, 3, 4, 5, 6, 1'000'000};
+
+struct LoggerTest : testing::Test {
+  TestPlatform services;
+  TestScope scope{services};
+  LogCapture log;
+
+  /// The records joined again, as lines.
+  std::vector<std::string> messageLines() {
+    std::string whole;
+    for (const auto& record : log.records()) {
+      const bool isPiece = record.message.starts_with('[');
+      whole += isPiece ? record.message.substr(record.message.find(']') + 1) : record.message;
+    }
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < whole.size();) {
+      const std::size_t end = std::min(whole.find('\n', start), whole.size());
+      lines.push_back(whole.substr(start, end - start));
+      start = end + 1;
+    }
+    return lines;
+  }
+};
+
+TEST_F(LoggerTest, RecordReachesTheDelegateWithAllItWasGiven) {
+  VaspLogger::logwithLevel_aspect_from_message(2, 0, "-[Till open]", "drawer %d of %@", 3, "four");
+  VaspLogger::logwithLevel_aspect_formattedMessage(9, 0x100, "as it is: %@ %d");
+  VaspLogger::logWithAspect_level_message_source(-1, 3, "no stack here", nullptr);
+  EXPECT_THAT(log.records(),
+              ElementsAre(LogCapture::Record{2, 0, "-[Till open]", "Thread-1", "drawer 3 of four"},
+                          LogCapture::Record{9, 0x100, "SW", "Thread-1", "as it is: %@ %d"},
+                          LogCapture::Record{3, -1, "", "Thread-1", "no stack here"}));
+}
+
+TEST_F(LoggerTest, OnlyErrorAndFatalCarryAStack) {
+  for (const LogLevel level : kLevels)
+    VaspLogger::logwithLevel_aspect_from_message(level, 0, "f", "text");
+  std::vector<LogLevel> withStack;
+  for (const auto& record : log.records()) {
+    if (record.message != "text" && (withStack.empty() || withStack.back() != record.level))
+      withStack.push_back(record.level);
+  }
+  EXPECT_THAT(withStack, ElementsAre(3, 4));
+}
+
+TEST_F(LoggerTest, StackStartsAtTheCallerAndHasAtMostFiftyLines) {
+  struct Case {
+    int depth;
+    bool isFull;
+  };
+  for (const auto& [depth, isFull] :
+       {Case{3, false}, Case{49, true}, Case{50, true}, Case{120, true}}) {
+    SCOPED_TRACE(depth);
+    log.clear();
+    atDepth(depth,
+            [] { VaspLogger::logwithLevel_aspect_from_message(3, 0, "deep", "deep %d", 7); });
+    const auto lines = messageLines();
+    ASSERT_GT(lines.size(), static_cast<std::size_t>(std::min(depth, 50)));
+    EXPECT_EQ(lines[0], "deep 7");
+    if (isFull) {
+      EXPECT_EQ(lines.size(), 51U);
+    }
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+      EXPECT_THAT(lines[i], StartsWith(std::to_string(i) + " "));
+      EXPECT_THAT(lines[i], testing::ContainsRegex(" 0x[0-9a-f]{16} .+ \\+ [0-9]+$"));
+    }
+  }
+}
+
+TEST_F(LoggerTest, StackNamesTheCallersInOrder) {
+  exportedOuter();
+  const auto lines = messageLines();
+  ASSERT_GT(lines.size(), 3U);
+  EXPECT_THAT(lines[1], HasSubstr("kelm::test::exportedInner(int) + "));
+  EXPECT_THAT(lines[2], HasSubstr("kelm::test::exportedOuter() + "));
+  EXPECT_THAT(lines[1], HasSubstr("logging_test "));
+}
+
+TEST_F(LoggerTest, StackTextEndsEachLine) {
+  VaspLogger::logwithLevel_aspect_from_message(4, 0, "f", "text");
+  const auto records = log.records();
+  EXPECT_EQ(records.back().message.back(), '\n');
+}
+
+struct SplitCase {
+  const char* what;
+  std::string message;
+  std::vector<std::string> pieces;
+};
+
+std::string repeated(std::string_view unit, std::size_t count) {
+  std::string text;
+  while (count-- > 0)
+    text += unit;
+  return text;
+}
+
+TEST_F(LoggerTest, LongMessageIsSplitAtAThousandUnits) {
+  const auto a = [](std::size_t n) { return std::string(n, 'a'); };
+  const std::string emoji = "\U0001F600";
+  const std::string broken = "\xEF\xBF\xBD";
+  const SplitCase cases[] = {
+      {"empty", "", {""}},
+      {"1000", a(1000), {a(1000)}},
+      {"1001", a(1001), {"[1/2]" + a(1000), "[2/2]a"}},
+      {"1999", a(1999), {"[1/2]" + a(1000), "[2/2]" + a(999)}},
+      {"2000: the last is empty", a(2000), {"[1/3]" + a(1000), "[2/3]" + a(1000), "[3/3]"}},
+      {"percent signs", repeated("%@", 501), {"[1/2]" + repeated("%@", 500), "[2/2]%@"}},
+      {"two bytes a unit", repeated("é", 1000), {repeated("é", 1000)}},
+      {"1001 of two bytes", repeated("é", 1001), {"[1/2]" + repeated("é", 1000), "[2/2]é"}},
+      {"500 pairs", repeated(emoji, 500), {repeated(emoji, 500)}},
+      {"501 pairs", repeated(emoji, 501), {"[1/2]" + repeated(emoji, 500), "[2/2]" + emoji}},
+      {"pair at the cut",
+       a(999) + emoji + "b",
+       {"[1/2]" + a(999) + broken, "[2/2]" + broken + "b"}},
+      {"pairs at every cut",
+       a(1) + repeated(emoji, 1000),
+       {"[1/3]a" + repeated(emoji, 499) + broken, "[2/3]" + broken + repeated(emoji, 499) + broken,
+        "[3/3]" + broken}},
+      {"pair at the very end",
+       a(1999) + emoji,
+       {"[1/3]" + a(1000), "[2/3]" + a(999) + broken, "[3/3]" + broken}},
+      {"malformed bytes count one each",
+       std::string(1001, '\xFF'),
+       {"[1/2]" + std::string(1000, '\xFF'), "[2/2]\xFF"}},
+      {"NUL inside",
+       std::string(1001, '\0'),
+       {"[1/2]" + std::string(1000, '\0'), "[2/2]" + std::string(1, '\0')}},
+  };
+  for (const SplitCase& c : cases) {
+    SCOPED_TRACE(c.what);
+    log.clear();
+    VaspLogger::logwithLevel_aspect_formattedMessage(1, 2, c.message);
+    std::vector<std::string> pieces;
+    for (const auto& record : log.records())
+      pieces.push_back(record.message);
+    EXPECT_EQ(pieces, c.pieces);
+  }
+}
+
+TEST_F(LoggerTest, MegabyteMessageArrivesInOrder) {
+  const std::string message = repeated("0123456789é", 100'000);
+  VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%@", message);
+  const auto records = log.records();
+  ASSERT_EQ(records.size(), 1101U);
+  std::string whole;
+  for (const auto& r : records)
+    whole += r.message.substr(r.message.find(']') + 1);
+  EXPECT_EQ(whole, message);
+}
+
+TEST_F(LoggerTest, FormattedTextIsNeverFormattedAgain) {
+  const std::string hostile[] = {"%@", "%s%s%s%n", "100%", "%", "%5$@", "%*d", "%999999999d", "%%"};
+  for (const std::string& text : hostile) {
+    log.clear();
+    VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "got %@", text);
+    VaspLogger::logwithLevel_aspect_formattedMessage(1, 0, text);
+    EXPECT_THAT(log.lines(), ElementsAre("INFO got " + text, "INFO " + text));
+  }
+}
+
+TEST_F(LoggerTest, FormatKnownAtRunTimeWithoutArgumentsIsHarmless) {
+  const std::string hostile[] = {"%@", "%s %n %d", "%1$@ %2$s", "%*.*f", "tail %"};
+  for (const std::string& format : hostile) {
+    VaspLogger::logFormatted(1, 0, "f", format, {});
+  }
+  EXPECT_EQ(log.lines().size(), std::size(hostile));
+}
+
+TEST_F(LoggerTest, LabelsAreTheSameTableOnEveryCall) {
+  const auto& labels = VaspLogger::LOG_PREFIXES();
+  EXPECT_EQ(&labels, &VaspLogger::LOG_PREFIXES());
+  EXPECT_EQ(labels[0], "[NOTIFICATION_CENTER]");
+  EXPECT_EQ(labels[21], "[FRONTEND]");
+  EXPECT_EQ(labels[31], "[FRONTENDD]");
+}
+
+TEST_F(LoggerTest, ThreadsAreNumberedFromTwoAndTheFirstIsOne) {
+  EXPECT_EQ(VaspLogger::getThreadName(), "Thread-1");
+  std::string first;
+  std::string second;
+  std::jthread([&] {
+    first = VaspLogger::getThreadName();
+    VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "here");
+    EXPECT_EQ(VaspLogger::getThreadName(), first);
+  }).join();
+  std::jthread([&] { second = VaspLogger::getThreadName(); }).join();
+  EXPECT_EQ(log.records().at(0).threadName, first);
+  const int number = std::stoi(first.substr(7));
+  EXPECT_GE(number, 2);
+  EXPECT_EQ(second, "Thread-" + std::to_string(number + 1));
+}
+
+TEST_F(LoggerTest, LogEventAndExitOnlyThrows) {
+  try {
+    VaspLogger::logEventAndExit();
+    FAIL();
+  } catch (const Exception& exception) {
+    EXPECT_EQ(exception.name(), "NSGenericException");
+    EXPECT_THAT(exception.reason(), StartsWith("requested exit(0)\n1 "));
+    EXPECT_EQ(exception.reason().back(), '\n');
+  }
+  EXPECT_THAT(log.records(), ElementsAre());
+}
+
+TEST_F(LoggerTest, LogEventAndExitWithMessageDeliversOnItsThreadThenThrows) {
+  std::jthread([&] {
+    EXPECT_THROW(
+        {
+          try {
+            VaspLogger::logEventAndExit("no %@ key");
+          } catch (const Exception& exception) {
+            EXPECT_EQ(exception.name(), "NSGenericException");
+            EXPECT_EQ(exception.reason(), "no %@ key");
+            throw;
+          }
+        },
+        Exception);
+  }).join();
+  const auto records = log.records();
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].level, 5U);
+  EXPECT_EQ(records[0].aspect, 0x800);
+  EXPECT_EQ(records[0].source, "+[VaspLogger logEventAndExit:]");
+  EXPECT_NE(records[0].threadName, "Thread-1");
+  EXPECT_THAT(records[0].message, StartsWith("no %@ key\n requested exit(0)\n1 "));
+}
+
+TEST_F(LoggerTest, StackOfLogEventAndExitIsWholeAndItsRecordIsNotSplit) {
+  EXPECT_THROW(atDepth(400, [] { VaspLogger::logEventAndExit("deep"); }), Exception);
+  const auto records = log.records();
+  ASSERT_EQ(records.size(), 1U);
+  const std::string& text = records[0].message;
+  EXPECT_GT(std::count(text.begin(), text.end(), '\n'), 400);
+}
+
+TEST_F(LoggerTest, MessageWithoutADelegateIsLostAndInstallsNone) {
+  VaspLogger::setLogDelegate(nullptr);
+  VaspLogger::logwithLevel_aspect_formattedMessage(1, 0, "lost");
+  EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
+  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
+}
+
+TEST_F(LoggerTest, FirstFormattedMessageInstallsTheDefaultDelegate) {
+  VaspLogger::setLogDelegate(nullptr);
+  VaspLogger::logwithLevel_aspect_from_message(1, 0x100, "f", "to the %@", "system");
+  EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
+  VaspLogger::logwithLevel_aspect_formattedMessage(2, 0, "and this");
+  EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
+  std::vector<std::string> texts;
+  for (const auto& entry : services.systemLog->entries())
+    texts.push_back(entry.text);
+  EXPECT_THAT(texts, ElementsAre("🔵[INFO] [NET] to the system", "⚠️[WARN] [None] and this"));
+}
+
+TEST_F(LoggerTest, LogEventAndExitInstallsTheDefaultDelegateToo) {
+  VaspLogger::setLogDelegate(nullptr);
+  EXPECT_THROW(VaspLogger::logEventAndExit(), Exception);
+  EXPECT_THROW(VaspLogger::logEventAndExit("out of paper"), Exception);
+  const auto entries = services.systemLog->entries();
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_THAT(entries[0].text, StartsWith("❗[FATAL] [LIFE] out of paper\n requested exit(0)\n1 "));
+}
+
+TEST_F(LoggerTest, UndescribableArgumentIsReportedAndDropsTheRecord) {
+  struct Broken : Object {
+    std::string description() const override { throw std::runtime_error("cannot say"); }
+  };
+  VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%@", Broken());
+  EXPECT_THAT(log.records(), ElementsAre());
+  EXPECT_THAT(services.console->lines(), ElementsAre("LOG ERROR cannot say"));
+}
+
+TEST_F(LoggerTest, ArgumentThatLogsWhileItIsDescribedKeepsBothTextsWhole) {
+  struct Chatty : Object {
+    std::string description() const override {
+      VaspLogger::logwithLevel_aspect_from_message(1, 0, "g", "inner %d", 2);
+      return "chatty";
+    }
+  };
+  VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "outer %d %@ %d", 1, Chatty(), 3);
+  EXPECT_THAT(log.lines(), ElementsAre("INFO inner 2", "INFO outer 1 chatty 3"));
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""What a host's log lines become in the journal, in syslog where there is no journal, and on
+standard error where there is neither. Runs itself inside a private mount namespace.
+
+usage: journal_test.py PROGRAM
+"""
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+SKIPPED = 77
+IDENTIFIER = "com.example.till"
+CATEGORY = "com.trevalo.logs"
+LINES = (["◯[DEBUG] [NET] plain 100%",
+          "❗[FATAL] [FRONTEND] perché\nsecond line %@ %n",
+          "🔵[INFO] [None] nul\0inside",
+          "🔵[INFO] [None] [1/2]" + "x" * 1000,
+          "🔵[INFO] [None] [2/2]x"]
+         + [f"⚠️[WARN] [None] line {i}" for i in range(500)]
+         + ["y" * 20_000])
+
+
+def run_program():
+    return subprocess.run([os.environ["PROGRAM"]], check=True, capture_output=True,
+                          env={"KELM_BUNDLE_ID": IDENTIFIER, "PATH": os.environ["PATH"]})
+
+
+def entries(*matches):
+    subprocess.run(["journalctl", "--sync"], check=True)
+    out = subprocess.run(["journalctl", "--all", "--no-pager", "-o", "json", *matches], check=True,
+                         capture_output=True).stdout
+    return [json.loads(line) for line in out.splitlines()]
+
+
+def text(field):
+    """A field that is not plain text is written as a list of its bytes."""
+    return field if isinstance(field, str) else bytes(field).decode()
+
+
+class JournalTest(unittest.TestCase):
+    def test_1_every_line_is_an_entry_of_one_type_in_order(self):
+        self.assertEqual(run_program().stderr, b"")
+        found = entries(f"CATEGORY={CATEGORY}")
+        self.assertEqual([text(e["MESSAGE"]) for e in found], LINES)
+        for entry in found:
+            self.assertEqual(entry["SUBSYSTEM"], IDENTIFIER)
+            self.assertEqual(entry["SYSLOG_IDENTIFIER"], IDENTIFIER)
+            self.assertEqual(entry["PRIORITY"], "5")
+            self.assertNotIn("CODE_FILE", entry)
+
+    def test_2_without_a_journal_the_lines_go_to_syslog(self):
+        os.rename("/run/systemd/journal/socket", "/run/systemd/journal/hidden")
+        try:
+            self.assertEqual(run_program().stderr, b"")
+        finally:
+            os.rename("/run/systemd/journal/hidden", "/run/systemd/journal/socket")
+        found = entries("_TRANSPORT=syslog", "PRIORITY=5")
+        self.assertEqual(len(found), len(LINES))
+        self.assertEqual(text(found[0]["MESSAGE"]), f"{IDENTIFIER} [{CATEGORY}] {LINES[0]}")
+
+    def test_3_without_either_the_lines_go_to_standard_error(self):
+        hidden = ["/run/systemd/journal/socket", "/run/systemd/journal/dev-log"]
+        for path in hidden:
+            os.rename(path, path + ".hidden")
+        try:
+            lines = run_program().stderr.decode()
+        finally:
+            for path in hidden:
+                os.rename(path + ".hidden", path)
+        self.assertEqual(lines, "".join(f"{IDENTIFIER} [{CATEGORY}] {line}\n" for line in LINES))
+
+
+def main():
+    if "PROGRAM" in os.environ:
+        unittest.main()
+    if not shutil.which("journalctl") or not os.path.exists("/lib/systemd/systemd-journald"):
+        print("skipped: no journal daemon on this machine")
+        return SKIPPED
+    unshare = ["unshare", "-m", "--propagation", "private"]
+    if os.geteuid() != 0:
+        unshare.insert(1, "-Ur")
+    if subprocess.run(unshare + ["mount", "-t", "tmpfs", "tmpfs", "/run"]).returncode != 0:
+        print("skipped: no mount namespaces on this machine")
+        return SKIPPED
+    environment = dict(os.environ, PROGRAM=os.path.abspath(sys.argv[1]))
+    return subprocess.run(unshare + [str(HERE / "with_journald"), sys.executable, __file__, "-v"],
+                          env=environment).returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main())
