@@ -1,0 +1,136 @@
+#include "kelm/platform/file_attributes.h"
+
+#include <sys/xattr.h>
+
+#include "tests/platform/file_world.h"
+#include "tests/support/memory_file_attributes.h"
+
+namespace kelm::test {
+namespace {
+
+/// Attributes of the items of a world.
+struct AttributeWorld {
+  FileWorld files;
+  std::shared_ptr<platform::FileAttributes> attributes;
+
+  static AttributeWorld real() { return {FileWorld::real(), platform::makeFileAttributes()}; }
+  static AttributeWorld inMemory() {
+    FileWorld files = FileWorld::inMemory();
+    return {files, std::make_shared<MemoryFileAttributes>(files.memory())};
+  }
+};
+
+class FileAttributesContract : public testing::TestWithParam<AttributeWorld (*)()> {
+ protected:
+  AttributeWorld world_ = GetParam()();
+  FileWorld& files_ = world_.files;
+  platform::FileAttributes& attributes_ = *world_.attributes;
+};
+INSTANTIATE_TEST_SUITE_P(Each, FileAttributesContract,
+                         testing::Values(&AttributeWorld::real, &AttributeWorld::inMemory),
+                         [](const auto& world) { return world.index == 0 ? "Linux" : "Memory"; });
+
+constexpr const char* kClass = "NSFileProtectionCompleteUntilFirstUserAuthentication";
+
+TEST_P(FileAttributesContract, FilesAndFoldersKeepWhatWasSetThroughAMove) {
+  files_.put("file", "1");
+  files_.makeFolder("folder");
+  for (const std::string name : {"file", "folder"}) {
+    const std::string path = files_.at(name);
+    EXPECT_EQ(attributes_.protection(path), std::nullopt);
+    EXPECT_FALSE(attributes_.isExcludedFromBackup(path));
+    EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(path, true)), 0);
+    EXPECT_EQ(codeOf(attributes_.setProtection(path, kClass)), 0);
+    EXPECT_EQ(codeOf(files_->move(path, path + " moved")), 0);
+    EXPECT_EQ(attributes_.protection(path + " moved"), kClass);
+    EXPECT_TRUE(attributes_.isExcludedFromBackup(path + " moved"));
+    EXPECT_EQ(codeOf(attributes_.setProtection(path + " moved", "other")), 0);
+    EXPECT_EQ(attributes_.protection(path + " moved"), "other");
+  }
+}
+
+TEST_P(FileAttributesContract, ExclusionIsTakenBackAndTwiceIsHarmless) {
+  files_.put("file", "1");
+  const std::string path = files_.at("file");
+  for (const bool excluded : {false, true, true, false, false}) {
+    EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(path, excluded)), 0);
+    EXPECT_EQ(attributes_.isExcludedFromBackup(path), excluded);
+  }
+}
+
+TEST_P(FileAttributesContract, LinksAreFollowed) {
+  files_.put("file", "1");
+  files_.link("file", "link");
+  EXPECT_EQ(codeOf(attributes_.setProtection(files_.at("link"), kClass)), 0);
+  EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(files_.at("link"), true)), 0);
+  EXPECT_EQ(attributes_.protection(files_.at("file")), kClass);
+  EXPECT_TRUE(attributes_.isExcludedFromBackup(files_.at("file")));
+}
+
+TEST_P(FileAttributesContract, CopiesTakeAttributesAlongAndReplacedFilesStartWithout) {
+  files_.makeFolder("from");
+  files_.put("from/file", "1");
+  EXPECT_EQ(codeOf(attributes_.setProtection(files_.at("from/file"), kClass)), 0);
+  EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(files_.at("from"), true)), 0);
+  EXPECT_EQ(codeOf(files_->copy(files_.at("from"), files_.at("to"))), 0);
+  EXPECT_EQ(attributes_.protection(files_.at("to/file")), kClass);
+  EXPECT_TRUE(attributes_.isExcludedFromBackup(files_.at("to")));
+  files_.put("from/file", "2");
+  EXPECT_EQ(attributes_.protection(files_.at("from/file")), std::nullopt);
+}
+
+TEST_P(FileAttributesContract, MissingItemsAndBadPathsAreErrors) {
+  files_.link("nowhere", "dangling");
+  files_.link("loop", "loop");
+  files_.put("file", "1");
+  const struct {
+    std::string path;
+    int error;
+  } kCases[] = {{files_.at("none"), ENOENT},
+                {files_.at("dangling"), ENOENT},
+                {files_.at("loop"), ELOOP},
+                {files_.at("file/x"), ENOTDIR},
+                {files_.at(std::string(300, 'n')), ENAMETOOLONG},
+                {files_.at(std::string("file\0", 5)), EINVAL},
+                {"", ENOENT}};
+  for (const auto& [path, error] : kCases) {
+    EXPECT_EQ(codeOf(attributes_.setProtection(path, kClass)), error) << path;
+    EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(path, true)), error) << path;
+    EXPECT_EQ(codeOf(attributes_.setExcludedFromBackup(path, false)), error) << path;
+    EXPECT_EQ(attributes_.protection(path), std::nullopt);
+    EXPECT_FALSE(attributes_.isExcludedFromBackup(path));
+  }
+}
+
+TEST(LinuxFileAttributes, FileSystemThatRefusesThemCountsAsSuccess) {
+  const auto attributes = platform::makeFileAttributes();
+  const std::string path = "/proc/self/status";  // holds none, for anybody
+  ASSERT_EQ(::setxattr(path.c_str(), "user.kelm.protection", "x", 1, 0), -1);
+  EXPECT_EQ(codeOf(attributes->setProtection(path, kClass)), 0);
+  EXPECT_EQ(codeOf(attributes->setExcludedFromBackup(path, true)), 0);
+  EXPECT_EQ(codeOf(attributes->setExcludedFromBackup(path, false)), 0);
+  EXPECT_EQ(attributes->protection(path), std::nullopt);
+}
+
+TEST(LinuxFileAttributes, BackupProgramsSeeTheFlagAndNewFilesHaveItFromTheirFolder) {
+  AttributeWorld world = AttributeWorld::real();
+  const auto hasFlag = [&](const std::string& name) {
+    struct statx status {};
+    ::statx(AT_FDCWD, world.files.at(name).c_str(), 0, 0, &status);
+    return (status.stx_attributes_mask & STATX_ATTR_NODUMP) == 0
+               ? std::nullopt
+               : std::optional((status.stx_attributes & STATX_ATTR_NODUMP) != 0);
+  };
+  world.files.makeFolder("folder");
+  if (!hasFlag("folder")) GTEST_SKIP() << "this file system has no such flag";
+  EXPECT_EQ(codeOf(world.attributes->setExcludedFromBackup(world.files.at("folder"), true)), 0);
+  world.files.put("folder/file", "1");
+  EXPECT_EQ(hasFlag("folder"), true);
+  EXPECT_EQ(hasFlag("folder/file"), true);
+  EXPECT_EQ(codeOf(world.attributes->setExcludedFromBackup(world.files.at("folder/file"), false)),
+            0);
+  EXPECT_EQ(hasFlag("folder/file"), false);
+}
+
+}  // namespace
+}  // namespace kelm::test

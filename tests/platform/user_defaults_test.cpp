@@ -1,0 +1,174 @@
+#include "kelm/platform/user_defaults.h"
+
+#include <cstdlib>
+#include <limits>
+
+#include "tests/platform/file_world.h"
+#include "tests/platform/scoped_variable.h"
+#include "tests/support/memory_bundle.h"
+#include "tests/support/memory_user_defaults.h"
+
+namespace kelm::test {
+namespace {
+
+std::shared_ptr<platform::UserDefaults> overFiles(std::shared_ptr<platform::FileSystem> files) {
+  const ScopedVariable folder("XDG_CONFIG_HOME", "/config");
+  return platform::makeUserDefaults(std::move(files), std::make_shared<MemoryBundle>());
+}
+
+class UserDefaultsContract
+    : public testing::TestWithParam<std::shared_ptr<platform::UserDefaults> (*)()> {
+ protected:
+  std::shared_ptr<platform::UserDefaults> defaults_ = GetParam()();
+
+  void set(std::string_view key, Value value) {
+    ASSERT_FALSE(defaults_->setObject(key, std::move(value)));
+  }
+};
+INSTANTIATE_TEST_SUITE_P(
+    Each, UserDefaultsContract,
+    testing::Values([] { return overFiles(std::make_shared<MemoryFileSystem>()); },
+                    []() -> std::shared_ptr<platform::UserDefaults> {
+                      return std::make_shared<MemoryUserDefaults>();
+                    }),
+    [](const auto& defaults) { return defaults.index == 0 ? "Linux" : "Memory"; });
+
+TEST_P(UserDefaultsContract, ValuesReadBackAsTheyWereSet) {
+  const Value kValues[] = {"text",
+                           "",
+                           0,
+                           -1,
+                           std::numeric_limits<std::uint64_t>::max(),
+                           1.5,
+                           true,
+                           List{1, "a", Null{}},
+                           Dictionary{{"b", 2}, {"a", List{}}}};
+  for (const Value& value : kValues) {
+    set("key", value);
+    EXPECT_EQ(defaults_->object("key"), value);
+  }
+  EXPECT_EQ(defaults_->object("other"), std::nullopt);
+  set("key", Null{});
+  EXPECT_EQ(defaults_->object("key"), std::nullopt);
+  set("key", Null{});
+}
+
+TEST_P(UserDefaultsContract, ValuesWithoutAFormInJsonAreRefusedAndTheOldOneStays) {
+  set("key", "old");
+  for (const Value& value : {Value(Data{1}), Value(Date{1}), Value(List{Data{}}),
+                             Value(std::numeric_limits<double>::quiet_NaN()), Value("\xff")}) {
+    const Failure failure = defaults_->setObject("key", value);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->domain, error_domain::kFormat);
+    EXPECT_EQ(defaults_->text("key"), "old");
+  }
+}
+
+TEST_P(UserDefaultsContract, TextsAndNumbersStandForEachOther) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+  const struct {
+    Value value;
+    std::optional<std::string> text;
+    std::int64_t integer;
+  } kCases[] = {{"abc", "abc", 0},
+                {"", "", 0},
+                {" \t12x", " \t12x", 12},
+                {"-7", "-7", -7},
+                {"+7", "+7", 7},
+                {"- 7", "- 7", 0},
+                {"1e3", "1e3", 1},
+                {"9223372036854775807", "9223372036854775807", kMost},
+                {"9223372036854775808", "9223372036854775808", kMost},
+                {"-9223372036854775808", "-9223372036854775808", kLeast},
+                {"-99999999999999999999", "-99999999999999999999", kLeast},
+                {3, "3", 3},
+                {2.9, "2.9", 2},
+                {-2.9, "-2.9", -2},
+                {true, "1", 1},
+                {List{1}, std::nullopt, 0},
+                {Dictionary{}, std::nullopt, 0}};
+  for (const auto& c : kCases) {
+    set("key", c.value);
+    EXPECT_EQ(defaults_->text("key"), c.text);
+    EXPECT_EQ(defaults_->integer("key"), c.integer) << c.text.value_or("");
+  }
+  EXPECT_EQ(defaults_->text("none"), std::nullopt);
+  EXPECT_EQ(defaults_->integer("none"), 0);
+}
+
+constexpr const char* kFile = "/config/com.example.till/defaults.json";
+
+struct DefaultsInFile : testing::Test {
+  std::shared_ptr<MemoryFileSystem> files = std::make_shared<MemoryFileSystem>();
+  std::shared_ptr<platform::UserDefaults> defaults = overFiles(files);
+
+  void write(std::string_view json) {
+    ASSERT_FALSE(files->createDirectories("/config/com.example.till"));
+    ASSERT_FALSE(files->replaceFile(kFile, bytesOf(json)));
+  }
+  std::string text(const std::string& path = kFile) {
+    const auto content = files->readFile(path);
+    return content ? std::string(textOf(*content)) : "(none)";
+  }
+};
+
+TEST_F(DefaultsInFile, OtherObjectsSeeWhatWasSetAndEditsOfOthersAreSeenByTheNextRead) {
+  ASSERT_FALSE(defaults->setObject("logserver", "a.example"));
+  EXPECT_EQ(overFiles(files)->text("logserver"), "a.example");
+  write(R"({"logserver": "b.example"})");
+  EXPECT_EQ(defaults->text("logserver"), "b.example");
+  ASSERT_FALSE(overFiles(files)->setObject("environment", 1));
+  ASSERT_FALSE(defaults->setObject("mine", 2));
+  EXPECT_EQ(defaults->integer("environment"), 1);
+  EXPECT_EQ(defaults->text("logserver"), "b.example");
+  ASSERT_FALSE(files->remove(kFile));
+  EXPECT_EQ(defaults->object("logserver"), std::nullopt);
+}
+
+TEST_F(DefaultsInFile, EveryFailedCallLeavesTheOldSettings) {
+  ASSERT_FALSE(defaults->setObject("key", "old"));
+  for (int n = 1; n < 20; ++n) {
+    files->failCall(static_cast<std::uint64_t>(n));
+    const Failure failure = defaults->setObject("key", "new");
+    files->stopFailing();
+    EXPECT_EQ(defaults->text("key"), failure ? "old" : "new");
+    EXPECT_EQ(overFiles(files)->text("key"), failure ? "old" : "new");
+    if (!failure) return;
+    EXPECT_EQ(failure->code, EIO);
+  }
+  FAIL() << "never succeeded";
+}
+
+TEST_F(DefaultsInFile, MalformedFileReadsAsEmptyAndIsKeptAsideBeforeItIsReplaced) {
+  for (const char* const broken : {"{\"key\": ", "[1]", "\xff", "{\"a\":1}x"}) {
+    write(broken);
+    EXPECT_EQ(defaults->object("key"), std::nullopt) << broken;
+    EXPECT_EQ(text(), broken) << "reading must not change the file";
+    ASSERT_FALSE(defaults->setObject("key", 1));
+    EXPECT_EQ(text(std::string(kFile) + ".broken"), broken);
+    EXPECT_EQ(overFiles(files)->integer("key"), 1);
+  }
+}
+
+TEST_F(DefaultsInFile, UnreadableFileIsNeverReplaced) {
+  write(R"({"key": "old"})");
+  files->failCall(2, EACCES);  // status, read
+  EXPECT_EQ(defaults->setObject("key", "new")->code, EACCES);
+  EXPECT_EQ(defaults->text("key"), "old");
+}
+
+TEST(LinuxUserDefaults, FileLiesWithTheUsersConfigurationAndIsHisAlone) {
+  const FileWorld world = FileWorld::real();
+  const ScopedVariable folder("XDG_CONFIG_HOME", world.root());
+  const auto defaults =
+      platform::makeUserDefaults(platform::makeFileSystem(), std::make_shared<MemoryBundle>());
+  ASSERT_FALSE(defaults->setObject("logserver", "a.example"));
+  EXPECT_EQ(world.text("com.example.till/defaults.json"), "{\n  \"logserver\" : \"a.example\"\n}");
+  EXPECT_EQ(world->status(world.at("com.example.till/defaults.json"))->permissions, 0600U);
+  world.put("com.example.till/defaults.json", R"({"logserver":"b.example"})");
+  EXPECT_EQ(defaults->text("logserver"), "b.example");
+}
+
+}  // namespace
+}  // namespace kelm::test
