@@ -19,7 +19,7 @@ bool isSameCookie(const Cookie& a, const Cookie& b) {
 
 std::vector<Cookie> CookieJar::cookiesFor(std::string_view url) const {
   std::vector<Cookie> found;
-  const BasicLock lock(mutex_);
+  const Lock lock(mutex_);
   if (cookies_.empty()) return found;
   const UrlOrigin origin = originOf(url);
   const Date now = clock_->now();
@@ -32,7 +32,7 @@ std::vector<Cookie> CookieJar::cookiesFor(std::string_view url) const {
 
 void CookieJar::set(const Cookie& cookie) {
   const bool expired = cookie.expires && *cookie.expires <= clock_->now();
-  const BasicLock lock(mutex_);
+  const Lock lock(mutex_);
   const auto same = std::find_if(cookies_.begin(), cookies_.end(),
                                  [&](const Cookie& kept) { return isSameCookie(kept, cookie); });
   if (same == cookies_.end()) {
@@ -57,7 +57,7 @@ void CookieJar::makeRoomFor(const Cookie& cookie) {
 }
 
 void CookieJar::removeAll() {
-  const BasicLock lock(mutex_);
+  const Lock lock(mutex_);
   cookies_.clear();
 }
 

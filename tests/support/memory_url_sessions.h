@@ -67,33 +67,33 @@ class MemoryUrlSessions final : public platform::UrlSessions {
   class Core {
    public:
     void script(Answer answer) {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       answers_.push_back(std::move(answer));
     }
     void setResponder(Responder responder) {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       responder_ = std::move(responder);
     }
     std::vector<platform::UrlRequest> requests() const {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       return requests_;
     }
     std::size_t pending() const {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       return waiting_.size();
     }
     void record(const platform::UrlRequest& request) {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       requests_.push_back(request);
     }
     void enqueue(std::shared_ptr<Task> task) {
-      const BasicLock lock(mutex_);
+      const Lock lock(mutex_);
       waiting_.push_back(std::move(task));
     }
     Answer answerFor(const platform::UrlRequest& request) {
       Responder responder;
       {
-        const BasicLock lock(mutex_);
+        const Lock lock(mutex_);
         if (!answers_.empty()) {
           Answer next = std::move(answers_.front());
           answers_.pop_front();
@@ -224,7 +224,7 @@ class MemoryUrlSessions final : public platform::UrlSessions {
 inline bool MemoryUrlSessions::Core::deliver() {
   std::shared_ptr<Task> task;
   {
-    const BasicLock lock(mutex_);
+    const Lock lock(mutex_);
     if (waiting_.empty()) return false;
     task = std::move(waiting_.front());
     waiting_.pop_front();

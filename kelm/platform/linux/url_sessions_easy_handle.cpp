@@ -6,6 +6,7 @@
 
 #include "kelm/base/describe.h"
 #include "kelm/platform/cookies.h"
+#include "kelm/platform/linux/url_sessions_network_thread.h"
 
 namespace kelm::platform::url_sessions {
 
@@ -32,6 +33,16 @@ bool hasHeader(const Dictionary& headers, std::string_view name) {
 long millisecondsOf(double seconds) {
   constexpr double kMost = 24.0 * 3600;
   return seconds > 0 ? static_cast<long>(std::min(seconds, kMost) * 1000) + 1 : 0;
+}
+
+int onSocketMade(void*, curl_socket_t socket, curlsocktype) {
+  NetworkThread::instance().markLasting(socket);
+  return CURL_SOCKOPT_OK;
+}
+
+int onSocketUnused(void*, curl_socket_t socket) {
+  NetworkThread::instance().closeLasting(socket);
+  return 0;
 }
 
 }  // namespace
@@ -84,6 +95,8 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   // given would only be added to the system's.
   set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
   if (configuration.trustRootsFile) set(CURLOPT_CAINFO, configuration.trustRootsFile->c_str());
+  set(CURLOPT_SOCKOPTFUNCTION, &onSocketMade);
+  set(CURLOPT_CLOSESOCKETFUNCTION, &onSocketUnused);
   set(CURLOPT_WRITEFUNCTION, callbacks.write);
   set(CURLOPT_HEADERFUNCTION, callbacks.header);
   set(CURLOPT_XFERINFOFUNCTION, callbacks.progress);

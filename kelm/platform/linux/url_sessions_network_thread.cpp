@@ -64,14 +64,14 @@ void NetworkThread::stop() {
   stopping_ = true;
   wake();
   if (isNetworkThread) return;
-  BasicLock lock(mutex_);
+  const Lock lock(mutex_);
   stopped_.wait_for(mutex_, kLongestStop, [this]() KELM_NO_THREAD_SAFETY { return hasStopped_; });
 }
 
 void NetworkThread::post(std::function<void()> job) {
   bool wasSleeping = false;
   {
-    const BasicLock lock(mutex_);
+    const Lock lock(mutex_);
     jobs_.push_back(std::move(job));
     wasSleeping = std::exchange(sleeping_, false);
   }
@@ -89,22 +89,39 @@ void NetworkThread::add(Member& member) { members_.push_back(&member); }
 void NetworkThread::remove(Member& member) {
   std::erase(members_, &member);
   for (Watched& watched : watched_)
-    if (watched.member == &member) watched = {};
+    if (watched.member == &member) watched.member = nullptr;
+}
+
+NetworkThread::Watched& NetworkThread::watched(int socket) {
+  const auto index = static_cast<std::size_t>(socket);
+  if (index >= watched_.size()) watched_.resize(index + 1);
+  return watched_[index];
 }
 
 void NetworkThread::watch(int socket, std::uint32_t events, Member& member) {
-  const auto index = static_cast<std::size_t>(socket);
-  if (index >= watched_.size()) watched_.resize(index + 1);
-  Watched& watched = watched_[index];
-  const int operation = events == 0           ? EPOLL_CTL_DEL
-                        : watched.events == 0 ? EPOLL_CTL_ADD
-                                              : EPOLL_CTL_MOD;
-  watched = events == 0 ? Watched{} : Watched{&member, events};
+  Watched& entry = watched(socket);
+  entry.member = events == 0 ? nullptr : &member;
+  if (events == entry.events || (events == 0 && entry.lasting)) return;
+  tellKernel(socket, events);
+}
+
+void NetworkThread::tellKernel(int socket, std::uint32_t events) {
+  Watched& entry = watched(socket);
+  const int operation = events == 0         ? EPOLL_CTL_DEL
+                        : entry.events == 0 ? EPOLL_CTL_ADD
+                                            : EPOLL_CTL_MOD;
+  entry.events = events;
   epoll_event event{};
   event.events = events;
   event.data.fd = socket;
-  // A socket that was closed before it was given up is gone already.
   epoll_ctl(epoll_, operation, socket, &event);
+}
+
+void NetworkThread::markLasting(int socket) { watched(socket) = {nullptr, 0, true}; }
+
+void NetworkThread::closeLasting(int socket) {
+  watched(socket) = {};
+  close(socket);
 }
 
 void NetworkThread::run() {
@@ -117,14 +134,14 @@ void NetworkThread::run() {
       if (members_[i]->due() <= now) members_[i]->advance(now);
     waitForEvents();
   }
-  const BasicLock lock(mutex_);
+  const Lock lock(mutex_);
   hasStopped_ = true;
   stopped_.notify_all();
 }
 
 void NetworkThread::runJobs() {
   {
-    const BasicLock lock(mutex_);
+    const Lock lock(mutex_);
     running_.swap(jobs_);
   }
   for (auto& job : running_) {
@@ -146,7 +163,7 @@ int NetworkThread::millisecondsToWait() const {
 void NetworkThread::waitForEvents() {
   int milliseconds = millisecondsToWait();
   {
-    const BasicLock lock(mutex_);
+    const Lock lock(mutex_);
     if (!jobs_.empty() || stopping_) milliseconds = 0;
     sleeping_ = milliseconds != 0;
   }
@@ -154,15 +171,21 @@ void NetworkThread::waitForEvents() {
   const int count =
       epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), milliseconds);
   if (milliseconds != 0) {
-    const BasicLock lock(mutex_);
+    const Lock lock(mutex_);
     sleeping_ = false;
   }
   for (int i = 0; i < count; ++i) {
     const epoll_event& event = events[static_cast<std::size_t>(i)];
-    const auto socket = static_cast<std::size_t>(event.data.fd);
-    if (socket < watched_.size() && watched_[socket].member != nullptr)
-      watched_[socket].member->socketReady(event.data.fd, event.events);
+    if (event.data.fd != wakeUp_) dispatch(event.data.fd, event.events);
   }
+}
+
+void NetworkThread::dispatch(int socket, std::uint32_t events) {
+  const Watched& entry = watched(socket);
+  if (entry.member != nullptr)
+    entry.member->socketReady(socket, events);
+  else if (entry.events != 0)
+    tellKernel(socket, 0);  // the server closed or spoke while the connection was idle
 }
 
 }  // namespace kelm::platform::url_sessions

@@ -38,11 +38,16 @@ class NetworkThread {
   void remove(Member& member);
   /// Waits for `events` of the socket, for none when 0.
   void watch(int socket, std::uint32_t events, Member& member);
+  /// The socket will be waited for again and again: what the kernel was told stays when nothing
+  /// is waited for, until the socket is closed by closeLasting().
+  void markLasting(int socket);
+  void closeLasting(int socket);
 
  private:
   struct Watched {
-    Member* member = nullptr;
-    std::uint32_t events = 0;
+    Member* member = nullptr;  // while something is waited for
+    std::uint32_t events = 0;  // as the kernel knows them
+    bool lasting = false;
   };
 
   NetworkThread();
@@ -51,6 +56,9 @@ class NetworkThread {
   void run();
   void runJobs();
   void waitForEvents();
+  void dispatch(int socket, std::uint32_t events);
+  void tellKernel(int socket, std::uint32_t events);
+  Watched& watched(int socket);
   int millisecondsToWait() const;
   void wake() const;
 

@@ -20,12 +20,14 @@ std::string_view trimmed(std::string_view text) {
 void ResponseHead::clear() {
   text_.clear();
   lines_ = 0;
+  complete_ = false;
 }
 
 bool ResponseHead::addLine(std::string_view line) {
   if (line.starts_with("HTTP/")) clear();
   if (++lines_ > kMaxHeadLines || text_.size() + line.size() > kMaxHeadBytes) return false;
   text_.append(line);
+  complete_ = complete_ || trimmed(line).empty();
   return true;
 }
 

@@ -17,6 +17,8 @@ class ResponseHead {
   bool addLine(std::string_view line);
   /// True once a status line came.
   bool present() const { return !text_.empty(); }
+  /// True once its empty line came.
+  bool complete() const { return complete_; }
   /// Equal names joined by ", ".
   Dictionary fields() const;
   /// The values of one field, whole, in order.
@@ -28,6 +30,7 @@ class ResponseHead {
 
   std::string text_;
   std::size_t lines_ = 0;
+  bool complete_ = false;
 };
 
 }  // namespace kelm::platform::url_sessions

@@ -65,10 +65,13 @@ EasyHandle::Callbacks Exchange::callbacks() {
 }
 
 std::optional<Error> Exchange::errorOf(CURLcode outcome) const {
-  if (outcome == CURLE_OK) return std::nullopt;
-  const std::int64_t code = trustCancelled_ ? url_error::kCancelled
-                            : headTooLarge_ ? url_error::kBadServerResponse
-                                            : codeOf(outcome);
+  if (outcome == CURLE_OK && head_.complete()) return std::nullopt;
+  // Of a head that ends too soon libcurl makes a success, of a line too long a want of memory.
+  const bool badHead = headTooLarge_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present());
+  const std::int64_t code = outcome == CURLE_OK ? url_error::kConnectionLost
+                            : trustCancelled_   ? url_error::kCancelled
+                            : badHead           ? url_error::kBadServerResponse
+                                                : codeOf(outcome);
   Error error = urlError(code, *request_.url);
   error.userInfo.set("NSDebugDescription", curl_easy_strerror(outcome));
   return error;

@@ -1,0 +1,289 @@
+// Servers that fail, time that runs out, exchanges that are cancelled.
+
+#include <atomic>
+#include <latch>
+
+#include "tests/platform/url_session_world.h"
+#include "tests/support/raw_server.h"
+
+namespace kelm::test {
+namespace {
+
+using platform::UrlRequest;
+using platform::UrlSessionConfiguration;
+namespace url_error = platform::url_error;
+
+constexpr const char* kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+
+struct Fault {
+  const char* what;
+  std::function<void(RawServer::Connection&)> act;
+  std::int64_t code;
+  int status;
+};
+
+RawServer::Script answering(std::string bytes) {
+  return [bytes](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.send(bytes);
+  };
+}
+
+std::string manyHeaders(std::size_t count) {
+  std::string head = "HTTP/1.1 200 OK\r\n";
+  for (std::size_t i = 0; i < count; ++i)
+    head += "A" + std::to_string(i) + ": b\r\n";
+  return head + "Content-Length: 0\r\n\r\n";
+}
+
+class UrlSessionFaults : public UrlSessionTest {};
+
+TEST_F(UrlSessionFaults, BrokenAnswersBecomeErrorsThatTellWhatCame) {
+  const Fault table[] = {
+      {"closes at once", [](auto&) {}, url_error::kConnectionLost, 0},
+      {"resets at once",
+       [](auto& c) {
+         c.readRequest();
+         c.reset();
+       },
+       url_error::kConnectionLost, 0},
+      {"says nothing", answering(""), url_error::kConnectionLost, 0},
+      {"half a head", answering("HTTP/1.1 200 OK\r\nContent-"), url_error::kConnectionLost, 200},
+      {"half a body", answering("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"),
+       url_error::kConnectionLost, 200},
+      {"half a chunk", answering("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nhalf"),
+       url_error::kConnectionLost, 200},
+      {"resets in the body",
+       [](auto& c) {
+         c.readRequest();
+         c.send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
+         c.reset();
+       },
+       url_error::kConnectionLost, 200},
+      {"garbage", answering("garbage\r\n\r\n"), url_error::kBadServerResponse, 0},
+      {"an older protocol", answering("<html>hello</html>"), url_error::kBadServerResponse, 0},
+      {"binary", answering(std::string("\0\xff\x16\x03\x01\0\0", 7)), url_error::kBadServerResponse,
+       0},
+      {"negative length", answering("HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\n"),
+       url_error::kBadServerResponse, 200},
+      {"too many headers", answering(manyHeaders(2000)), url_error::kBadServerResponse, 200},
+      {"a head without end",
+       answering("HTTP/1.1 200 OK\r\nA: " + std::string(2 << 20, 'a') + "\r\n\r\n"),
+       url_error::kBadServerResponse, 200},
+      {"a huge length", answering("HTTP/1.1 200 OK\r\nContent-Length: 9000000000000000\r\n\r\nx"),
+       url_error::kConnectionLost, 200},
+  };
+  for (const Fault& fault : table) {
+    SCOPED_TRACE(fault.what);
+    const RawServer server(fault.act);
+    const auto outcome = get(server.url());
+    EXPECT_EQ(outcome.code(), fault.code);
+    EXPECT_EQ(outcome.status(), fault.status);
+    EXPECT_TRUE(outcome.body.empty());
+  }
+}
+
+TEST_F(UrlSessionFaults, OddButWholeAnswersAreUnderstood) {
+  const struct {
+    const char* bytes;
+    const char* body;
+  } table[] = {
+      {"HTTP/1.1 200 OK\r\n\r\nuntil the end", "until the end"},
+      {"HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok", "ok"},
+      {"HTTP/1.1 100 Continue\r\nA: 1\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok", "ok"},
+      {"HTTP/1.1 200\r\nContent-Length: 2\r\n\r\nok", "ok"},
+      {"HTTP/1.1 200 OK\nContent-Length: 2\n\nok", "ok"},
+      {"HTTP/1.1 204 No\r\n\r\n", ""},
+  };
+  for (const auto& row : table) {
+    const RawServer server(answering(row.bytes));
+    const auto outcome = get(server.url());
+    EXPECT_EQ(outcome.code(), 0) << row.bytes;
+    EXPECT_EQ(outcome.text(), row.body) << row.bytes;
+    EXPECT_FALSE(outcome.response && outcome.response->headers.contains("A"))
+        << "of the interim answer";
+  }
+}
+
+TEST_F(UrlSessionFaults, SlowAnswerArrivesByteByByte) {
+  const RawServer server([](RawServer::Connection& connection) {
+    connection.readRequest();
+    for (const char byte : std::string(kOk))
+      connection.send({&byte, 1});
+  });
+  EXPECT_EQ(get(server.url()).text(), "ok");
+}
+
+TEST_F(UrlSessionFaults, UnreachableServersAreToldApart) {
+  std::string url;
+  {
+    url = RawServer([](auto&) {}).url();
+  }
+  EXPECT_EQ(get(url).code(), url_error::kCannotConnectToHost);
+  EXPECT_EQ(get("http://does-not-exist.invalid/").code(), url_error::kCannotFindHost);
+  EXPECT_EQ(get("http://127.0.0.1:99999/").code(), url_error::kBadUrl);
+  const HttpServer plain;
+  EXPECT_EQ(get("https://127.0.0.1:" + std::to_string(plain.port())).code(),
+            url_error::kSecureConnectionFailed);
+}
+
+TEST_F(UrlSessionFaults, KeptConnectionThatDiesRepeatsOnlyWhatMayBeRepeated) {
+  for (const std::string method : {"GET", "PUT", "POST", "PATCH"}) {
+    std::atomic<int> seen{0};
+    const RawServer server([&](RawServer::Connection& connection) {
+      if (!connection.readRequest().empty()) ++seen;
+      connection.send(kOk);
+      if (!connection.readRequest().empty()) ++seen;  // ends without an answer
+    });
+    const auto session = makeSession();
+    EXPECT_EQ(perform(*session, requestTo(server.url(), method)).text(), "ok");
+    UrlRequest request = requestTo(server.url(), method);
+    if (method != "GET") request.body = dataOf("pay 10");
+    const auto outcome = perform(*session, request);
+    const bool repeats = method == "GET" || method == "PUT";
+    EXPECT_EQ(outcome.code(), repeats ? 0 : url_error::kConnectionLost) << method;
+    EXPECT_EQ(seen, repeats ? 3 : 2) << method;
+  }
+}
+
+TEST_F(UrlSessionFaults, SilenceEndsTheExchange) {
+  const RawServer silent([](RawServer::Connection& c) { c.waitForClose(); });
+  const RawServer stalled([](RawServer::Connection& c) {
+    c.readRequest();
+    c.send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
+    c.waitForClose();
+  });
+  UrlSessionConfiguration idle;
+  idle.requestTimeoutSeconds = 0.05;
+  EXPECT_EQ(perform(*makeSession(idle), requestTo(silent.url())).code(), url_error::kTimedOut);
+  const auto outcome = perform(*makeSession(idle), requestTo(stalled.url()));
+  EXPECT_EQ(outcome.code(), url_error::kTimedOut);
+  EXPECT_EQ(outcome.status(), 200);
+  UrlSessionConfiguration connecting;
+  connecting.connectTimeoutSeconds = 0.05;
+  EXPECT_EQ(perform(*makeSession(connecting), requestTo(silent.url("/", "https"))).code(),
+            url_error::kTimedOut)
+      << "the secure connection is part of connecting";
+}
+
+TEST_F(UrlSessionFaults, WholeExchangeIsLimitedThoughBytesKeepMoving) {
+  std::atomic<bool> over{false};
+  const RawServer server([&](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 OK\r\n\r\n");
+    while (!over)
+      connection.send(std::string(1000, 'x'));
+  });
+  UrlRequest request = requestTo(server.url());
+  request.timeoutSeconds = 0.05;
+  EXPECT_EQ(perform(*makeSession(), request).code(), url_error::kTimedOut);
+  UrlSessionConfiguration configuration;
+  configuration.resourceTimeoutSeconds = 0.05;
+  request.timeoutSeconds = 0;
+  EXPECT_EQ(perform(*makeSession(configuration), request).code(), url_error::kTimedOut);
+  over = true;
+}
+
+TEST_F(UrlSessionFaults, CancelInFlightEndsItAndClosesTheConnection) {
+  std::latch arrived(1), closed(1);
+  const RawServer server([&](RawServer::Connection& connection) {
+    connection.readRequest();
+    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
+    arrived.count_down();
+    connection.waitForClose();
+    closed.count_down();
+  });
+  const auto session = makeSession();
+  const UrlReceiver receiver;
+  const auto task = session->makeDataTask(requestTo(server.url()), receiver.completion());
+  task->resume();
+  arrived.wait();
+  task->cancel();
+  EXPECT_EQ(receiver.await().code(), url_error::kCancelled);
+  closed.wait();
+  task->cancel();
+  task->resume();
+  EXPECT_EQ(get("http://").code(), url_error::kBadUrl);
+  EXPECT_EQ(receiver.count(), 1U);
+}
+
+TEST_F(UrlSessionFaults, WaitingForAConnectionIsNotSilence) {
+  std::latch release(1);
+  std::atomic<int> served{0};
+  const RawServer server([&](RawServer::Connection& connection) {
+    while (!connection.readRequest().empty()) {
+      if (served++ == 0) release.wait();
+      connection.send(kOk);
+    }
+  });
+  UrlSessionConfiguration configuration;
+  configuration.maxConnectionsPerHost = 1;
+  const auto session = makeSession(configuration);
+  const UrlReceiver first = start(*session, requestTo(server.url()));
+  UrlRequest limited = requestTo(server.url());
+  limited.timeoutSeconds = 0.05;
+  EXPECT_EQ(perform(*session, limited).code(), url_error::kTimedOut) << "the whole exchange is";
+  const UrlReceiver waiting = start(*session, requestTo(server.url()));
+  release.count_down();
+  EXPECT_EQ(first.await().text(), "ok");
+  EXPECT_EQ(waiting.await().text(), "ok");
+  EXPECT_EQ(served, 2) << "the one that timed out was never sent";
+}
+
+TEST_F(UrlSessionFaults, ManyAtOnceShareFewConnections) {
+  std::atomic<int> now{0}, most{0};
+  const HttpServer server([&](const HttpRequest& request) {
+    const int running = ++now;
+    int known = most;
+    while (known < running && !most.compare_exchange_weak(known, running)) {
+    }
+    HttpReply reply{200, request.target, {}, false};
+    --now;
+    return reply;
+  });
+  const auto session = makeSession();
+  std::vector<UrlReceiver> receivers;
+  for (int i = 0; i < 200; ++i)
+    receivers.push_back(start(*session, requestTo(server.url('/' + std::to_string(i)))));
+  for (int i = 0; i < 200; ++i)
+    EXPECT_EQ(receivers[static_cast<std::size_t>(i)].await().text(), '/' + std::to_string(i));
+  EXPECT_LE(most, 6);
+}
+
+TEST_F(UrlSessionFaults, ThreadsMayStartCancelAndDropAsTheyLike) {
+  const HttpServer server;
+  UrlSessionConfiguration configuration;
+  configuration.cookies = sessions->makeCookieStorage();
+  const auto shared = makeSession(configuration, std::make_shared<RecordingUrlDelegate>());
+  std::atomic<int> answered{0}, cancelled{0}, other{0};
+  std::vector<std::thread> threads;
+  constexpr int kEach = 25;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&, t] {
+      std::vector<UrlReceiver> receivers(kEach);
+      for (int i = 0; i < kEach; ++i) {
+        const auto session = i % 5 == 0 ? makeSession() : shared;
+        UrlRequest request = requestTo(server.url(), i % 2 == 0 ? "GET" : "POST");
+        if (i % 2 != 0) request.body = Data(static_cast<std::size_t>(i) * 100, 'x');
+        const auto task =
+            session->makeDataTask(request, receivers[static_cast<std::size_t>(i)].completion());
+        task->resume();
+        if ((i + t) % 3 == 0) task->cancel();
+        configuration.cookies->set({"n" + std::to_string(i), "v", "127.0.0.1", "/", {}, {}, {}});
+      }
+      for (const UrlReceiver& receiver : receivers) {
+        const auto outcome = receiver.await();
+        ++(outcome.status() == 200                   ? answered
+           : outcome.code() == url_error::kCancelled ? cancelled
+                                                     : other);
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(other, 0);
+  EXPECT_EQ(answered + cancelled, 8 * kEach);
+  EXPECT_GE(answered, 8 * kEach / 2);
+}
+
+}  // namespace
+}  // namespace kelm::test

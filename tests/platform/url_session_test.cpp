@@ -1,0 +1,271 @@
+// Exchanges with a proper server: bodies, methods, headers, redirects, connections.
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+
+#include "kelm/platform/cookies.h"
+#include "tests/platform/url_session_world.h"
+#include "tests/support/raw_server.h"
+
+namespace kelm::test {
+namespace {
+
+using platform::UrlRequest;
+using platform::UrlSessionConfiguration;
+namespace url_error = platform::url_error;
+using testing::ElementsAre;
+using testing::Pair;
+
+std::string pattern(std::size_t size) {
+  std::string text(size, '\0');
+  for (std::size_t i = 0; i < size; ++i)
+    text[i] = static_cast<char>(i * 131 + (i >> 12));
+  return text;
+}
+
+class UrlSessionBodies : public UrlSessionTest, public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(UrlSessionBodies, ArriveWholeWithAndWithoutALength) {
+  const std::string body = pattern(GetParam());
+  const HttpServer server([&](const HttpRequest& request) {
+    return HttpReply{200, body, {}, request.target == "/chunked"};
+  });
+  const auto plain = get(server.url("/"));
+  EXPECT_TRUE(plain.text() == body);
+  EXPECT_EQ(plain.response->expectedLength, static_cast<std::int64_t>(body.size()));
+  if (body.empty()) return;  // the server sends no empty chunked body
+  const auto chunked = get(server.url("/chunked"));
+  EXPECT_TRUE(chunked.text() == body);
+  EXPECT_EQ(chunked.response->expectedLength, -1);
+}
+INSTANTIATE_TEST_SUITE_P(Sizes, UrlSessionBodies,
+                         testing::Values(0, 1, 16384, 1 << 20, (20 << 20) + 7));
+
+class UrlSessionHttp : public UrlSessionTest {};
+
+TEST_F(UrlSessionHttp, MethodsSendTheBodyThatTheyHave) {
+  const HttpServer server;
+  const struct {
+    const char* method;
+    std::optional<std::string> body;
+    std::optional<std::string> length;
+  } table[] = {
+      {"GET", std::nullopt, std::nullopt},
+      {"POST", "abc", "3"},
+      {"POST", std::nullopt, "0"},
+      {"POST", "", "0"},
+      {"PUT", "abc", "3"},
+      {"PATCH", "abc", "3"},
+      {"DELETE", "abc", "3"},
+      {"DELETE", std::nullopt, std::nullopt},
+      {"HEAD", std::nullopt, std::nullopt},
+      {"HEAD", "abc", std::nullopt},
+      {"GET", std::nullopt, std::nullopt},
+  };
+  const auto session = makeSession();
+  for (const auto& row : table) {
+    UrlRequest request = requestTo(server.url("/p?q=1"), row.method);
+    if (row.body) request.body = dataOf(*row.body);
+    const auto outcome = perform(*session, request);
+    EXPECT_EQ(outcome.status(), 200) << row.method;
+    EXPECT_EQ(outcome.text(), std::string(row.method) == "HEAD" ? "" : "ok");
+    const HttpRequest seen = server.requests().back();
+    EXPECT_EQ(seen.method, row.method);
+    EXPECT_EQ(seen.target, "/p?q=1");
+    EXPECT_EQ(seen.body, row.length ? row.body.value_or("") : "") << row.method;
+    EXPECT_EQ(seen.header("Content-Length"), row.length) << row.method;
+    EXPECT_EQ(seen.header("Content-Type"), std::nullopt) << "none was given";
+  }
+}
+
+TEST_F(UrlSessionHttp, HeadersThatFrameTheMessageAreTheTransportsOwn) {
+  const HttpServer server;
+  UrlRequest request = requestTo(server.url(), "POST");
+  request.body = dataOf("abc");
+  request.headers = {{"content-length", "1"}, {"Transfer-Encoding", "chunked"},
+                     {"Host", "evil"},        {"Expect", "100-continue"},
+                     {"X-Empty", ""},         {"X-Number", 12},
+                     {"User-Agent", "till"}};
+  EXPECT_EQ(get(server.url()).status(), 200);
+  EXPECT_EQ(server.requests().back().header("User-Agent").value_or("").substr(0, 9), "KelmCore/");
+  EXPECT_EQ(perform(*makeSession(), request).status(), 200);
+  const HttpRequest seen = server.requests().back();
+  EXPECT_EQ(seen.body, "abc");
+  EXPECT_EQ(seen.header("Content-Length"), "3");
+  EXPECT_EQ(seen.header("Transfer-Encoding"), std::nullopt);
+  EXPECT_EQ(seen.header("Host"), "127.0.0.1:" + std::to_string(server.port()));
+  EXPECT_EQ(seen.header("Expect"), std::nullopt);
+  EXPECT_EQ(seen.header("X-Number"), "12");
+  EXPECT_EQ(seen.header("User-Agent"), "till");
+}
+
+TEST_F(UrlSessionHttp, EmptyHeaderIsSentAsSuch) {
+  std::promise<std::string> seen;
+  const RawServer server(
+      [&](RawServer::Connection& connection) { seen.set_value(connection.readRequest()); });
+  UrlRequest request = requestTo(server.url());
+  request.headers = {{"X-Empty", ""}};
+  perform(*makeSession(), request);
+  EXPECT_THAT(seen.get_future().get(), testing::HasSubstr("\r\nX-Empty:\r\n"));
+}
+
+TEST_F(UrlSessionHttp, UploadReportsItsProgressAndExpectsNoPermission) {
+  const HttpServer server;
+  const auto delegate = std::make_shared<RecordingUrlDelegate>();
+  UrlRequest request = requestTo(server.url(), "POST");
+  const std::string body = pattern(3 << 20);
+  request.body = dataOf(body);
+  EXPECT_EQ(perform(*makeSession({}, delegate), request).status(), 200);
+  EXPECT_TRUE(server.requests().back().body == body);
+  EXPECT_EQ(server.requests().back().header("Expect"), std::nullopt);
+  const auto sent = delegate->sent();
+  EXPECT_GT(sent.size(), 2U);
+  EXPECT_TRUE(std::is_sorted(sent.begin(), sent.end()));
+  EXPECT_THAT(sent.back(), Pair(body.size(), body.size()));
+}
+
+TEST_F(UrlSessionHttp, DownloadReportsItsProgressNowAndThen) {
+  const HttpServer server([](const HttpRequest&) {
+    return HttpReply{200, pattern(1 << 20), {}, false};
+  });
+  const auto delegate = std::make_shared<RecordingUrlDelegate>();
+  EXPECT_EQ(perform(*makeSession({}, delegate), requestTo(server.url())).status(), 200);
+  const auto received = delegate->received();
+  EXPECT_GT(received.size(), 2U);
+  EXPECT_LE(received.size(), 17U) << "every 64 KiB";
+  EXPECT_TRUE(std::is_sorted(received.begin(), received.end()));
+  EXPECT_THAT(received.back(), Pair(1 << 20, 1 << 20));
+}
+
+TEST_F(UrlSessionHttp, EqualNamesAreJoinedAndCookiesCanStillBeToldApart) {
+  const TestPlatform services;
+  const TestScope scope(services);
+  const HttpServer server([](const HttpRequest&) {
+    return HttpReply{200,
+                     "",
+                     {{"Set-Cookie", "a=1; Expires=Wed, 09 Jun 2032 10:18:14 GMT"},
+                      {"Set-Cookie", "b=2"},
+                      {"Vary", "x"},
+                      {"Vary", "y"}},
+                     false};
+  });
+  const auto outcome = get(server.url());
+  EXPECT_EQ(*outcome.response->headers.find("Vary"), Value("x, y"));
+  const auto cookies = platform::cookiesFromHeaders(outcome.response->headers, server.url());
+  ASSERT_EQ(cookies.size(), 2U);
+  EXPECT_EQ(cookies[0].name + cookies[1].name, "ab");
+}
+
+struct RedirectCase {
+  int status;
+  const char* method;
+  const char* expectedMethod;
+  const char* expectedBody;
+};
+
+TEST_F(UrlSessionHttp, RedirectsKeepOrChangeTheMethodByTheirStatus) {
+  const HttpServer server([](const HttpRequest& request) {
+    if (request.target == "/end") return HttpReply{200, "end", {}, false};
+    const std::string status = request.target.substr(1);
+    return HttpReply{std::stoi(status), "moved", {{"Location", "end"}}, false};
+  });
+  for (const auto& row : {RedirectCase{301, "POST", "GET", ""},
+                          {302, "POST", "GET", ""},
+                          {303, "PUT", "GET", ""},
+                          {307, "POST", "POST", "abc"},
+                          {308, "PUT", "PUT", "abc"},
+                          {302, "PUT", "PUT", "abc"}}) {
+    UrlRequest request = requestTo(server.url('/' + std::to_string(row.status)), row.method);
+    request.body = dataOf("abc");
+    request.headers = {{"Content-Type", "text/x"}, {"Authorization", "secret"}};
+    const auto outcome = perform(*makeSession(), request);
+    EXPECT_EQ(outcome.text(), "end") << row.status;
+    EXPECT_EQ(outcome.response->url, server.url("/end"));
+    const HttpRequest seen = server.requests().back();
+    EXPECT_EQ(seen.method, row.expectedMethod) << row.status;
+    EXPECT_EQ(seen.body, row.expectedBody) << row.status;
+    EXPECT_EQ(seen.header("Content-Type").has_value(), *row.expectedBody != '\0');
+    EXPECT_EQ(seen.header("Authorization"), "secret") << "the same server";
+  }
+}
+
+TEST_F(UrlSessionHttp, CredentialsDoNotFollowToAnotherServer) {
+  const HttpServer target;
+  const HttpServer server([&](const HttpRequest&) {
+    return HttpReply{302, "", {{"Location", target.url("/there")}}, false};
+  });
+  UrlRequest request = requestTo(server.url());
+  request.headers = {{"authorization", "secret"}, {"Cookie", "s=1"}, {"X-Other", "kept"}};
+  EXPECT_EQ(perform(*makeSession(), request).status(), 200);
+  const HttpRequest seen = target.requests().back();
+  EXPECT_EQ(seen.header("Authorization"), std::nullopt);
+  EXPECT_EQ(seen.header("Cookie"), std::nullopt);
+  EXPECT_EQ(seen.header("X-Other"), "kept");
+}
+
+TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
+  const HttpServer server([](const HttpRequest& request) {
+    return HttpReply{302,
+                     "moved",
+                     {{"Location", request.target == "/file" ? "file:///etc/passwd" : "/loop"},
+                      {"Set-Cookie", "seen=1; Path=/"}},
+                     false};
+  });
+  const auto loop = get(server.url("/loop"));
+  EXPECT_EQ(loop.code(), url_error::kTooManyRedirects);
+  EXPECT_EQ(loop.status(), 302);
+  EXPECT_EQ(server.requests().size(), 17U);
+  EXPECT_EQ(get(server.url("/file")).code(), url_error::kUnsupportedUrl);
+  UrlSessionConfiguration configuration;
+  configuration.followRedirects = false;
+  configuration.cookies = sessions->makeCookieStorage();
+  const auto unfollowed = perform(*makeSession(configuration), requestTo(server.url("/loop")));
+  EXPECT_EQ(unfollowed.status(), 302);
+  EXPECT_EQ(unfollowed.code(), 0);
+  EXPECT_EQ(unfollowed.text(), "moved");
+  EXPECT_EQ(configuration.cookies->cookiesFor(server.url()).size(), 1U);
+}
+
+TEST_F(UrlSessionHttp, ConnectionIsKeptForTheNextAndClosedWithTheSession) {
+  std::atomic<int> connections{0}, closed{0};
+  {
+    const RawServer server([&](RawServer::Connection& connection) {
+      ++connections;
+      while (!connection.readRequest().empty())
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+      ++closed;
+    });
+    auto session = makeSession();
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok");
+    EXPECT_EQ(connections, 1);
+    session.reset();
+    perform(*makeSession(), requestTo("http://"));  // the network thread has got to it
+    EXPECT_EQ(perform(*makeSession(), requestTo(server.url())).text(), "ok");
+    EXPECT_EQ(connections, 2) << "sessions share no connection";
+  }
+  EXPECT_EQ(closed, 2);
+}
+
+TEST_F(UrlSessionHttp, ThrownFailuresOfTheHostAreReportedAndHarmless) {
+  class Thrower : public platform::UrlSessionDelegate {
+    void didReceiveData(std::uint64_t, std::int64_t, std::int64_t) override {
+      throw std::runtime_error("from the delegate");
+    }
+  };
+  const HttpServer server;
+  const auto session = makeSession({}, std::make_shared<Thrower>());
+  session
+      ->makeDataTask(requestTo(server.url()),
+                     [](Data, auto, auto) { throw std::runtime_error("from the completion"); })
+      ->resume();
+  EXPECT_EQ(perform(*makeSession(), requestTo(server.url())).status(), 200);
+  EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok");
+  EXPECT_THAT(console->lines(), testing::UnorderedElementsAre("LOG ERROR from the delegate",
+                                                              "LOG ERROR from the completion",
+                                                              "LOG ERROR from the delegate"));
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kelm::test {
+
+class TestCertificates;
+
+using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+
+struct HttpRequest {
+  std::string method;
+  std::string target;  ///< path and query as they were sent
+  HttpHeaders headers;
+  std::string body;
+
+  /// The first header of that name, compared without case.
+  std::optional<std::string> header(std::string_view name) const;
+};
+
+struct HttpReply {
+  int status = 200;
+  std::string body;
+  HttpHeaders headers;
+  bool chunked = false;  ///< in pieces of 1000 bytes, without a length
+};
+
+/// A server on a free port of the loopback interface, until it is destroyed. The handler runs on
+/// the server's threads, several at a time; requests are recorded before it is called.
+class HttpServer {
+ public:
+  using Handler = std::function<HttpReply(const HttpRequest&)>;
+
+  /// Without a handler every request is answered with status 200 and the body "ok".
+  explicit HttpServer(Handler handler = {});
+  /// Speaks TLS.
+  HttpServer(const TestCertificates& certificates, Handler handler = {});
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  int port() const;
+  /// `target`: such as "/path?query".
+  std::string url(std::string_view target = "/") const;
+  std::vector<HttpRequest> requests() const;
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace kelm::test

@@ -1,0 +1,127 @@
+#include "tests/support/raw_server.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace kelm::test {
+
+bool RawServer::Connection::readMore() {
+  std::array<char, 65536> chunk;
+  const ssize_t count = recv(socket_, chunk.data(), chunk.size(), 0);
+  if (count <= 0) return false;
+  buffer_.append(chunk.data(), static_cast<std::size_t>(count));
+  return true;
+}
+
+std::string RawServer::Connection::readRequest() {
+  std::size_t end;
+  while ((end = buffer_.find("\r\n\r\n")) == std::string::npos)
+    if (!readMore()) return {};
+  std::size_t size = end + 4;
+  const std::size_t length = buffer_.find("Content-Length: ");
+  if (length < end) size += std::strtoul(buffer_.c_str() + length + 16, nullptr, 10);
+  while (buffer_.size() < size)
+    if (!readMore()) return {};
+  std::string request = buffer_.substr(0, size);
+  buffer_.erase(0, size);
+  return request;
+}
+
+void RawServer::Connection::send(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (count <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void RawServer::Connection::reset() const {
+  const linger none{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+}
+
+void RawServer::Connection::waitForClose() {
+  while (readMore())
+    buffer_.clear();
+}
+
+class RawServer::Implementation {
+ public:
+  explicit Implementation(Script script)
+      : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const any = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener_, any, size) != 0 || listen(listener_, 64) != 0 ||
+        getsockname(listener_, any, &size) != 0)
+      throw std::runtime_error("no free port");
+    port_ = ntohs(address.sin_port);
+    acceptor_ = std::thread([this] { acceptAll(); });
+  }
+  ~Implementation() {
+    {
+      const std::lock_guard lock(mutex_);
+      stopping_ = true;
+      for (const int open : open_)
+        shutdown(open, SHUT_RDWR);
+    }
+    shutdown(listener_, SHUT_RDWR);
+    acceptor_.join();
+    for (std::thread& thread : threads_)
+      thread.join();
+    close(listener_);
+  }
+  int port() const { return port_; }
+
+ private:
+  void acceptAll() {
+    for (;;) {
+      const int accepted = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+      const std::lock_guard lock(mutex_);
+      if (accepted < 0 || stopping_) {
+        if (accepted >= 0) close(accepted);
+        return;
+      }
+      open_.push_back(accepted);
+      threads_.emplace_back([this, accepted] { serve(accepted); });
+    }
+  }
+  void serve(int accepted) {
+    Connection connection(accepted);
+    script_(connection);
+    const std::lock_guard lock(mutex_);
+    std::erase(open_, accepted);
+    close(accepted);
+  }
+
+  const Script script_;
+  const int listener_;
+  int port_ = 0;
+  std::mutex mutex_;
+  bool stopping_ = false;
+  std::vector<int> open_;
+  std::vector<std::thread> threads_;  // touched by the acceptor, then by the destructor
+  std::thread acceptor_;
+};
+
+RawServer::RawServer(Script script)
+    : implementation_(std::make_unique<Implementation>(std::move(script))) {}
+
+RawServer::~RawServer() = default;
+
+std::string RawServer::url(std::string_view target, std::string_view scheme) const {
+  return std::string(scheme) + "://127.0.0.1:" + std::to_string(implementation_->port()) +
+         std::string(target);
+}
+
+}  // namespace kelm::test

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "tests/support/temporary_folder.h"
+
+namespace kelm::test {
+
+/// A root, an intermediate and a leaf for "localhost" and 127.0.0.1, made anew; as PEM files that
+/// go with the object.
+class TestCertificates {
+ public:
+  TestCertificates();
+
+  std::string rootFile() const { return folder_ / "root.pem"; }
+  std::string chainFile() const { return folder_ / "chain.pem"; }  ///< leaf and intermediate
+  std::string keyFile() const { return folder_ / "key.pem"; }      ///< of the leaf
+
+ private:
+  TemporaryFolder folder_;
+};
+
+}  // namespace kelm::test
