@@ -5,7 +5,8 @@
 namespace kelm::payload_name {
 
 std::string make(Date created, std::string_view queueId) {
-  std::string name = format("%f", created.secondsSince1970 * 1000.0);
+  // To the microsecond, which a date resolves: 501 ms may be held as 500.9999.
+  std::string name = format("%.3f", created.secondsSince1970 * 1000.0);
   name.resize(std::min(name.find_first_of(".,"), name.size()));
   name += kSeparator;
   name += queueId;

@@ -30,12 +30,14 @@ void KelmDataEncrypter::setKey(std::optional<std::string_view> key) { setDataKey
 void KelmDataEncrypter::setIV(std::optional<std::string_view> iv) { setDataIV(utf8(iv)); }
 
 std::optional<Data> KelmDataEncrypter::encrypt(std::optional<DataView> data) const {
+  if (!data) return std::nullopt;
   const SecretPointer key = aesKey_.get();
   const SecretPointer iv = aesIV_.get();
   return VaspAES::aesEncryptData_WithBytesKey_withBytesIV(data, viewOf(key), viewOf(iv));
 }
 
 std::optional<Data> KelmDataEncrypter::decrypt(std::optional<DataView> data) const {
+  if (!data) return std::nullopt;
   const SecretPointer key = aesKey_.get();
   const SecretPointer iv = aesIV_.get();
   return VaspAES::aesDecryptData_WithBytesKey_withBytesIV(data, viewOf(key), viewOf(iv));

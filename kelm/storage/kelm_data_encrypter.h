@@ -34,7 +34,8 @@ class KELM_API KelmDataEncrypter {
   /// `setDataIV:`
   void setDataIV(std::optional<DataView> iv) { setAesIV(iv); }
 
-  /// `encrypt:` Absent when the cipher fails. Without a key the key is all zero bytes.
+  /// `encrypt:` Absent for absent data and when the cipher fails. Without a key the key is all zero
+  /// bytes.
   std::optional<Data> encrypt(std::optional<DataView> data) const;
   /// `decrypt:` Absent also for a ciphertext that is no whole number of blocks or is wrongly
   /// padded.

@@ -69,6 +69,13 @@ bool replaceBy(const VaspFileHandler& handler, Transfer transfer, Path source, P
   return true;
 }
 
+// Whether an entry of a folder is one itself, or a link to one.
+bool leadsToFolder(const platform::DirectoryEntry& entry, const std::string& path) {
+  if (entry.kind == FileKind::Directory) return true;
+  const bool mayLead = entry.kind == FileKind::SymbolicLink || entry.kind == FileKind::Unknown;
+  return mayLead && files().isDirectory(path);
+}
+
 // Transfers the files of a folder, and no folders, until one fails.
 bool transferFiles(Transfer transfer, Path source, Path destination) {
   if (files().createDirectories(paths::owned(destination))) return false;
@@ -77,7 +84,7 @@ bool transferFiles(Transfer transfer, Path source, Path destination) {
   for (const platform::DirectoryEntry& entry : *entries) {
     const std::string origin = paths::child(*source, entry.name);
     const std::string target = paths::child(*destination, entry.name);
-    if (!files().exists(origin) || files().isDirectory(origin)) continue;
+    if (leadsToFolder(entry, origin) || !files().exists(origin)) continue;
     const bool removable = !paths::isSameOrHolds(target, origin);
     if (removable && files().exists(target) && files().remove(target)) return false;
     if ((files().*transfer)(origin, target)) return false;
@@ -152,7 +159,7 @@ std::optional<std::vector<std::string>> VaspFileHandler::listFoldersInHandlerFul
   std::vector<std::string> folders;
   for (const platform::DirectoryEntry& entry : *entries) {
     std::string path = paths::child(*folder, entry.name);
-    if (files().isDirectory(path)) folders.push_back(std::move(path));
+    if (leadsToFolder(entry, path)) folders.push_back(std::move(path));
   }
   return folders;
 }

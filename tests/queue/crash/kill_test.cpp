@@ -1,0 +1,176 @@
+// kill -9 at random points of a loop of saves, then a look at what is left.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <random>
+#include <set>
+
+#include "tests/queue/crash/saving_process.h"
+#include "tests/support/temporary_folder.h"
+
+namespace kelm::test {
+namespace {
+
+constexpr int kKills = 500;
+constexpr int kKillsARun = 100;  // enough to reach the limit of the folder between two runs
+constexpr std::size_t kLimit = 201;
+
+/// A child that writes numbers to a pipe. At its end it is dead and gone.
+class Child {
+ public:
+  template <class Body>
+  explicit Child(Body body) {
+    int ends[2];
+    if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+    process_ = fork();
+    if (process_ == 0) {
+      close(ends[0]);
+      [&]() noexcept {
+        body([&](std::int64_t number) {
+          if (write(ends[1], &number, sizeof number) != sizeof number) _exit(1);
+        });
+      }();
+      _exit(0);
+    }
+    close(ends[1]);
+    numbers_ = ends[0];
+  }
+  ~Child() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    close(numbers_);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  /// The next number; absent once the child has ended and all were read.
+  std::optional<std::int64_t> next() {
+    std::int64_t number = 0;
+    if (read(numbers_, &number, sizeof number) != sizeof number) return std::nullopt;
+    return number;
+  }
+  void killNow() { kill(process_, SIGKILL); }
+
+ private:
+  pid_t process_ = -1;
+  int numbers_ = -1;
+};
+
+class KilledSaves {
+ public:
+  /// Saves until it is killed, some acknowledgements and some instants later.
+  void saveAndKill(std::mt19937& random) {
+    Child child([&](auto acknowledge) {
+      SavingProcess saving(folder_.path());
+      for (std::int64_t number = next_; number < next_ + 1000; ++number)
+        if (saving.save(number)) acknowledge(number);
+    });
+    const auto wanted = random() % 5;
+    for (unsigned i = 0; i < wanted; ++i)
+      note(child.next());
+    spin(random() % 2000000);
+    child.killNow();
+    while (const auto number = child.next())
+      note(number);
+    next_ += 1000;
+  }
+
+  /// What is kept is what was acknowledged, but for the oldest that the limit took, and one
+  /// payload of each kill whose acknowledgement did not come any more.
+  void check() {
+    const std::set<std::int64_t> kept = deliverAll();
+    std::set<std::int64_t> lost;
+    std::set_difference(acknowledged_.begin(), acknowledged_.end(), kept.begin(), kept.end(),
+                        std::inserter(lost, lost.end()));
+    if (!lost.empty()) {
+      EXPECT_GE(kept.size(), kLimit - 1) << "payloads lost below the limit";
+      EXPECT_LT(*lost.rbegin(), *kept.begin()) << "not the oldest ones";
+    }
+    acknowledged_.clear();
+  }
+
+  std::size_t acknowledgedInAll() const { return acknowledgedInAll_; }
+  int foldersLeft() const { return foldersLeft_; }
+
+ private:
+  // Takes a while, without waiting for time.
+  static void spin(std::size_t rounds) {
+    volatile std::size_t left = rounds;
+    while (left > 0) {
+      const std::size_t next = left - 1;
+      left = next;
+    }
+  }
+  void note(std::optional<std::int64_t> number) {
+    if (!number) return;
+    acknowledged_.insert(*number);
+    ++acknowledgedInAll_;
+  }
+
+  // Offers everything in a new process; each payload must come whole, in the order of saving.
+  std::set<std::int64_t> deliverAll() {
+    const std::set<std::string> names = visibleNames();
+    Child child([&](auto tell) {
+      SavingProcess process(folder_.path());
+      process.queue().setProcessorHandler_withQueueID(
+          [&](const Data& payload, const std::string&, std::int64_t,
+              const ReliableQueueDone& done) {
+            tell(SavingProcess::numberOf(payload));
+            done(std::nullopt);
+          },
+          "q");
+      process.queue().processQueueWithID("q");
+    });
+    std::set<std::int64_t> kept;
+    while (const auto number = child.next()) {
+      EXPECT_GE(*number, 0) << "a torn payload was delivered";
+      EXPECT_TRUE(kept.empty() || *kept.rbegin() < *number) << "out of order, or twice";
+      EXPECT_TRUE(names.contains(SavingProcess::nameOf(*number)));
+      kept.insert(*number);
+    }
+    EXPECT_EQ(kept.size(), names.size()) << "a file was not delivered";
+    EXPECT_TRUE(visibleNames().empty());
+    return kept;
+  }
+
+  // The files that are not hidden: payloads and nothing else.
+  std::set<std::string> visibleNames() {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
+      const std::string name = entry.path().filename();
+      if (entry.is_directory()) {
+        ++foldersLeft_;
+        std::filesystem::remove(entry.path());
+      } else if (!name.starts_with('.')) {
+        EXPECT_TRUE(name.ends_with("___q.dat")) << name;
+        names.insert(name);
+      }
+    }
+    return names;
+  }
+
+  TemporaryFolder folder_;
+  std::int64_t next_ = 0;
+  std::set<std::int64_t> acknowledged_;
+  std::size_t acknowledgedInAll_ = 0;
+  int foldersLeft_ = 0;
+};
+
+TEST(ReliableQueueKill, NothingTornIsDeliveredAndNothingAcknowledgedIsLost) {
+  std::mt19937 random(20231114);
+  KilledSaves saves;
+  for (int i = 1; i <= kKills && !::testing::Test::HasFailure(); ++i) {
+    saves.saveAndKill(random);
+    if (i % kKillsARun == 0) saves.check();
+  }
+  EXPECT_GT(saves.acknowledgedInAll(), static_cast<std::size_t>(kKills)) << "hardly a save ran";
+  RecordProperty("acknowledged", static_cast<int>(saves.acknowledgedInAll()));
+  RecordProperty("foldersLeftBehind", saves.foldersLeft());
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,152 @@
+// Every system call of a save fails in its turn: strace makes it fail in a child process.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "tests/queue/crash/saving_process.h"
+#include "tests/support/temporary_folder.h"
+
+namespace kelm::test {
+namespace {
+
+constexpr const char* kFolderVariable = "KELM_TEST_SAVE_FOLDER";
+constexpr std::int64_t kOld = 1;
+constexpr std::int64_t kNew = 2;
+constexpr const char* kBegin = "/save begins";
+constexpr const char* kEnd = "/save ends";
+
+/// What the child does; its exit code tells whether the payload was acknowledged.
+TEST(SavingChild, DISABLED_SavesOnce) {
+  const char* folder = std::getenv(kFolderVariable);
+  ASSERT_NE(folder, nullptr);
+  SavingProcess saving(folder);
+  (void)VaspFileHandler().existsFullPath(kBegin);
+  const bool saved = saving.save(kNew);
+  (void)VaspFileHandler().existsFullPath(kEnd);
+  std::_Exit(saved ? 0 : 1);
+}
+
+class Tracing : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (std::system("strace -o /dev/null true 2>/dev/null") != 0)
+      GTEST_SKIP() << "SKIPPED: strace is missing or may not trace here";
+  }
+
+  // Runs the child under strace with `options`; true when it says that the payload is kept.
+  bool save(const std::string& options) const {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string command =
+        "ASAN_OPTIONS=detect_leaks=0 " + std::string(kFolderVariable) + "='" + folder_->path() +
+        "' strace -f -o '" + trace_ + "' " + options + " '" + program +
+        "' --gtest_also_run_disabled_tests --gtest_filter=SavingChild.DISABLED_SavesOnce"
+        " >/dev/null 2>&1";
+    const int status = std::system(command.c_str());
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  }
+
+  // A folder with one older payload.
+  void prepare() {
+    folder_.emplace();
+    std::filesystem::permissions(folder_->path(), std::filesystem::perms::owner_all);
+    trace_ = traces_ / "trace";
+    VaspSecureFileHandler files;
+    files.setAESKey_andIV(bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210"));
+    std::ofstream(*folder_ / SavingProcess::nameOf(kOld), std::ios::binary)
+        << textOf(*files.encryptNSData(SavingProcess::payloadOf(kOld)));
+  }
+
+  // The number of the payload in a file: -1 for none.
+  std::int64_t numberIn(const std::string& name) const {
+    if (!std::filesystem::is_regular_file(*folder_ / name)) return -1;
+    std::ifstream file(*folder_ / name, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    VaspSecureFileHandler files;
+    files.setAESKey_andIV(bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210"));
+    const auto payload = files.decryptNSData(bytesOf(bytes));
+    return payload ? SavingProcess::numberOf(*payload) : -1;
+  }
+
+  // The calls between the two marks: how often each was made before, and how often in between.
+  struct Calls {
+    int before = 0;
+    int within = 0;
+  };
+  std::map<std::string, Calls> callsOfASave() const {
+    std::map<std::string, Calls> calls;
+    std::ifstream trace(trace_);
+    bool within = false;
+    std::string thread, call;
+    for (std::string line; std::getline(trace, line);) {
+      if (line.find(kEnd) != std::string::npos) break;
+      const auto space = line.find(' ');
+      if (thread.empty()) thread = line.substr(0, space);
+      if (line.compare(0, space, thread) != 0) continue;
+      const auto start = line.find_first_not_of(' ', space);
+      const auto end = line.find('(', start);
+      if (end == std::string::npos || line[start] == '<' || line[start] == '+') continue;
+      Calls& counted = calls[line.substr(start, end - start)];
+      ++(within ? counted.within : counted.before);
+      if (line.find(kBegin) != std::string::npos) within = true;
+    }
+    return calls;
+  }
+
+  // Checks the folder after a save that said `saved`.
+  void check(bool saved) const {
+    EXPECT_EQ(numberIn(SavingProcess::nameOf(kOld)), kOld);
+    const std::string name = SavingProcess::nameOf(kNew);
+    if (saved || std::filesystem::is_regular_file(*folder_ / name)) {
+      EXPECT_EQ(numberIn(name), kNew) << (saved ? "acknowledged, but not there" : "torn");
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(folder_->path())) {
+      const std::string found = entry.path().filename();
+      EXPECT_TRUE(found == SavingProcess::nameOf(kOld) || found == name || found.starts_with('.'))
+          << found;
+    }
+  }
+
+  TemporaryFolder traces_;
+  std::optional<TemporaryFolder> folder_;
+  std::string trace_;
+};
+
+const char* const kFileCalls[] = {"openat",     "mkdirat", "mkdir",    "unlinkat",  "unlink",
+                                  "rmdir",      "linkat",  "renameat", "renameat2", "write",
+                                  "fsync",      "close",   "setxattr", "ioctl",     "getdents64",
+                                  "newfstatat", "statx",   "fstat",    "flock",     "fchmod"};
+
+TEST_F(Tracing, SaveThatSaysYesIsOnDiskWhicheverCallFails) {
+  prepare();
+  ASSERT_TRUE(save("")) << "the save fails without a fault";
+  const auto calls = callsOfASave();
+  int faults = 0;
+  for (const char* call : kFileCalls) {
+    const auto counted = calls.find(call);
+    if (counted == calls.end()) continue;
+    for (int i = 1; i <= counted->second.within; ++i) {
+      const int number = counted->second.before + i;
+      for (const char* error : {"EIO", "ENOSPC", "EINTR", "EIO+"}) {
+        const bool forEver = error[std::string(error).size() - 1] == '+';
+        const std::string plain = std::string(error).substr(0, std::string(error).find('+'));
+        prepare();
+        const bool saved = save("-e inject=" + std::string(call) + ":error=" + plain +
+                                ":when=" + std::to_string(number) + (forEver ? "+" : ""));
+        check(saved);
+        EXPECT_TRUE(saved || plain != "EINTR") << "an interrupted call was not repeated";
+        ASSERT_FALSE(HasFailure()) << call << " number " << i << " of the save fails: " << error;
+        ++faults;
+      }
+    }
+  }
+  EXPECT_GT(faults, 40);
+  RecordProperty("faults", faults);
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,95 @@
+#include <atomic>
+#include <deque>
+#include <set>
+#include <thread>
+
+#include "tests/queue/queue_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+constexpr int kSavers = 3;
+constexpr int kPayloadsASaver = 60;
+
+/// Done callbacks that are called later, by another thread.
+class LateCallbacks {
+ public:
+  void add(ReliableQueueDone done) {
+    const Lock lock(mutex_);
+    waiting_.push_back(std::move(done));
+  }
+  /// Calls the first one `times`; false when none waits.
+  bool callOne(int times) {
+    ReliableQueueDone done;
+    {
+      const Lock lock(mutex_);
+      if (waiting_.empty()) return false;
+      done = std::move(waiting_.front());
+      waiting_.pop_front();
+    }
+    for (int i = 0; i < times; ++i)
+      done(std::nullopt);
+    return true;
+  }
+
+ private:
+  Mutex mutex_;
+  std::deque<ReliableQueueDone> waiting_;
+};
+
+TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing) {
+  QueueFixture f;
+  LateCallbacks late;
+  Mutex receiving;
+  std::set<std::string> delivered;
+  const auto receive = [&](const Data& payload, const std::string& id, std::int64_t,
+                           ReliableQueueDone done) {
+    {
+      const Lock lock(receiving);
+      delivered.insert(id + std::string(textOf(payload)));
+    }
+    late.add(std::move(done));
+  };
+  std::atomic<int> saving{kSavers};
+  std::vector<std::thread> threads;
+  for (int saver = 0; saver < kSavers; ++saver) {
+    const std::string id = "saver" + std::to_string(saver);
+    f.handle(id, receive);
+    threads.emplace_back([&f, &saving, id] {
+      for (int i = 0; i < kPayloadsASaver; ++i) {
+        f.tick();
+        f.save(std::string(100, 'x') + std::to_string(i), id);
+      }
+      --saving;
+    });
+  }
+  for (int i = 0; i < 2; ++i)
+    threads.emplace_back([&] {
+      while (saving > 0)
+        f.queue.processQueueWithID("saver");
+    });
+  for (int i = 0; i < 2; ++i)
+    threads.emplace_back([&] {
+      while (saving > 0)
+        if (!late.callOne(2)) std::this_thread::yield();
+    });
+  threads.emplace_back([&] {
+    while (saving > 0) {
+      f.queue.resetQueueWithID("nobody");
+      f.handle("nobody", receive);
+      f.queue.setFilesystemKey(f.queue.filesystemKey());
+      f.queue.setQueueFilePath(f.queue.queueFilePath());
+      f.queue.removePayloadFile(f.pathOf("nothing"));
+    }
+  });
+  for (std::thread& thread : threads)
+    thread.join();
+  f.queue.processQueueWithID("saver");
+  while (late.callOne(1)) {
+  }
+  EXPECT_EQ(delivered.size(), static_cast<std::size_t>(kSavers * kPayloadsASaver));
+  EXPECT_THAT(f.names(), ::testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,300 @@
+#include <cerrno>
+
+#include "tests/storage/storage_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Optional;
+using ::testing::StartsWith;
+
+TEST(VaspFileHandlerStore, MakesParentsWithAttributesAndLeavesARegularFile) {
+  StorageFixture f;
+  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("x"), "/r/a/b/c.bin"));
+  EXPECT_EQ(f.text("/r/a/b/c.bin"), "x");
+  EXPECT_TRUE(f.isRegular("/r/a/b/c.bin"));
+  for (const char* path : {"/r/a", "/r/a/b", "/r/a/b/c.bin"})
+    EXPECT_TRUE(f.hasGlobalAttributes(path)) << path;
+  EXPECT_FALSE(f.hasGlobalAttributes("/r"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/a/b/c.bin"));
+}
+
+TEST(VaspFileHandlerStore, ReplacesAFileAndAWholeFolder) {
+  StorageFixture f;
+  f.put("/r/a", "old and longer");
+  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/a"));
+  EXPECT_EQ(f.text("/r/a"), "new");
+  f.put("/r/folder/inside", "x");
+  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/folder"));
+  EXPECT_EQ(f.text("/r/folder"), "new");
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+}
+
+TEST(VaspFileHandlerStore, FailedRemovalIsLoggedAndTheWriteStillTried) {
+  StorageFixture f;
+  f.put("/r/a", "old");
+  f.files.failCall(2);  // exists, remove
+  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/a"));
+  EXPECT_EQ(f.text("/r/a"), "new");
+  EXPECT_THAT(f.lines(), ElementsAre(StartsWith("WARN Cant storeNSData 2: Error Domain=posix")));
+}
+
+TEST(VaspFileHandlerStore, ParentThatIsAFileLogsEveryFailedStepOnce) {
+  StorageFixture f;
+  f.put("/r/a", "a file");
+  EXPECT_FALSE(f.handler.storeNSData_withFullpath(bytesOf("x"), "/r/a/b"));
+  const std::string error = errorText(ENOTDIR, "/r/a/b");
+  EXPECT_THAT(f.lines(), ElementsAre("WARN Error ensureFullPathExists: " + error,
+                                     "WARN Cant storeNSData 2: (null)",
+                                     "ERROR Error storing data : " + error + " in /r/a/b"));
+  EXPECT_EQ(f.text("/r/a"), "a file");
+}
+
+TEST(VaspFileHandlerStore, RefusedAttributesFailTheStoreButLeaveTheBytes) {
+  StorageFixture f;
+  f.attributes.failFromCall(1);
+  EXPECT_FALSE(f.handler.storeNSData_toPath(bytesOf("x"), "/r/a"));
+  EXPECT_EQ(f.text("/r/a"), "x");
+  EXPECT_THAT(f.lines(),
+              ElementsAre(StartsWith("WARN Error changing exclude backup attribute: Error Domain"),
+                          "WARN Error global kelm attributes",
+                          "ERROR Error storing data : (null) in /r/a"));
+}
+
+TEST(VaspFileHandlerStore, AbsentDataIsRefusedQuietlyAboveAndLoudlyBelow) {
+  StorageFixture f;
+  EXPECT_FALSE(f.handler.storeNSData_withFullpath(std::nullopt, "/r/a"));
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  EXPECT_FALSE(f.handler.storeNSData_toPath(std::nullopt, "/r/a"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("WARN No data to store in : /r/a"));
+  EXPECT_THAT(f.tree("/r"), IsEmpty());
+}
+
+TEST(VaspFileHandlerStore, AbsentTextBecomesAnEmptyFileAndEmptyPathsAreLogged) {
+  StorageFixture f;
+  EXPECT_TRUE(f.handler.storeNSString_withFullpath(std::nullopt, "/r/a"));
+  EXPECT_EQ(f.text("/r/a"), "");
+  EXPECT_THAT(f.lines(), ElementsAre("WARN Requested to store nil, i'm storing empty string"));
+  f.log.clear();
+  EXPECT_FALSE(f.handler.storeNSString_withFullpath("x", ""));
+  EXPECT_FALSE(f.handler.storeNSString_withFullpath(std::nullopt, std::nullopt));
+  EXPECT_THAT(f.lines(), ElementsAre("ERROR Invalid filename: It is nil or empty",
+                                     "WARN Requested to store nil, i'm storing empty string",
+                                     "ERROR Invalid filename: It is nil or empty"));
+}
+
+TEST(VaspFileHandlerRead, TellsMissingUnreadableEmptyAndMalformedApart) {
+  StorageFixture f;
+  f.put("/r/empty", "");
+  f.put("/r/latin1", "caf\xE9");
+  f.put("/r/utf8", "caf\xC3\xA9");
+  f.makeFolder("/r/folder");
+  EXPECT_EQ(f.handler.readNSDataWithFullpath("/r/missing"), std::nullopt);
+  EXPECT_THAT(f.handler.readNSDataWithFullpath("/r/empty"), Optional(IsEmpty()));
+  EXPECT_THAT(f.handler.readNSStringWithFullpath("/r/utf8"), Optional(std::string("caf\xC3\xA9")));
+  EXPECT_EQ(f.handler.readNSStringWithFullpath("/r/latin1"), std::nullopt);
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  EXPECT_EQ(f.handler.readNSDataWithFullpath("/r/folder"), std::nullopt);
+  EXPECT_THAT(f.log.lines(),
+              ElementsAre("WARN Error reading data : " + errorText(EISDIR, "/r/folder")));
+}
+
+TEST(VaspFileHandlerAttributes, AreThoseOfTheItem) {
+  StorageFixture f;
+  ASSERT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("12345"), "/r/a"));
+  f.makeFolder("/r/folder");
+  const auto file = f.handler.getAttributesOfFullpath("/r/a");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(*file->find("NSFileSize"), Value(5));
+  EXPECT_EQ(*file->find("NSFileType"), Value("NSFileTypeRegular"));
+  EXPECT_EQ(*file->find("NSFilePosixPermissions"), Value(0600));
+  EXPECT_EQ(*file->find("NSFileProtectionKey"),
+            Value(NSFileProtectionCompleteUntilFirstUserAuthentication));
+  EXPECT_EQ(*file->find("NSFileModificationDate"),
+            Value(*f.handler.getLastTouchDateOfFullpath("/r/a")));
+  const auto folder = f.handler.getAttributesOfFullpath("/r/folder");
+  ASSERT_TRUE(folder);
+  EXPECT_EQ(*folder->find("NSFileType"), Value("NSFileTypeDirectory"));
+  EXPECT_FALSE(folder->contains("NSFileProtectionKey"));
+  EXPECT_EQ(f.handler.getLastTouchDateOfFullpath("/r/missing"), std::nullopt);
+  EXPECT_THAT(f.lines(), IsEmpty());
+  EXPECT_EQ(f.handler.getAttributesOfFullpath("/r/missing"), std::nullopt);
+  EXPECT_THAT(f.lines(), ElementsAre("WARN Cant read attributes of file /r/missing"));
+}
+
+TEST(VaspFileHandlerAttributes, FailuresOfEitherSetterAreNamed) {
+  StorageFixture f;
+  const std::string error = errorText(ENOENT, "/r/missing");
+  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("class", "/r/missing"));
+  EXPECT_FALSE(f.handler.setExcludeBackupAttributeToFullpath("/r/missing"));
+  EXPECT_FALSE(f.handler.setGlobalAttributesToFullpath("/r/missing"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("WARN Error changing data protection attribute: " + error,
+                                         "WARN Error changing exclude backup attribute: " + error,
+                                         "WARN Error changing exclude backup attribute: " + error,
+                                         "WARN Error global kelm attributes"));
+}
+
+TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
+  StorageFixture f;
+  for (const VaspFileHandler::Path path : {VaspFileHandler::Path(""), VaspFileHandler::Path()}) {
+    EXPECT_FALSE(f.handler.existsFullPath(path));
+    EXPECT_EQ(f.handler.getLastTouchDateOfFullpath(path), std::nullopt);
+    EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("class", path));
+    EXPECT_FALSE(f.handler.setExcludeBackupAttributeToFullpath(path));
+    EXPECT_FALSE(f.handler.storeNSData_withFullpath(bytesOf("x"), path));
+    EXPECT_EQ(f.handler.readNSDataWithFullpath(path), std::nullopt);
+    EXPECT_EQ(f.handler.readNSStringWithFullpath(path), std::nullopt);
+    EXPECT_EQ(f.handler.readNSCodableObjectWithFullpath(path), std::nullopt);
+    EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles(path, true));
+    EXPECT_FALSE(f.handler.removeFileWithFullPath(path));
+    EXPECT_FALSE(f.handler.removeFolderInFullPath(path));
+    EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders(path, true));
+    EXPECT_THAT(f.handler.searchFilesInFullPath_withFilenameContaining(path, ""), IsEmpty());
+    EXPECT_FALSE(f.handler.moveFolderFromFullpath_toFullpath(path, "/r/x"));
+    EXPECT_FALSE(f.handler.moveFileWithFullPath_toDestFullPath("/r/x", path));
+    EXPECT_FALSE(f.handler.copyFileWithFullPath_toDestFullPath(path, "/r/x"));
+  }
+  EXPECT_EQ(f.handler.listFoldersInHandlerFullPath(std::nullopt), std::nullopt);
+  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("", "/r"));
+  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath(std::nullopt, "/r"));
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+}
+
+TEST(VaspFileHandlerPaths, LastComponent) {
+  const VaspFileHandler handler;
+  const std::pair<const char*, const char*> rows[] = {{"/tmp/scratch.tiff", "scratch.tiff"},
+                                                      {"/tmp/lock/", "lock"},
+                                                      {"scratch///", "scratch"},
+                                                      {"/", "/"},
+                                                      {"///", "/"},
+                                                      {"", ""},
+                                                      {"a", "a"},
+                                                      {"/a b%20c", "a b%20c"}};
+  for (const auto& [path, name] : rows)
+    EXPECT_EQ(handler.getFilenameFromFullPath(path), name) << path;
+  EXPECT_EQ(handler.getFilenameFromFullPath(std::nullopt), std::nullopt);
+}
+
+TEST(VaspFileHandlerEnsure, MakesClearsOrKeeps) {
+  StorageFixture f;
+  EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a/b", false));
+  EXPECT_TRUE(f.hasGlobalAttributes("/r/a"));
+  EXPECT_TRUE(f.hasGlobalAttributes("/r/a/b"));
+  f.put("/r/a/file", "x");
+  f.put("/r/a/.hidden", "x");
+  f.put("/r/a/b/deep", "x");
+  EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a", false));
+  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/a/b"));
+  f.log.clear();
+  EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a", true));
+  EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/b/", "/r/a/b/deep"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Clearing directory path (ensure and clear):/r/a"));
+}
+
+TEST(VaspFileHandlerRemove, TakesFilesFoldersAndNothing) {
+  StorageFixture f;
+  f.put("/r/a/b", "x");
+  f.put("/r/c", "x");
+  EXPECT_TRUE(f.handler.removeFileWithFullPath("/r/a"));
+  EXPECT_TRUE(f.handler.removeFolderInFullPath("/r/c"));
+  EXPECT_TRUE(f.handler.removeFileWithFullPath("/r/a"));
+  EXPECT_TRUE(f.handler.removeFolderInFullPath("/r/c"));
+  EXPECT_THAT(f.tree("/r"), IsEmpty());
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+}
+
+TEST(VaspFileHandlerRemove, EachNameHasItsMessage) {
+  StorageFixture f;
+  f.put("/r/a", "x");
+  f.files.failNextCall();
+  EXPECT_FALSE(f.handler.removeFileWithFullPath("/r/a"));
+  f.files.failNextCall();
+  EXPECT_FALSE(f.handler.removeFolderInFullPath("/r/a"));
+  EXPECT_THAT(f.log.lines(), ElementsAre(StartsWith("WARN Cant removeFileWithFullPath: Error"),
+                                         StartsWith("WARN Error removeFolderInPath: Error")));
+  EXPECT_EQ(f.text("/r/a"), "x");
+}
+
+TEST(VaspFileHandlerEmpty, ShallowTakesVisibleFilesAndDeepTakesFoldersToo) {
+  for (const bool deep : {false, true}) {
+    StorageFixture f;
+    f.put("/r/a/file", "x");
+    f.put("/r/a/.hidden", "x");
+    f.put("/r/a/sub/.inside", "x");
+    f.put("/r/a/.sub/inside", "x");
+    EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/a", deep));
+    if (deep)
+      EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/.sub/", "/r/a/.sub/inside"));
+    else
+      EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/.sub/", "/r/a/.sub/inside",
+                                              "/r/a/sub/", "/r/a/sub/.inside"));
+    EXPECT_THAT(f.log.lines(), IsEmpty());
+  }
+}
+
+TEST(VaspFileHandlerEmpty, MissingFolderIsMadeAndAFileIsAnEnumerationError) {
+  StorageFixture f;
+  EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/a", false));
+  EXPECT_TRUE(f.hasGlobalAttributes("/r/a"));
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  f.put("/r/file", "x");
+  EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/file", false));
+  EXPECT_FALSE(f.handler.emptyFullPath_includingSubFolders("/r/file/below", false));
+  EXPECT_THAT(f.log.lines(),
+              ElementsAre("WARN Error " + errorText(ENOTDIR, "/r/file") +
+                              " in file emptyFullPath:\n/r/file",
+                          "WARN Error emptyFullPath: " + errorText(ENOTDIR, "/r/file/below")));
+}
+
+TEST(VaspFileHandlerEmpty, ItemThatCannotBeRemovedIsNamedAndTheRestGoes) {
+  for (const bool deep : {false, true}) {
+    StorageFixture f;
+    f.put("/r/a/1", "x");
+    f.put("/r/a/2", "x");
+    f.files.failCall(3);  // exists, list, remove
+    EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/a", deep));
+    EXPECT_EQ(f.tree("/r/a").size(), 1U);
+    EXPECT_THAT(f.log.lines(),
+                ElementsAre(StartsWith(deep ? "WARN Cant removeItemAtPath, skipping: Error"
+                                            : "WARN Cant removeItemAtPath 1, skipping: Error")));
+  }
+}
+
+TEST(VaspFileHandlerSearch, FiltersByTheWholePathAndSkipsFoldersAndHiddenItems) {
+  StorageFixture f;
+  f.put("/r/a/one.txt", "x");
+  f.put("/r/a/two.dat", "x");
+  f.put("/r/a/.hidden", "x");
+  f.put("/r/a/sub/one.txt", "x");
+  const auto search = [&](VaspFileHandler::Path filter) {
+    auto found = f.handler.searchFilesInFullPath_withFilenameContaining("/r/a", filter);
+    std::sort(found.begin(), found.end());
+    return found;
+  };
+  EXPECT_THAT(search(""), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
+  EXPECT_THAT(search(std::nullopt), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
+  EXPECT_THAT(search("one"), ElementsAre("/r/a/one.txt"));
+  EXPECT_THAT(search("/r/"), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
+  EXPECT_THAT(search("ONE"), IsEmpty());
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  EXPECT_THAT(f.handler.searchFilesInFullPath_withFilenameContaining("/r/none", ""), IsEmpty());
+  EXPECT_THAT(f.log.lines(), ElementsAre("WARN Error " + errorText(ENOENT, "/r/none") +
+                                         " in file listing:\n/r/none"));
+}
+
+TEST(VaspFileHandlerLog, LinesCarryTheirMethodAndArea) {
+  StorageFixture f;
+  f.handler.setExcludeBackupAttributeToFullpath("/r/missing");
+  f.handler.ensureFullPathExists_andClearFiles("/r/a", false);
+  const auto records = f.log.records();
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0].aspect, 0x201000);
+  EXPECT_EQ(records[0].source, "-[VaspFileHandler setExcludeBackupAttributeToFullpath:]");
+  EXPECT_EQ(records[1].aspect, 0x1000);
+  EXPECT_EQ(records[1].source, "-[VaspFileHandler ensureFullPathExists:andClearFiles:]");
+}
+
+}  // namespace
+}  // namespace kelm::test
