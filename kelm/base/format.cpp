@@ -4,12 +4,12 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 
 namespace kelm {
 namespace {
 
 using internal::Conversion;
+using internal::Printed;
 using Extent = Conversion::Extent;
 
 /// Holds the longest real: 309 digits before the point, `kMost` behind it, and the ornaments.
@@ -191,10 +191,6 @@ class Formatter {
   }
 
  private:
-  static bool isKnown(char letter) {
-    return letter != 0 && std::strchr("@diuxXocspfFeEgGaAn", letter) != nullptr;
-  }
-
   const FormatArgument* take(std::size_t position) {
     const std::size_t index = position == 0 ? next_++ : position - 1;
     return index < arguments_.size() ? &arguments_[index] : nullptr;
@@ -230,31 +226,32 @@ class Formatter {
       out_ += '%';
       return true;
     }
-    if (!isKnown(c.letter)) return false;
+    const Printed printed = internal::printedBy(c.letter);
+    if (printed == Printed::Nothing && c.letter != 'n') return false;
     resolveExtents(c);
     const FormatArgument* argument = take(c.position);
     if (c.letter == 'n') return true;
     if (!argument)
       appendAligned(out_, "(missing)", c);
     else
-      print(c, *argument);
+      print(c, printed, *argument);
     return true;
   }
 
-  void print(const Conversion& c, const FormatArgument& argument) {
+  void print(const Conversion& c, Printed printed, const FormatArgument& argument) {
     using Kind = FormatArgument::Kind;
     const Kind kind = argument.kind();
     const bool isInteger = kind == Kind::Signed || kind == Kind::Unsigned;
-    if (kind == Kind::Text && (c.letter == 's' || c.letter == '@')) {
+    if (kind == Kind::Text && (printed == Printed::Text || printed == Printed::Anything)) {
       const bool isCut = c.precisionFrom != Extent::None;
       const auto most = static_cast<std::size_t>(c.precision);
       appendAligned(out_, isCut ? beginning(argument.asText(), most) : argument.asText(), c);
-    } else if (isInteger && c.letter == 'c') {
+    } else if (isInteger && printed == Printed::Integer) {
+      appendInteger(out_, c, argument);
+    } else if (isInteger && printed == Printed::Byte) {
       const char byte = static_cast<char>(bitsOf(argument));
       appendAligned(out_, {&byte, 1}, c);
-    } else if (isInteger && std::strchr("diuxXo", c.letter)) {
-      appendInteger(out_, c, argument);
-    } else if (kind == Kind::Real && std::strchr("fFeEgGaA", c.letter)) {
+    } else if (kind == Kind::Real && printed == Printed::Real) {
       appendReal(out_, c, argument.asReal());
     } else {
       appendAligned(out_, textOfArgument(argument), c);

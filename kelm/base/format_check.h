@@ -100,6 +100,12 @@ struct Conversion {
   /// Reads from behind a '%' on; `at` ends behind the letter.
   static constexpr Conversion read(std::string_view format, std::size_t& at) {
     Conversion c;
+    const char first = at < format.size() ? format[at] : '\0';
+    if (first == '@' || first == 's' || first == 'd') {  // most conversions are no more than this
+      c.letter = first;
+      ++at;
+      return c;
+    }
     c.position = readPosition(format, at);
     c.readFlags(format, at);
     c.widthFrom = readExtent(format, at, c.width, c.widthPosition);
@@ -113,20 +119,60 @@ struct Conversion {
   }
 };
 
+/// What the letter of a conversion prints; nothing when there is no such letter.
+enum class Printed : char { Nothing, Anything, Integer, Byte, Real, Text, Pointer };
+
+constexpr Printed printedBy(char letter) {
+  switch (letter) {
+    case '@':
+      return Printed::Anything;
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'o':
+      return Printed::Integer;
+    case 'c':
+      return Printed::Byte;
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+      return Printed::Real;
+    case 's':
+      return Printed::Text;
+    case 'p':
+      return Printed::Pointer;
+    default:
+      return Printed::Nothing;
+  }
+}
+
 /// Throws, so does not compile, when the conversion cannot print that kind of argument.
 consteval void checkKind(char letter, ArgumentClass kind) {
-  constexpr std::string_view kIntegers = "diuxXoc", kReals = "fFeEgGaA";
-  if (letter == '@') return;
-  if (kIntegers.find(letter) != kIntegers.npos) {
-    if (kind != ArgumentClass::Integer) throw "this conversion prints integers only";
-  } else if (kReals.find(letter) != kReals.npos) {
-    if (kind != ArgumentClass::Real) throw "this conversion prints reals only";
-  } else if (letter == 's') {
-    if (kind != ArgumentClass::Text) throw "%s prints text only; %@ prints everything";
-  } else if (letter == 'p') {
-    if (kind != ArgumentClass::Pointer) throw "%p prints pointers only";
-  } else {
-    throw "no such conversion";
+  switch (printedBy(letter)) {
+    case Printed::Anything:
+      return;
+    case Printed::Integer:
+    case Printed::Byte:
+      if (kind != ArgumentClass::Integer) throw "this conversion prints integers only";
+      return;
+    case Printed::Real:
+      if (kind != ArgumentClass::Real) throw "this conversion prints reals only";
+      return;
+    case Printed::Text:
+      if (kind != ArgumentClass::Text) throw "%s prints text only; %@ prints everything";
+      return;
+    case Printed::Pointer:
+      if (kind != ArgumentClass::Pointer) throw "%p prints pointers only";
+      return;
+    case Printed::Nothing:
+      throw "no such conversion";
   }
 }
 

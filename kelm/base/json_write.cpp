@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 
@@ -9,7 +10,7 @@
 namespace kelm {
 namespace {
 
-/// What stands for a byte inside a text: itself when empty.
+/// What stands for a byte that must not stand in a text itself.
 std::string_view escaped(char c, char (&buffer)[6]) {
   switch (c) {
     case '"':
@@ -32,12 +33,20 @@ std::string_view escaped(char c, char (&buffer)[6]) {
       break;
   }
   const auto byte = static_cast<unsigned char>(c);
-  if (byte >= 0x20) return {};
   constexpr char kDigits[] = "0123456789abcdef";
   const char text[] = {'\\', 'u', '0', '0', kDigits[byte >> 4], kDigits[byte & 15]};
   std::copy(std::begin(text), std::end(text), buffer);
   return {buffer, sizeof buffer};
 }
+
+constexpr std::array<bool, 256> kMustEscape = [] {
+  std::array<bool, 256> must{};
+  for (std::size_t c = 0; c < 0x20; ++c)
+    must[c] = true;
+  for (const unsigned char c : {'"', '\\', '/'})
+    must[c] = true;
+  return must;
+}();
 
 /// Every member is false when the value cannot be JSON.
 class Writer {
@@ -60,9 +69,8 @@ class Writer {
     char buffer[6];
     std::size_t plain = 0;  // start of what is not written yet
     for (std::size_t at = 0; at < text.size(); ++at) {
-      const std::string_view escape = escaped(text[at], buffer);
-      if (escape.empty()) continue;
-      out_.append(text, plain, at - plain).append(escape);
+      if (!kMustEscape[static_cast<unsigned char>(text[at])]) continue;
+      out_.append(text, plain, at - plain).append(escaped(text[at], buffer));
       plain = at + 1;
     }
     out_.append(text, plain) += '"';
