@@ -3,8 +3,8 @@
 
 - A folder of kelm/ includes only itself and the folders that DEPENDS of its CMakeLists.txt names,
   and these lists have no cycle.
-- kelm/platform/linux is included by itself alone; tests may include services.h, its makers, and
-  those of the platform everything.
+- kelm/platform/linux is included by itself alone; tests and benches may include services.h, its
+  makers, and the tests of the platform everything.
 - A public header (one with a KELM_API, or included by such a one) includes standard headers and
   kelm's own; other files include third-party ones, of the packages that their folder links.
 - A header of the operating system is included in kelm/platform/linux alone, and nowhere else
@@ -80,7 +80,7 @@ def third_party(name):
 def check_own(path, name, known):
     """The fault of including kelm's header `name` in the file `path`, if any."""
     if name.startswith(SYSTEM_FOLDER) and not path.startswith((SYSTEM_FOLDER, "tests/platform/")):
-        if not (name.endswith("/services.h") and path.startswith("tests/")):
+        if not (name.endswith("/services.h") and path.startswith(("tests/", "bench/"))):
             return f'"{name}" is reached through kelm/platform only'
     if not path.startswith("kelm/"):
         return None

@@ -14,7 +14,8 @@ class SavingProcess::Failures : public VaspLogDelegate {
   void logwithLevel_aspect_from_threadName_message(LogLevel, LogAspect, const char*,
                                                    std::string_view,
                                                    std::string_view message) override {
-    if (message.starts_with("Cant save file") || message.starts_with("Dropping")) ++count;
+    for (const char* failure : {"Cant save file", "Dropping"})  // an error may come in pieces
+      if (message.find(failure) != std::string_view::npos) ++count;
   }
   std::atomic<int> count{0};
 };
