@@ -49,6 +49,17 @@ TEST_P(FileAttributesContract, FilesAndFoldersKeepWhatWasSetThroughAMove) {
   }
 }
 
+TEST_P(FileAttributesContract, EveryClassReadsBack) {
+  files_.put("file", "1");
+  for (const std::string& value :
+       {std::string("NSFileProtectionNone"), std::string("NSFileProtectionComplete"),
+        std::string("NSFileProtectionCompleteUnlessOpen"), std::string(kClass), std::string("x"),
+        std::string("NSFileProtection"), std::string(200, 'x')}) {
+    EXPECT_EQ(codeOf(attributes_.setProtection(files_.at("file"), value)), 0);
+    EXPECT_EQ(attributes_.protection(files_.at("file")), value);
+  }
+}
+
 TEST_P(FileAttributesContract, ExclusionIsTakenBackAndTwiceIsHarmless) {
   files_.put("file", "1");
   const std::string path = files_.at("file");

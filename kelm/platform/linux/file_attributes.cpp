@@ -19,6 +19,31 @@ namespace {
 constexpr const char* kProtection = "user.kelm.protection";
 constexpr const char* kNoBackup = "user.kelm.nobackup";
 
+/// The usual classes are kept under short words: with both attributes inside the inode, which a
+/// common file system has some ninety bytes for, a file costs no further block.
+struct Abbreviation {
+  std::string_view protectionClass;
+  std::string_view word;
+};
+constexpr Abbreviation kAbbreviations[] = {
+    {"NSFileProtectionNone", "~none"},
+    {"NSFileProtectionComplete", "~complete"},
+    {"NSFileProtectionCompleteUnlessOpen", "~unlessopen"},
+    {"NSFileProtectionCompleteUntilFirstUserAuthentication", "~firstunlock"},
+};
+
+std::string_view abbreviated(std::string_view protectionClass) {
+  for (const auto& [known, word] : kAbbreviations)
+    if (known == protectionClass) return word;
+  return protectionClass;
+}
+
+std::string_view whole(std::string_view stored) {
+  for (const auto& [protectionClass, word] : kAbbreviations)
+    if (word == stored) return protectionClass;
+  return stored;
+}
+
 /// What a file system says that does not hold such attributes, or not of this file.
 bool isRefusal(int error) {
   return error == EOPNOTSUPP || error == EACCES || error == EPERM || error == ENOSPC ||
@@ -51,10 +76,9 @@ class LinuxFileAttributes : public FileAttributes {
  public:
   Failure setProtection(const std::string& path, std::string_view protectionClass) override {
     if (const int error = pathProblem(path)) return fileError(error, path);
-    const int result = retried([&] {
-      return ::setxattr(path.c_str(), kProtection, protectionClass.data(), protectionClass.size(),
-                        0);
-    });
+    const std::string_view stored = abbreviated(protectionClass);
+    const int result = retried(
+        [&] { return ::setxattr(path.c_str(), kProtection, stored.data(), stored.size(), 0); });
     return unlessRefused(result, path);
   }
 
@@ -64,14 +88,14 @@ class LinuxFileAttributes : public FileAttributes {
     const ssize_t size =
         retried([&] { return ::getxattr(path.c_str(), kProtection, value.data(), value.size()); });
     if (size < 0) return std::nullopt;
-    return std::string(value.data(), static_cast<std::size_t>(size));
+    return std::string(whole({value.data(), static_cast<std::size_t>(size)}));
   }
 
   Failure setExcludedFromBackup(const std::string& path, bool excluded) override {
     if (const int error = pathProblem(path)) return fileError(error, path);
     setNoDump(path, excluded);
     const int result = retried([&] {
-      return excluded ? ::setxattr(path.c_str(), kNoBackup, "1", 1, 0)
+      return excluded ? ::setxattr(path.c_str(), kNoBackup, "", 0, 0)
                       : ::removexattr(path.c_str(), kNoBackup);
     });
     if (!excluded && result != 0 && errno == ENODATA) return {};
