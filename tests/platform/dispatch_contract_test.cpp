@@ -200,7 +200,8 @@ TEST_P(DispatcherContract, OtherThreadsWaitForTheMainLoop) {
     mainLoop().runAndWait([&] { see(mainLoop().isMainThread() ? "main" : "elsewhere"); });
     ended = true;
   });
-  while (!ended) mainLoop().runPending();
+  while (!ended)
+    mainLoop().runPending();
   EXPECT_THAT(seen(), ElementsAre("main"));
 }
 
