@@ -18,25 +18,48 @@ const EVP_MD* algorithm(DigestKind kind) {
   return kAlgorithms[static_cast<std::size_t>(kind)];
 }
 
-/// One a thread, freed when the thread ends. What hashes later still, from a destructor at the
-/// thread's end, gets another one, which is not freed.
-EVP_MD_CTX* context() {
-  thread_local EVP_MD_CTX* tContext = nullptr;
-  struct Release {
-    ~Release() { EVP_MD_CTX_free(std::exchange(tContext, nullptr)); }
-  };
-  thread_local const Release tRelease;
-  (void)tRelease;
-  if (tContext == nullptr) tContext = EVP_MD_CTX_new();
-  return tContext;
-}
+/// The thread's context, freed when the thread ends. What hashes later still, from a destructor at
+/// the thread's end, gets one of its own.
+class HashContext {
+ public:
+  HashContext() : context_(ofThread()), owned_(context_ == nullptr) {
+    if (owned_) context_ = EVP_MD_CTX_new();
+  }
+  ~HashContext() {
+    if (owned_) EVP_MD_CTX_free(context_);
+  }
+  HashContext(const HashContext&) = delete;
+  HashContext& operator=(const HashContext&) = delete;
+
+  EVP_MD_CTX* get() const { return context_; }
+
+ private:
+  static EVP_MD_CTX* ofThread() {
+    thread_local EVP_MD_CTX* tContext = nullptr;
+    thread_local bool tEnded = false;
+    struct Release {
+      ~Release() {
+        EVP_MD_CTX_free(std::exchange(tContext, nullptr));
+        tEnded = true;
+      }
+    };
+    thread_local const Release tRelease;
+    (void)tRelease;
+    if (tContext == nullptr && !tEnded) tContext = EVP_MD_CTX_new();
+    return tContext;
+  }
+
+  EVP_MD_CTX* context_;
+  bool owned_;
+};
 
 }  // namespace
 
 std::optional<Data> digestOf(DigestKind kind, DataView bytes) {
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> digest;
   unsigned size = 0;
-  EVP_MD_CTX* const hash = context();
+  const HashContext context;
+  EVP_MD_CTX* const hash = context.get();
   if (hash != nullptr && algorithm(kind) != nullptr &&
       EVP_DigestInit_ex2(hash, algorithm(kind), nullptr) == 1 &&
       EVP_DigestUpdate(hash, bytes.data(), bytes.size()) == 1 &&
