@@ -42,24 +42,30 @@ class KELM_API FileSystem {
   virtual bool isDirectory(const std::string& path) const = 0;
   virtual Result<FileStatus> status(const std::string& path) const = 0;
 
+  /// A regular file, links followed; anything else is an error, at once.
   virtual Result<Data> readFile(const std::string& path) const = 0;
   /// Replaces or creates a regular file so that at every moment, also after a crash or loss of
   /// power, the path leads to the old or to the new content, whole; once it returns no error the
   /// new one is durable. The temporary is never visible to list(). Permissions of a new file are
-  /// 0600; those of a replaced one are kept. Its parent must exist.
+  /// 0600; those of a replaced one are kept, its other attributes and its owner are not. A link is
+  /// replaced itself; a directory, pipe or device is an error. Its parent must exist.
   virtual Failure replaceFile(const std::string& path, DataView content) = 0;
   /// Makes the directory and every missing parent (0700). Success when it is there already.
   virtual Failure createDirectories(const std::string& path) = 0;
-  /// Removes a file, a link (not its target) or a directory with all that it holds.
+  /// Removes a file, a link (not its target) or a directory with all that it holds; never what a
+  /// link inside leads to. Not durable until a file of the same directory is next replaced.
   virtual Failure remove(const std::string& path) = 0;
   /// Moves an item to a path where nothing exists, across file systems too; the source survives
   /// every failure.
   virtual Failure move(const std::string& from, const std::string& to) = 0;
   /// Copies an item, directories with all that they hold, links as links, to a path where nothing
-  /// exists. The copy is durable; a failed one leaves nothing visible.
+  /// exists, with permissions, dates and attributes. The copy is durable; a failed one leaves
+  /// nothing visible. A pipe or device inside is an error.
   virtual Failure copy(const std::string& from, const std::string& to) = 0;
 
   /// The direct children, hidden ones too, without "." and "..", in the file system's order.
+  /// Temporaries of this service (".kelm-", 16 hexadecimal digits, ".tmp") are left out, and
+  /// removed when the process that made them is gone.
   virtual Result<std::vector<DirectoryEntry>> list(const std::string& path) const = 0;
 };
 

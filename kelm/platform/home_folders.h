@@ -9,7 +9,11 @@
 namespace kelm::platform {
 
 /// Where the application keeps its files: absolute paths without a trailing "/". The folders need
-/// not exist yet. Thread-safe.
+/// not exist yet. Thread-safe. On Linux, by the XDG Base Directory Specification with the bundle's
+/// identifier <id>: home is $XDG_DATA_HOME/<id>, and in it lie "Documents", "Library" and
+/// "Library/Application Support"; caches is $XDG_CACHE_HOME/<id>; a group's container is
+/// $XDG_DATA_HOME/groups/<group>. A variable that is unset, empty or relative counts as its
+/// default.
 class KELM_API HomeFolders {
  public:
   virtual ~HomeFolders() = default;

@@ -10,8 +10,11 @@
 
 namespace kelm::platform {
 
-/// The application's settings, by key. Edits that others make to the store are seen by the next
-/// read. Thread-safe.
+/// The application's settings, by key; values are what JSON can hold. Edits that others make to the
+/// store are seen by the next read; of two processes that set at the same moment one may lose.
+/// Thread-safe. On Linux: the JSON file $XDG_CONFIG_HOME/<bundle identifier>/defaults.json. While
+/// it is malformed every key reads as absent; the next setObject() first keeps it as
+/// "defaults.json.broken". One that cannot be read is never replaced.
 class KELM_API UserDefaults {
  public:
   virtual ~UserDefaults() = default;
