@@ -2,7 +2,6 @@
 
 #include <double-conversion/double-to-string.h>
 
-#include <charconv>
 #include <cmath>
 
 #include "kelm/base/civil_time.h"

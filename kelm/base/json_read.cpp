@@ -1,4 +1,4 @@
-#include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "kelm/base/json.h"

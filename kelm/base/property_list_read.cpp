@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <exception>
-#include <limits>
 #include <memory>
 
 #include "kelm/base/base64.h"
