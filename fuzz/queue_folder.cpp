@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "kelm/logging/vasp_logger.h"
 #include "kelm/queue/kelm_reliable_queue.h"
 #include "tests/queue/folder_model.h"
 #include "tests/support/test_platform.h"

@@ -40,6 +40,8 @@ class KELM_API VaspDictionaryUtil {
 
   /// `flatDictionaryFromDictionary:` The entries of the dictionary and of those nested in it, at
   /// any depth, under their own keys; of equal keys the last one met counts. Lists are kept whole.
+  /// Does not recurse; copying and destroying a dictionary does, so that some thousand levels are
+  /// as deep as one can be built.
   static Dictionary flatDictionaryFromDictionary(const Dictionary& dictionary);
 
   /// `fillObject:withDictionary:` Sets the property named by each key. A key that is no property

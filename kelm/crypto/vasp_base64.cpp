@@ -47,20 +47,42 @@ std::uint32_t contribution(char letter, std::size_t place) {
   return kContributions[place][static_cast<unsigned char>(letter)];
 }
 
+std::uint32_t groupAt(const char* letters) {
+  return contribution(letters[0], 0) | contribution(letters[1], 1) | contribution(letters[2], 2) |
+         contribution(letters[3], 3);
+}
+
+/// The next eight bytes as a number; compiles to one load.
+std::uint64_t bigEndian(const std::uint8_t* at) {
+  return std::uint64_t{at[0]} << 56 | std::uint64_t{at[1]} << 48 | std::uint64_t{at[2]} << 40 |
+         std::uint64_t{at[3]} << 32 | std::uint64_t{at[4]} << 24 | std::uint64_t{at[5]} << 16 |
+         std::uint64_t{at[6]} << 8 | std::uint64_t{at[7]};
+}
+
+void putPair(char* letters, std::uint64_t bits) {
+  std::memcpy(letters, kPairs[bits & 4095].data(), 2);
+}
+
 /// Writes four letters for every three bytes and the padded rest.
 void encode(DataView bytes, char* letters) {
-  std::size_t at = 0;
-  for (; bytes.size() - at >= 3; at += 3, letters += 4) {
-    const unsigned group = bytes[at] << 16U | bytes[at + 1] << 8U | bytes[at + 2];
-    std::memcpy(letters, kPairs[group >> 12].data(), 2);
-    std::memcpy(letters + 2, kPairs[group & 4095].data(), 2);
+  // Six bytes at a time, out of eight that can be read.
+  for (; bytes.size() >= 8; bytes = bytes.subspan(6), letters += 8) {
+    const std::uint64_t groups = bigEndian(bytes.data());
+    putPair(letters, groups >> 52);
+    putPair(letters + 2, groups >> 40);
+    putPair(letters + 4, groups >> 28);
+    putPair(letters + 6, groups >> 16);
   }
-  const std::size_t rest = bytes.size() - at;
-  if (rest == 0) return;
-  const unsigned group = bytes[at] << 16U | (rest == 2 ? bytes[at + 1] << 8U : 0U);
-  std::memcpy(letters, kPairs[group >> 12].data(), 2);
-  letters[2] = rest == 2 ? kAlphabet[group >> 6 & 63] : kPad;
-  letters[3] = kPad;
+  for (; !bytes.empty(); letters += 4) {
+    const std::size_t count = std::min<std::size_t>(bytes.size(), 3);
+    const unsigned group =
+        bytes[0] << 16U | (count > 1 ? bytes[1] << 8U : 0U) | (count > 2 ? bytes[2] : 0U);
+    putPair(letters, group >> 12);
+    putPair(letters + 2, group);
+    if (count < 3) letters[3] = kPad;
+    if (count < 2) letters[2] = kPad;
+    bytes = bytes.subspan(count);
+  }
 }
 
 /// Turns a text into bytes group by group.
@@ -78,16 +100,17 @@ class Decoder {
   }
 
  private:
-  /// Takes groups as long as four letters stand together.
+  /// Takes two groups at a time as long as eight letters stand together.
   void takeCleanGroups() {
     const char* at = text_.data();
     const char* const end = at + text_.size();
     std::uint8_t* to = bytes_.data() + size_;
-    for (; end - at >= 4; at += 4, to += 3) {
-      const std::uint32_t group = contribution(at[0], 0) | contribution(at[1], 1) |
-                                  contribution(at[2], 2) | contribution(at[3], 3);
-      if ((group & kForeign) != 0) break;
-      std::memcpy(to, &group, 4);  // the fourth byte is overwritten by the next group
+    for (; end - at >= 8; at += 8, to += 6) {
+      const std::uint32_t first = groupAt(at);
+      const std::uint32_t second = groupAt(at + 4);
+      if (((first | second) & kForeign) != 0) break;
+      std::memcpy(to, &first, 4);  // the fourth byte is overwritten by what follows
+      std::memcpy(to + 3, &second, 4);
     }
     text_.remove_prefix(static_cast<std::size_t>(at - text_.data()));
     size_ = static_cast<std::size_t>(to - bytes_.data());

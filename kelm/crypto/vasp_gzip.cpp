@@ -14,6 +14,7 @@ namespace {
 constexpr int kGzipWindowBits = 15 + 16;
 constexpr int kDetectedWindowBits = 15 + 32;  // gzip or zlib, by the header
 constexpr int kMemoryLevel = 8;
+constexpr std::size_t kInflateStepBytes = 65536;
 constexpr std::size_t kPieceBytes = std::size_t{1} << 30;  // zlib counts in 32 bits
 
 /// A zlib stream that is ended with its scope.
@@ -31,19 +32,14 @@ class Stream {
     z_.next_in = const_cast<Bytef*>(bytes.data());
     z_.avail_in = static_cast<uInt>(bytes.size());
   }
-  /// Makes the whole chunk the place for output.
-  void setOutput(std::span<std::uint8_t> chunk) {
-    chunk_ = chunk;
-    z_.next_out = chunk.data();
-    z_.avail_out = static_cast<uInt>(chunk.size());
+  void setOutput(std::span<std::uint8_t> room) {
+    z_.next_out = room.data();
+    z_.avail_out = static_cast<uInt>(room.size());
   }
-  /// What came into it so far.
-  DataView output() const { return chunk_.first(chunk_.size() - z_.avail_out); }
 
  private:
   z_stream z_{};
   int (*end_)(z_streamp);
-  std::span<std::uint8_t> chunk_;
 };
 
 }  // namespace
@@ -66,7 +62,7 @@ std::optional<Data> VaspGzip::gzipDeflate(std::optional<DataView> bytes) {
     }
     stream.setOutput(chunk);
     deflate(stream.get(), rest.empty() ? Z_FINISH : Z_NO_FLUSH);
-    append(result, stream.output());
+    append(result, DataView(chunk).first(sizeof chunk - stream->avail_out));
   } while (stream->avail_out == 0 || !rest.empty());
   return result;
 }
@@ -78,16 +74,21 @@ std::optional<Data> VaspGzip::gzipInflate(std::optional<DataView> bytes) {
   Stream stream(&inflateEnd);
   if (inflateInit2(stream.get(), kDetectedWindowBits) != Z_OK) return std::nullopt;
   stream.setInput(bytes->first(size));
-  std::uint8_t chunk[kAppendChunkBytes];
+  // Room is made little by little so that it is still in the cache when zlib fills it; the vector
+  // moves only when it doubles.
+  const std::size_t step = std::min<std::size_t>(std::size_t{size} + size / 2, kInflateStepBytes);
   Data result;
+  std::size_t filled = 0;
   int status = Z_OK;
   try {
     result.reserve(std::size_t{size} + size / 2);
     while (status == Z_OK) {
-      stream.setOutput(chunk);
+      if (filled == result.size()) result.resize(filled + step);
+      stream.setOutput(std::span(result).subspan(filled));
       status = inflate(stream.get(), Z_SYNC_FLUSH);
-      append(result, stream.output());
+      filled = result.size() - stream->avail_out;
     }
+    result.resize(filled);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }

@@ -29,8 +29,8 @@ constexpr Sentence kSentences[] = {
 
 /// RFC 9110, section 5.6.2.
 bool isTokenCharacter(char c) {
-  return isAsciiAlphanumeric(c) ||
-         std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+  return isAsciiAlphanumeric(c) || c == '-' ||
+         std::string_view("!#$%&'*+.^_`|~").find(c) != std::string_view::npos;
 }
 
 bool isToken(std::string_view text) {

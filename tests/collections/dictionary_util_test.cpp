@@ -136,6 +136,11 @@ TEST(DictionaryUtil, FlatteningTenThousandLevelsKeepsEveryEntry) {
   EXPECT_EQ(flat.size(), static_cast<std::size_t>(kLevels));
   ASSERT_NE(flat.find("level10000"), nullptr);
   EXPECT_EQ(*flat.find("level10000"), Value(kLevels));
+  // Destroying recurses, so this many levels are taken apart one by one.
+  while (Value* inner = nested.find("nested")) {
+    Dictionary next = std::move(*inner->get<Dictionary>());
+    nested = std::move(next);
+  }
 }
 
 TEST(DictionaryUtil, DigestIsOverTheCompactJson) {

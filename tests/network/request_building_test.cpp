@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <string>
 
 #include "kelm/base/error.h"
@@ -240,7 +241,7 @@ TEST(RequestBuilding, ContentTypeFollowsTheEncodingForEveryMethod) {
   }
 }
 
-TEST(RequestHeaders, MergeWithoutCaseOnATaskAndWithCaseInTheProcess) {
+TEST(RequestHeaders, OfOneTaskMergeWithoutCase) {
   const NetworkFixture f;
   const auto task = taskFor("http://h/p", ZuHTTPMethod::Get);
   task->addHttpHeaders({});
@@ -251,16 +252,27 @@ TEST(RequestHeaders, MergeWithoutCaseOnATaskAndWithCaseInTheProcess) {
   EXPECT_EQ(
       task->getMutableHeaderDict(),
       (Dictionary{{"Content-Type", kForm}, {"X-A", "1"}, {"content-type", "b"}, {"Straße", "3"}}));
+}
 
-  // Common headers stay for the rest of the process, so this test comes with names of its own.
-  ZuHTTPTask::addCommonHttpHeaders({{"X-Common", "1"}, {"Content-Type", "never"}});
+bool commonHeadersMergeWithCase() {
+  ZuHTTPTask::addCommonHttpHeaders({{"X-Common", "1"}, {"Content-Type", "common"}});
   ZuHTTPTask::addCommonHttpHeaders({{"x-common", "2"}, {"X-Common", "3"}});
-  const auto other = taskFor("http://h/p", ZuHTTPMethod::Get);
-  other->addHttpHeaders({{"X-COMMON", "4"}});
-  other->buildRequest();
-  EXPECT_EQ(other->getMutableHeaderDict(),
-            (Dictionary{
-                {"X-Common", "3"}, {"Content-Type", kForm}, {"x-common", "2"}, {"X-COMMON", "4"}}));
+  const auto task = taskFor("http://h/p", ZuHTTPMethod::Get);
+  task->addHttpHeaders({{"X-COMMON", "4"}});
+  task->buildRequest();
+  const Dictionary kExpected{
+      {"X-Common", "3"}, {"Content-Type", kForm}, {"x-common", "2"}, {"X-COMMON", "4"}};
+  const auto formed = task->getMutableHeaderDict();
+  task->setRequestParametersEncoding(ZuHTTPParamEncoding::Multipart);
+  task->buildRequest();
+  return formed == kExpected &&
+         *task->getMutableHeaderDict()->find("Content-Type") == Value("common");
+}
+
+// In a process of its own: common headers stay.
+TEST(RequestHeadersDeathTest, CommonOnesMergeWithCaseBelowEncodingAndOwnHeaders) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(std::_Exit(commonHeadersMergeWithCase() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST(RequestHeaders, MergeIntoAbsentTargetLogsOneErrorUnlessThereIsNothingToAdd) {

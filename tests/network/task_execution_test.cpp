@@ -378,6 +378,7 @@ TEST(TaskExecution, AbortCancelsTheExchangeIfThereIsOne) {
   f.task->abortNetworkTask();
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("cancel"));
   EXPECT_THAT(f.log.lines(), ElementsAre("INFO ABSTRACT - aborting network task"));
+  f.task->dispose();  // no answer comes that would
 }
 
 TEST(TaskProgress, IsLoggedAndPassedOnOnlyToItsHandler) {

@@ -207,7 +207,7 @@ TEST_F(UrlSessionFaults, CancelInFlightEndsItAndClosesTheConnection) {
   EXPECT_EQ(receiver.count(), 1U);
 }
 
-TEST_F(UrlSessionFaults, WaitingForAConnectionIsNotSilence) {
+TEST_F(UrlSessionFaults, WaitingForAConnectionIsNeitherSilenceNorConnecting) {
   std::latch release(1);
   std::atomic<int> served{0};
   const RawServer server([&](RawServer::Connection& connection) {
@@ -218,12 +218,13 @@ TEST_F(UrlSessionFaults, WaitingForAConnectionIsNotSilence) {
   });
   UrlSessionConfiguration configuration;
   configuration.maxConnectionsPerHost = 1;
+  configuration.connectTimeoutSeconds = 0.1;
   const auto session = makeSession(configuration);
   const UrlReceiver first = start(*session, requestTo(server.url()));
-  UrlRequest limited = requestTo(server.url());
-  limited.timeoutSeconds = 0.05;
-  EXPECT_EQ(perform(*session, limited).code(), url_error::kTimedOut) << "the whole exchange is";
   const UrlReceiver waiting = start(*session, requestTo(server.url()));
+  UrlRequest limited = requestTo(server.url());
+  limited.timeoutSeconds = 0.3;
+  EXPECT_EQ(perform(*session, limited).code(), url_error::kTimedOut) << "the whole exchange is";
   release.count_down();
   EXPECT_EQ(first.await().text(), "ok");
   EXPECT_EQ(waiting.await().text(), "ok");

@@ -14,6 +14,12 @@ bool MemoryUrlSessions::Core::deliver() {
   return true;
 }
 
+void MemoryUrlSessions::Core::clear() {
+  std::deque<std::shared_ptr<Task>> dropped;  // declared first: ends after the lock
+  const Lock lock(mutex_);
+  dropped.swap(waiting_);
+}
+
 void MemoryUrlSessions::Task::finish(Answer answer, const std::string& url) {
   const auto completion = std::exchange(completion_, nullptr);
   if (answer.error) {

@@ -30,6 +30,8 @@ class MemoryUrlSessions final : public platform::UrlSessions {
   using Responder = std::function<Answer(const platform::UrlRequest&)>;
 
   MemoryUrlSessions() : core_(std::make_shared<Core>()) {}
+  /// Drops what was never delivered.
+  ~MemoryUrlSessions() override { core_->clear(); }
 
   /// Answers the next request that no earlier answer is for.
   void answer(Answer answer) { core_->script(std::move(answer)); }
@@ -104,6 +106,7 @@ class MemoryUrlSessions final : public platform::UrlSessions {
       return responder ? responder(request) : Answer{404, {}, {}, {}};
     }
     bool deliver();
+    void clear();
 
    private:
     mutable Mutex mutex_;

@@ -1,6 +1,7 @@
 #include "kelm/platform/linux/url_sessions_easy_handle.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -33,6 +34,13 @@ bool hasHeader(const Dictionary& headers, std::string_view name) {
 long millisecondsOf(double seconds) {
   constexpr double kMost = 24.0 * 3600;
   return seconds > 0 ? static_cast<long>(std::min(seconds, kMost) * 1000) + 1 : 0;
+}
+
+bool environmentNamesProxy() {
+  constexpr const char* kVariables[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
+                                        "ALL_PROXY"};
+  return std::any_of(std::begin(kVariables), std::end(kVariables),
+                     [](const char* name) { return std::getenv(name) != nullptr; });
 }
 
 int onSocketMade(void*, curl_socket_t socket, curlsocktype) {
@@ -84,7 +92,7 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   };
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_USERAGENT, "KelmCore/" KELM_VERSION);
+  if (!environmentNamesProxy()) set(CURLOPT_PROXY, "");  // or libcurl looks for every transfer
   set(CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   set(CURLOPT_PIPEWAIT, 1L);
@@ -154,11 +162,13 @@ void EasyHandle::prepareHeaders(const UrlRequest& request,
     add(name, value);
   for (const auto& [name, value] : configuration.additionalHeaders)
     if (!hasHeader(request.headers, name)) add(name, value);
+  const auto isGiven = [&](std::string_view name) {
+    return hasHeader(request.headers, name) || hasHeader(configuration.additionalHeaders, name);
+  };
+  if (!isGiven("User-Agent")) headers_.add("User-Agent", "KelmCore/" KELM_VERSION);
   if (!cookies.empty()) headers_.add("Cookie", cookies);
   if (request.body && request.body->size() > kExpectFromBytes) headers_.suppress("Expect");
-  if (!hasHeader(request.headers, "Content-Type") &&
-      !hasHeader(configuration.additionalHeaders, "Content-Type"))
-    headers_.suppress("Content-Type");
+  if (!isGiven("Content-Type")) headers_.suppress("Content-Type");
   curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_.list());
 }
 

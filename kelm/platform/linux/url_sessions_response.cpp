@@ -9,10 +9,23 @@ namespace {
 constexpr std::size_t kMaxHeadBytes = 512 * 1024;
 constexpr std::size_t kMaxHeadLines = 1000;
 
+constexpr std::size_t kUsualHeadBytes = 512;
+
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
 std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+  while (!text.empty() && isSpace(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && isSpace(text.back()))
+    text.remove_suffix(1);
+  return text;
+}
+
+/// The text under a name that was set before, in whatever case.
+std::string* findIgnoringCase(Dictionary& fields, std::string_view name) {
+  for (const auto& [known, value] : fields)
+    if (equalsIgnoringCase(known, name)) return fields.find(known)->get<std::string>();
+  return nullptr;
 }
 
 }  // namespace
@@ -26,6 +39,7 @@ void ResponseHead::clear() {
 bool ResponseHead::addLine(std::string_view line) {
   if (line.starts_with("HTTP/")) clear();
   if (++lines_ > kMaxHeadLines || text_.size() + line.size() > kMaxHeadBytes) return false;
+  if (text_.empty()) text_.reserve(kUsualHeadBytes);
   text_.append(line);
   complete_ = complete_ || trimmed(line).empty();
   return true;
@@ -45,19 +59,14 @@ void ResponseHead::forEachField(const Visitor& visit) const {
 }
 
 Dictionary ResponseHead::fields() const {
-  std::vector<std::pair<std::string_view, std::string>> fields;
+  Dictionary fields;
   forEachField([&](std::string_view name, std::string_view value) {
-    for (auto& [known, joined] : fields) {
-      if (!equalsIgnoringCase(known, name)) continue;
-      joined.append(", ").append(value);
-      return;
-    }
-    fields.emplace_back(name, value);
+    if (std::string* const known = findIgnoringCase(fields, name))
+      known->append(", ").append(value);
+    else
+      fields.set(name, value);
   });
-  Dictionary dictionary;
-  for (auto& [name, value] : fields)
-    dictionary.set(name, std::move(value));
-  return dictionary;
+  return fields;
 }
 
 std::vector<std::string_view> ResponseHead::values(std::string_view name) const {

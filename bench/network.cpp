@@ -1,0 +1,225 @@
+// link: kelm_network kelm_collections kelm_crypto kelm_logging kelm_hooks kelm_platform kelm_base
+// HTTP calls to their completion on the main loop, beside libcurl's easy interface with one handle
+// that is used again; client and server share one processor, and only the client's time counts.
+// Multipart bodies beside copying their bytes once.
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "bench/support/tiny_http_server.h"
+#include "kelm/logging/vasp_logger.h"
+#include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
+#include "kelm/network/http_call.h"
+#include "kelm/network/zu_http_multipart_builder.h"
+#include "kelm/platform/dispatch.h"
+#include "kelm/platform/platform.h"
+
+namespace {
+
+/// The server is forked, and this process bound to a processor, before there is any thread.
+[[maybe_unused]] const auto& kServer =
+    (bench::pinToOneProcessor(), bench::TinyHttpServer::instance());
+
+constexpr std::size_t kMebibyte = 1 << 20;
+
+const std::string& sale() {
+  static const std::string kSale = [] {
+    std::string json = R"({"till":"till-0042","number":"20240517-000123","amount":"129.90",)"
+                       R"("currency":"EUR","card":"************4242","note":")";
+    json.resize(178, 'x');
+    return json + "\"}";
+  }();
+  return kSale;
+}
+
+class NoLog : public kelm::VaspLogDelegate {
+  void logwithLevel_aspect_from_threadName_message(kelm::LogLevel, kelm::LogAspect, const char*,
+                                                   std::string_view, std::string_view) override {}
+};
+
+/// A host that uses the everyday call; what is logged goes nowhere.
+class Host {
+ public:
+  Host() {
+    const auto& platform = kelm::platform::Platform::current();
+    kelm::VaspLogger::setLogDelegate(std::make_shared<NoLog>());
+    kelm::KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(
+        [application = platform.application] { return application; });
+    session_ = platform.urlSessions->make({});
+    loop_ = &platform.dispatcher->mainLoop();
+  }
+
+  /// The size of the answer's body.
+  std::size_t call(const std::string& url, kelm::ZuHTTPMethod method,
+                   std::optional<kelm::Data> body) {
+    const auto call = kelm::HttpCall::initWithURL_andMethod_usingSession(url, method, session_);
+    call->setRequestParametersEncoding(kelm::ZuHTTPParamEncoding::Json);
+    call->setRequestBody(std::move(body));
+    std::size_t size = 0;
+    bool done = false;
+    call->performAsyncNetworkTaskWithCompletion(
+        [&](const std::shared_ptr<kelm::ZuHTTPResponse>& response, const auto&) {
+          if (response) size = response->bodyResponse()->size();
+          done = true;
+        });
+    loop_->runUntil([&] { return done; }, std::chrono::seconds(10));
+    return size;
+  }
+
+ private:
+  std::shared_ptr<kelm::platform::UrlSession> session_;
+  kelm::platform::MainLoop* loop_;
+};
+
+/// The textbook client.
+class Curl {
+ public:
+  Curl() : handle_(curl_easy_init()) {
+    headers_ = curl_slist_append(nullptr, "Content-Type: application/json; charset=utf-8");
+    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_);
+    curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, append);
+  }
+  ~Curl() {
+    curl_easy_cleanup(handle_);
+    curl_slist_free_all(headers_);
+  }
+  Curl(const Curl&) = delete;
+  Curl& operator=(const Curl&) = delete;
+
+  std::size_t call(const std::string& url, const std::string* body) {
+    std::string answer;
+    curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &answer);
+    if (body != nullptr) {
+      curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body->size()));
+      curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body->c_str());
+    }
+    return curl_easy_perform(handle_) == CURLE_OK ? answer.size() : 0;
+  }
+
+ private:
+  static std::size_t append(char* bytes, std::size_t size, std::size_t count, void* to) {
+    static_cast<std::string*>(to)->append(bytes, size * count);
+    return size * count;
+  }
+
+  CURL* handle_;
+  curl_slist* headers_ = nullptr;
+};
+
+void requireSize(benchmark::State& state, std::size_t size, bool holds) {
+  if (!holds) state.SkipWithError(("unexpected answer of " + std::to_string(size)).c_str());
+}
+
+void postByKelm(benchmark::State& state) {
+  static auto* const host = new Host;
+  const std::string url = kServer.url("/sales");
+  for (auto _ : state) {
+    const std::size_t size = host->call(url, kelm::ZuHTTPMethod::Post, kelm::dataOf(sale()));
+    requireSize(state, size, size > 0);
+  }
+}
+void postByCurl(benchmark::State& state) {
+  Curl curl;
+  const std::string url = kServer.url("/sales");
+  for (auto _ : state) {
+    const std::size_t size = curl.call(url, &sale());
+    requireSize(state, size, size > 0);
+  }
+}
+BENCHMARK(postByKelm)->Name("http_post_180B/kelm")->MeasureProcessCPUTime()->MinTime(0.3);
+BENCHMARK(postByCurl)->Name("http_post_180B/peer")->MeasureProcessCPUTime()->MinTime(0.3);
+
+void getByKelm(benchmark::State& state, const char* path) {
+  static auto* const host = new Host;
+  const std::string url = kServer.url(path);
+  for (auto _ : state) {
+    const std::size_t size = host->call(url, kelm::ZuHTTPMethod::Get, std::nullopt);
+    requireSize(state, size, size == kMebibyte);
+  }
+}
+void getByCurl(benchmark::State& state, const char* path) {
+  Curl curl;
+  const std::string url = kServer.url(path);
+  for (auto _ : state) {
+    const std::size_t size = curl.call(url, nullptr);
+    requireSize(state, size, size == kMebibyte);
+  }
+}
+// A text is logged in full; bytes that are no text are not.
+BENCHMARK_CAPTURE(getByKelm, , "/text")
+    ->Name("http_get_1MiB/kelm")
+    ->MeasureProcessCPUTime()
+    ->MinTime(0.3);
+BENCHMARK_CAPTURE(getByCurl, , "/text")
+    ->Name("http_get_1MiB/peer")
+    ->MeasureProcessCPUTime()
+    ->MinTime(0.3);
+BENCHMARK_CAPTURE(getByKelm, , "/binary")
+    ->Name("http_get_1MiB_binary/kelm")
+    ->MeasureProcessCPUTime()
+    ->MinTime(0.3);
+BENCHMARK_CAPTURE(getByCurl, , "/binary")
+    ->Name("http_get_1MiB_binary/peer")
+    ->MeasureProcessCPUTime()
+    ->MinTime(0.3);
+
+kelm::MultiPartList parts(std::size_t count, std::size_t bytesEach) {
+  kelm::MultiPartList list;
+  for (std::size_t i = 0; i < count; ++i) {
+    auto part = std::make_shared<kelm::MultiPartFormDataObject>();
+    part->setKey("receipt" + std::to_string(i));
+    part->setValue("receipt.bin");
+    part->setObject(kelm::Data(bytesEach, 0xA5));
+    part->setContentType("application/octet-stream");
+    list.push_back(std::move(part));
+  }
+  return list;
+}
+
+void buildMultipart(benchmark::State& state, std::size_t count, std::size_t bytesEach) {
+  const auto list = parts(count, bytesEach);
+  std::string boundary = "0123456789ABCDEF0123456789ABCDEF";
+  for (auto _ : state)
+    benchmark::DoNotOptimize(
+        kelm::ZuHTTPMultipartBuilder::multipartDataWithParameters_boundary(list, &boundary));
+}
+void copyOnce(benchmark::State& state, std::size_t count, std::size_t bytesEach) {
+  const auto list = parts(count, bytesEach);
+  for (auto _ : state) {
+    kelm::Data all;
+    all.reserve(count * bytesEach);
+    for (const auto& part : list)
+      kelm::append(all, *part->object()->get<kelm::Data>());
+    benchmark::DoNotOptimize(all);
+  }
+}
+BENCHMARK_CAPTURE(buildMultipart, , 100, 10 * kMebibyte / 100)
+    ->Name("multipart_100_parts_10MiB/kelm");
+BENCHMARK_CAPTURE(copyOnce, , 100, 10 * kMebibyte / 100)->Name("multipart_100_parts_10MiB/peer");
+
+void multipartBySize(benchmark::State& state) {
+  buildMultipart(state, static_cast<std::size_t>(state.range(0)), 100);
+}
+BENCHMARK(multipartBySize)
+    ->Name("curve/multipart_parts_of_100B")
+    ->RangeMultiplier(10)
+    ->Range(1, 10000);
+
+void queryBySize(benchmark::State& state) {
+  std::string url = "http://h/p?k=v";
+  for (int i = 0; url.size() < static_cast<std::size_t>(state.range(0)); ++i)
+    url += "&key" + std::to_string(i) + "=some%20value";
+  for (auto _ : state) {
+    const auto task =
+        kelm::ZuHTTPTask::initWithURL_andMethod_usingSession(url, kelm::ZuHTTPMethod::Get, nullptr);
+    benchmark::DoNotOptimize(task->buildRequest());
+  }
+}
+BENCHMARK(queryBySize)->Name("curve/query_bytes")->RangeMultiplier(10)->Range(100, 1000000);
+
+}  // namespace

@@ -1,0 +1,150 @@
+// Random orders of everything that can happen to a task: whatever the order, its completion is
+// called at most once, and exactly once when it was started and answered without being disposed of
+// before; nothing stays alive or begun.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <stdexcept>
+
+#include "tests/network/network_fixture.h"
+
+namespace kelm {
+namespace {
+
+using test::NetworkFixture;
+
+int schedules() {
+  const char* wanted = std::getenv("KELM_SCHEDULES");
+  return wanted != nullptr ? std::atoi(wanted) : 3000;
+}
+
+/// One task with its random life.
+class Life {
+ public:
+  Life(NetworkFixture& fixture, std::mt19937& random, std::shared_ptr<platform::UrlSession> session)
+      : fixture_(fixture),
+        random_(random),
+        task_(test::taskFor("http://h/p?a=1", static_cast<ZuHTTPMethod>(below(6)),
+                            below(10) == 0 ? nullptr : std::move(session))) {
+    task_->setForceCompletitionMainThread(below(2) == 0);
+  }
+
+  void run() {
+    for (int i = 0; i < 12; ++i)
+      step();
+    if (task_) watched_ = task_;
+    task_.reset();
+    fixture_.sessions->deliverAll();
+    fixture_.dispatcher->runUntilIdle();
+    fixture_.sessions->deliverAll();
+    fixture_.dispatcher->runUntilIdle();
+  }
+
+  void check() const {
+    EXPECT_LE(completions_, 1);
+    if (started_ && !disposedEarly_) {
+      EXPECT_EQ(completions_, 1);
+    }
+    EXPECT_TRUE(watched_.expired());
+  }
+
+ private:
+  unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+
+  void step() {
+    switch (below(8)) {
+      case 0:
+      case 1:
+        start();
+        break;
+      case 2:
+        fixture_.sessions->deliver();
+        break;
+      case 3:
+        fixture_.dispatcher->runUntilIdle();
+        break;
+      case 4:
+        if (task_) task_->abortNetworkTask();
+        break;
+      case 5:
+        if (below(4) == 0) disposeNow();
+        break;
+      case 6:
+        if (below(3) == 0) dropReference();
+        break;
+      default:
+        if (task_) task_->setDownloadProgressValue(0.5);
+        break;
+    }
+  }
+
+  void start() {
+    if (!task_ || started_) return;
+    started_ = true;
+    task_->performWithTransformation_withNetworkCompletion(
+        [throws = below(4) == 0](const std::shared_ptr<ZuHTTPResponse>& response) {
+          if (throws) throw std::runtime_error("transformation");
+          return Value(response);
+        },
+        [this, action = below(5), keptAlive = below(2) == 0 ? task_ : nullptr](
+            const std::optional<Value>& result, const std::optional<Error>& error) {
+          ++completions_;
+          EXPECT_NE(result.has_value(), error.has_value());
+          act(action);
+        });
+  }
+
+  /// What a completion does.
+  void act(unsigned action) {
+    if (action == 0) dropReference();
+    if (action == 1 && task_) task_->dispose();
+    if (action == 2) throw std::runtime_error("completion");
+    if (action == 3 && task_) task_->abortNetworkTask();
+  }
+
+  void disposeNow() {
+    if (!task_) return;
+    disposedEarly_ |= completions_ == 0;
+    task_->dispose();
+  }
+
+  void dropReference() {
+    if (task_) watched_ = task_;
+    task_.reset();
+  }
+
+  NetworkFixture& fixture_;
+  std::mt19937& random_;
+  std::shared_ptr<ZuHTTPTask> task_;
+  std::weak_ptr<ZuHTTPTask> watched_;
+  int completions_ = 0;
+  bool started_ = false;
+  bool disposedEarly_ = false;
+};
+
+TEST(TaskSchedule, RandomOrdersCompleteOnceAndLeaveNothingBehind) {
+  NetworkFixture f;
+  std::mt19937 random(7);
+  const auto session = f.sessions->make({});
+  for (int i = 0; i < schedules() && !testing::Test::HasFailure(); ++i) {
+    if (random() % 3 == 0)
+      f.sessions->answer({200, {{"Set-Cookie", "a=1"}}, dataOf("ok"), std::nullopt});
+    else if (random() % 3 == 0)
+      f.sessions->answer({0, {}, {}, platform::urlError(platform::url_error::kConnectionLost)});
+    Life life(f, random, session);
+    life.run();
+    life.check();
+    std::size_t begun = 0, ended = 0;
+    for (const std::string& event : f.application->takeEvents()) {
+      begun += event.starts_with("begin");
+      ended += event.starts_with("end");
+    }
+    EXPECT_EQ(begun, ended) << "schedule " << i;
+    f.log.clear();
+  }
+}
+
+}  // namespace
+}  // namespace kelm
