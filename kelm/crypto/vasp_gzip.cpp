@@ -14,7 +14,7 @@ namespace {
 constexpr int kGzipWindowBits = 15 + 16;
 constexpr int kDetectedWindowBits = 15 + 32;  // gzip or zlib, by the header
 constexpr int kMemoryLevel = 8;
-constexpr std::size_t kInflateStepBytes = 65536;
+constexpr std::size_t kInflateStepBytes = 262144;
 constexpr std::size_t kPieceBytes = std::size_t{1} << 30;  // zlib counts in 32 bits
 
 /// A zlib stream that is ended with its scope.
