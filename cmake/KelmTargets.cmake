@@ -32,9 +32,16 @@ if(KELM_BUILD_FUZZERS)
   set(KELM_SANITIZE fuzzer-no-link,address,undefined)
 endif()
 if(KELM_SANITIZE)
-  add_compile_options(-fsanitize=${KELM_SANITIZE} -fno-sanitize-recover=all)
+  # The check "vptr" writes into pipes, where fault injection would hit it.
+  add_compile_options(-fsanitize=${KELM_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${KELM_SANITIZE})
 endif()
+
+# What nearly every source includes; half of the time that it takes to compile one. Each source still
+# includes what it uses: the clang preset compiles without precompiled headers.
+set(KELM_COMMON_HEADERS <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint>
+  <cstdlib> <cstring> <functional> <limits> <map> <memory> <mutex> <optional> <span> <string>
+  <string_view> <thread> <unordered_map> <utility> <variant> <vector>)
 
 # kelm_library(<folder> DEPENDS <folders…> LINK <third-party targets…>)
 # One library a folder of kelm/; DEPENDS is the exact list of folders that it may include.
@@ -43,7 +50,13 @@ function(kelm_library folder)
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
   add_library(kelm_${folder} ${sources})
   add_library(KelmCore::${folder} ALIAS kelm_${folder})
-  set_target_properties(kelm_${folder} PROPERTIES EXPORT_NAME ${folder}
+  if(folder STREQUAL "base")
+    target_precompile_headers(kelm_base PRIVATE ${KELM_COMMON_HEADERS})
+  else()
+    target_precompile_headers(kelm_${folder} REUSE_FROM kelm_base)
+  endif()
+  # No export definition: the precompiled header must see the same definitions in every folder.
+  set_target_properties(kelm_${folder} PROPERTIES EXPORT_NAME ${folder} DEFINE_SYMBOL ""
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN"
     LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${arg_DEPENDS}")
   target_include_directories(kelm_${folder} PUBLIC

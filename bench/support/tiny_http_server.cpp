@@ -115,6 +115,7 @@ TinyHttpServer::TinyHttpServer() {
   if (child < 0) throw std::runtime_error("no process for the server");
   if (child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prctl(PR_SET_NAME, "tiny-server");
     serveForEver(listener);
   }
   close(listener);

@@ -13,4 +13,7 @@ namespace kelm {
 KELM_API std::string lowerCased(std::string_view text);
 KELM_API std::string upperCased(std::string_view text);
 
+/// Whether the two are the same in upper case.
+KELM_API bool equalInUpperCase(std::string_view a, std::string_view b);
+
 }  // namespace kelm

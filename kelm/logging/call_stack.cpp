@@ -4,7 +4,6 @@
 #include <array>
 #include <charconv>
 #include <span>
-#include <utility>
 
 #include "kelm/platform/process.h"
 
@@ -16,12 +15,11 @@ constexpr std::size_t kIndexWidth = 4;
 /// Room for the frames of the logger itself, and of tools that wrap the capture.
 constexpr std::size_t kOwnFrames = 14;
 
-void appendLine(std::string& out, std::size_t index, void* address) {
+void appendIndex(std::string& out, std::size_t index) {
   std::array<char, 24> digits;
   const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), index).ptr;
   const auto size = static_cast<std::size_t>(end - digits.data());
   out.append(digits.data(), size).append(size < kIndexWidth ? kIndexWidth - size : 1, ' ');
-  platform::appendFrameText(out, address);
 }
 
 /// The frames from the one at `caller` on; all but the innermost when it is not among them.
@@ -32,10 +30,12 @@ std::span<void*> framesFrom(std::span<void*> frames, const void* caller) {
 }
 
 void appendLines(std::string& out, std::span<void*> frames, std::size_t mostLines) {
-  for (std::size_t i = 0; i < std::min(frames.size(), mostLines); ++i) {
-    appendLine(out, i + 1, frames[i]);
-    out.push_back('\n');
-  }
+  std::size_t index = 1;
+  platform::describeFrames(frames.first(std::min(frames.size(), mostLines)),
+                           [&](std::string_view frame) {
+                             appendIndex(out, index++);
+                             out.append(frame).push_back('\n');
+                           });
 }
 
 std::vector<void*> wholeCallStack() {
@@ -66,11 +66,12 @@ void appendCallStack(std::string& out, const void* caller, std::size_t mostLines
 std::vector<std::string> callStackSymbols() {
   std::vector<void*> frames = wholeCallStack();
   std::vector<std::string> lines;
-  for (void* const frame : framesFrom(frames, __builtin_return_address(0))) {
-    std::string line;
-    appendLine(line, lines.size(), frame);
-    lines.push_back(std::move(line));
-  }
+  platform::describeFrames(framesFrom(frames, __builtin_return_address(0)),
+                           [&](std::string_view frame) {
+                             std::string line;
+                             appendIndex(line, lines.size());
+                             lines.push_back(line.append(frame));
+                           });
   return lines;
 }
 

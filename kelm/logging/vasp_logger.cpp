@@ -52,14 +52,18 @@ class Delivery {
       thread_ = record.thread;
       threadName_ = threadName(thread_);
     }
-    forEachPiece(record.message(), [&](std::string_view piece) {
+    const auto send = [&](std::string_view piece) {
       try {
         delegate->logwithLevel_aspect_from_threadName_message(record.level, record.aspect,
                                                               record.source, threadName_, piece);
       } catch (...) {
         reportException();
       }
-    });
+    };
+    if (record.size <= kPieceUnits)  // no text has more units than bytes
+      send(record.message());
+    else
+      forEachPiece(record.message(), send);
   }
   void rest() { hold_.release(); }
 

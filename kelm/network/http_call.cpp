@@ -1,8 +1,10 @@
 #include "kelm/network/http_call.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kelm/base/describe.h"
+#include "kelm/collections/letter_case.h"
 
 namespace kelm {
 
@@ -16,8 +18,12 @@ std::optional<platform::UrlRequest> HttpCall::buildRequest() {
   std::optional<platform::UrlRequest> request = ZuHTTPTask::buildRequest();
   const std::optional<Dictionary> headers = getMutableHeaderDict();
   if (!request || !headers) return request;
-  for (const auto& [name, value] : *headers)
-    setHeaders_onHeaderMutableDictionary({{name, describe(value)}}, &request->headers);
+  for (auto header = headers->begin(); header != headers->end(); ++header) {
+    const bool comesAgain = std::any_of(header + 1, headers->end(), [&](const auto& later) {
+      return equalInUpperCase(later.key, header->key);
+    });
+    if (!comesAgain) request->headers.set(header->key, describe(header->value));
+  }
   request->timeoutSeconds = timeoutSeconds_;
   return request;
 }

@@ -93,13 +93,13 @@ void ZuHTTPTask::setHeaders_onHeaderMutableDictionary(const Dictionary& headers,
         "It have been asked to add headers to an empty heder set");
     return;
   }
-  std::vector<std::string> replaced;
-  for (const auto& header : headers)
-    replaced.push_back(upperCased(header.key));
+  const auto isReplaced = [&](std::string_view name) {
+    return std::any_of(headers.begin(), headers.end(),
+                       [&](const auto& header) { return equalInUpperCase(header.key, name); });
+  };
   Dictionary merged;
   for (const auto& [name, value] : *target)
-    if (std::find(replaced.begin(), replaced.end(), upperCased(name)) == replaced.end())
-      merged.set(name, value);
+    if (!isReplaced(name)) merged.set(name, value);
   merged.addEntries(headers);
   *target = std::move(merged);
 }

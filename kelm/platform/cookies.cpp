@@ -131,6 +131,13 @@ void appendAttribute(std::string& text, std::string_view name, std::string_view 
 
 }  // namespace
 
+bool hasControl(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte < 0x20 && c != '\t') || byte == 0x7F;
+  });
+}
+
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
            return asciiLower(x) == asciiLower(y);
@@ -158,7 +165,7 @@ std::optional<Cookie> parseCookie(std::string_view field, const UrlOrigin& origi
   Cookie cookie;
   cookie.name = trimmed(pair.substr(0, equals));
   cookie.value = trimmed(pair.substr(equals + 1));
-  if (cookie.name.empty()) return std::nullopt;
+  if (cookie.name.empty() || hasControl(pair)) return std::nullopt;
   Attributes attributes;
   while (!rest.empty()) {
     const auto [attribute, others] = cut(rest, ';');
@@ -188,6 +195,7 @@ bool isSentTo(const Cookie& cookie, const UrlOrigin& origin, Date now) {
 std::string cookieHeader(const std::vector<Cookie>& cookies) {
   std::string header;
   for (const Cookie& cookie : cookies) {
+    if (hasControl(cookie.name) || hasControl(cookie.value)) continue;
     if (!header.empty()) header += "; ";
     header.append(cookie.name).append("=").append(cookie.value);
   }

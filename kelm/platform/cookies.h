@@ -28,9 +28,11 @@ KELM_API std::optional<Date> parseCookieDate(std::string_view text);
 /// True when the cookie is to be sent to `origin` at `now`.
 KELM_API bool isSentTo(const Cookie& cookie, const UrlOrigin& origin, Date now);
 
-/// "a=1; b=2", empty for none.
+/// "a=1; b=2", empty for none. Cookies that hold a control character are left out.
 KELM_API std::string cookieHeader(const std::vector<Cookie>& cookies);
 
+/// True for a C0 control other than the tab, and DEL.
+bool hasControl(std::string_view text);
 bool equalsIgnoringCase(std::string_view a, std::string_view b);
 
 constexpr bool isAsciiAlphanumeric(char c) {

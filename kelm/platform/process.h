@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "kelm/base/export.h"
@@ -20,8 +20,10 @@ KELM_API void nameCurrentThread(std::string_view name);
 /// as many as fit. The first call in a process is slow and allocates. Not for signal handlers.
 KELM_API std::size_t captureCallStack(std::span<void*> addresses);
 
-/// "module 0xaddress symbol + offset" for a return address; the symbol is demangled, and "?" when
-/// the module does not export it. Texts are kept, so that asking again is cheap. Thread-safe.
-KELM_API void appendFrameText(std::string& out, void* address);
+/// Calls `take` with "module 0xaddress symbol + offset" of each return address; the symbol is
+/// demangled, and "?" when the module does not export it. Texts are kept, so that asking again is
+/// cheap. Thread-safe; `take` must not come back here.
+KELM_API void describeFrames(std::span<void* const> addresses,
+                             const std::function<void(std::string_view)>& take);
 
 }  // namespace kelm::platform

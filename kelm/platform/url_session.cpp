@@ -37,13 +37,6 @@ bool isToken(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
 }
 
-bool isControl(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte < 0x20 && c != '\t') || byte == 0x7F;
-}
-
-bool hasControl(std::string_view text) { return std::any_of(text.begin(), text.end(), isControl); }
-
 /// Empty when the URL has none.
 std::string_view schemeOf(std::string_view url) {
   const std::size_t colon = url.find(':');
@@ -54,8 +47,8 @@ std::string_view schemeOf(std::string_view url) {
 }
 
 std::optional<std::int64_t> urlProblem(std::string_view url) {
-  const auto isForbidden = [](char c) { return c == ' ' || c == '\t' || isControl(c); };
-  if (url.empty() || std::any_of(url.begin(), url.end(), isForbidden)) return url_error::kBadUrl;
+  if (url.empty() || hasControl(url) || url.find_first_of(" \t") != std::string_view::npos)
+    return url_error::kBadUrl;
   const std::string_view scheme = schemeOf(url);
   if (scheme.empty()) return url_error::kBadUrl;
   if (!equalsIgnoringCase(scheme, "http") && !equalsIgnoringCase(scheme, "https"))

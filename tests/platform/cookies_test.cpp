@@ -37,6 +37,8 @@ TEST(Cookies, FieldsAreReadAsRfc6265Says) {
       {"a=\"q\"", "a=\"q\"" + host},
       {"a", "refused"},
       {"=b", "refused"},
+      {"a=b\nc", "refused"},
+      {"a\x7f=b", "refused"},
       {"", "refused"},
       {"a=b; Path=/x; path=", "a=b" + host},
       {"a=b; Path=/x", "a=b; domain=shop.example.com; path=/x"},
@@ -181,6 +183,12 @@ TEST_F(CookieJarTest, LaterOnesReplaceExpireAndRemove) {
   setAt("a=4", "http://h/");
   jar.removeAll();
   EXPECT_EQ(sentTo("http://h/"), "");
+}
+
+TEST_F(CookieJarTest, CookieThatWouldBreakTheHeaderIsNotSent) {
+  jar.set({"a", "1\r\nX: y", "h", "/", {}, {}, {}});
+  jar.set({"b", "2", "h", "/", {}, {}, {}});
+  EXPECT_EQ(sentTo("http://h/"), "b=2");
 }
 
 TEST_F(CookieJarTest, OneServerCannotFillIt) {

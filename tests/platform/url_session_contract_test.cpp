@@ -186,6 +186,9 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
     if (!bad.url || bad.url->empty()) continue;
     EXPECT_EQ(*outcome.error->userInfo.find("NSErrorFailingURLStringKey"), Value(*bad.url));
   }
+  UrlSessionConfiguration configuration;
+  configuration.additionalHeaders = {{"A", "b\r\nC: d"}};
+  EXPECT_EQ(perform(*makeSession(configuration), to("/")).code(), url_error::kBadUrl);
   EXPECT_THAT(world->targets(), ElementsAre());
 }
 

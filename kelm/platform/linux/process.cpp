@@ -85,15 +85,19 @@ std::size_t captureCallStack(std::span<void*> addresses) {
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-void appendFrameText(std::string& out, void* address) {
+void describeFrames(std::span<void* const> addresses,
+                    const std::function<void(std::string_view)>& take) {
   KeptFrames& kept = keptFrames();
   const Lock lock(kept.mutex);
   const auto unloaded = unloadedModules();
-  if (unloaded != kept.unloaded || kept.texts.size() >= kMostKeptFrames) kept.texts.clear();
+  if (unloaded != kept.unloaded) kept.texts.clear();
   kept.unloaded = unloaded;
-  auto [place, isNew] = kept.texts.try_emplace(address);
-  if (isNew) place->second = frameText(address);
-  out += place->second;
+  for (void* const address : addresses) {
+    if (kept.texts.size() >= kMostKeptFrames) kept.texts.clear();
+    const auto [place, isNew] = kept.texts.try_emplace(address);
+    if (isNew) place->second = frameText(address);
+    take(place->second);
+  }
 }
 
 }  // namespace kelm::platform

@@ -15,6 +15,15 @@ namespace {
 constexpr std::size_t kMaxIdleHandles = 16;
 constexpr long kMaxConnections = 32;
 
+std::optional<Error> problemOfHeaders(const Dictionary& headers) {
+  UrlRequest sample;
+  sample.url = "http://localhost/";
+  sample.headers = headers;
+  auto problem = requestProblem(sample);
+  if (problem) problem->userInfo.remove("NSErrorFailingURLStringKey");
+  return problem;
+}
+
 }  // namespace
 
 std::shared_ptr<SessionEngine> SessionEngine::make(UrlSessionConfiguration configuration,
@@ -29,6 +38,7 @@ std::shared_ptr<SessionEngine> SessionEngine::make(UrlSessionConfiguration confi
 SessionEngine::SessionEngine(UrlSessionConfiguration configuration,
                              std::shared_ptr<UrlSessionDelegate> delegate, Services services)
     : configuration_(std::move(configuration)),
+      headersProblem_(problemOfHeaders(configuration_.additionalHeaders)),
       delegate_(std::move(delegate)),
       services_(std::move(services)) {}
 

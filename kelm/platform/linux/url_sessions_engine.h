@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kelm/platform/clock.h"
@@ -34,6 +35,8 @@ class SessionEngine final : public NetworkThread::Member {
   const UrlSessionConfiguration& configuration() const { return configuration_; }
   UrlSessionDelegate* delegate() const { return delegate_.get(); }
   Date now() const { return services_.clock->now(); }
+  /// Why nothing can be sent with the session's own headers; absent when it can.
+  const std::optional<Error>& headersProblem() const { return headersProblem_; }
   /// Runs the host's code; what it throws is reported on the console and dropped.
   template <class Code>
   void runGuarded(const Code& code) const;
@@ -65,6 +68,7 @@ class SessionEngine final : public NetworkThread::Member {
   static int onTimer(CURLM*, long milliseconds, void* engine);
 
   const UrlSessionConfiguration configuration_;
+  const std::optional<Error> headersProblem_;
   const std::shared_ptr<UrlSessionDelegate> delegate_;
   const Services services_;
   CURLM* multi_ = nullptr;

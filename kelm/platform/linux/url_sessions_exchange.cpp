@@ -48,7 +48,9 @@ void Exchange::begin() {
       request_.timeoutSeconds > 0 ? request_.timeoutSeconds : configuration.resourceTimeoutSeconds;
   wholeDeadline_ = after(std::chrono::steady_clock::now(), whole);
   engine_->keep(shared_from_this());
-  if (auto problem = requestProblem(request_))
+  auto problem = requestProblem(request_);
+  if (!problem) problem = engine_->headersProblem();
+  if (problem)
     complete(std::move(problem));
   else
     startTransfer();
@@ -64,7 +66,7 @@ void Exchange::startTransfer() {
   std::string cookies;
   const auto& storage = engine_->configuration().cookies;
   if (storage && !request_.header("Cookie"))
-    cookies = cookieHeader(storage->cookiesFor(*request_.url));
+    engine_->runGuarded([&] { cookies = cookieHeader(storage->cookiesFor(*request_.url)); });
   const bool reportsUpload = request_.body && !request_.body->empty() &&
                              (engine_->delegate() != nullptr || request_.body->size() > 65536);
   handle_ = engine_->takeHandle();
@@ -116,7 +118,8 @@ void Exchange::storeCookies() const {
   if (fields.empty()) return;
   const UrlOrigin origin = originOf(*request_.url);
   for (const std::string_view field : fields)
-    if (const auto cookie = parseCookie(field, origin, engine_->now())) storage->set(*cookie);
+    if (const auto cookie = parseCookie(field, origin, engine_->now()))
+      engine_->runGuarded([&] { storage->set(*cookie); });
 }
 
 bool Exchange::follow(std::optional<Error>& error) {
@@ -141,8 +144,9 @@ void Exchange::complete(std::optional<Error> error) {
   const auto self = shared_from_this();
   const auto answer = response();
   if (!error) {
-    const auto total = request_.body ? static_cast<std::int64_t>(request_.body->size()) : 0;
-    if (sent_ < total && request_.method != "HEAD") reportSent(total);
+    curl_off_t sent = 0;
+    curl_easy_getinfo(handle_->curl(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    if (sent > sent_) reportSent(sent);
     reportReceived(true);
   }
   stopTransfer();
