@@ -96,43 +96,45 @@ TEST(SystemMainLoop, AttachingMovesTheMainThread) {
 TEST(SystemDispatcher, BlockedGlobalTasksDoNotKeepOthersWaiting) {
   SystemLoop f;
   constexpr int kTasks = 8;
-  std::latch all(kTasks + 1);
-  for (int i = 0; i < kTasks; ++i) {
-    f.dispatcher->postGlobal(platform::Priority::Default, [&] { all.arrive_and_wait(); });
-  }
-  all.arrive_and_wait();
-  EXPECT_TRUE(all.try_wait());
+  const auto all = std::make_shared<std::latch>(kTasks + 1);  // waits may outlive the test
+  for (int i = 0; i < kTasks; ++i)
+    f.dispatcher->postGlobal(platform::Priority::Default, [all] { all->arrive_and_wait(); });
+  all->arrive_and_wait();
+  EXPECT_TRUE(all->try_wait());
 }
 
 TEST(SystemDispatcher, WaitingGlobalTasksRunByPriority) {
   SystemLoop f;
   constexpr int kWorkers = 16;
-  std::latch busy(kWorkers + 1);
-  std::latch go(1);
-  std::latch done(kWorkers + 2);
+  struct Gates {
+    std::latch busy{kWorkers + 1};
+    std::latch go{1};
+    std::latch done{kWorkers + 2};
+  };
+  const auto gates = std::make_shared<Gates>();  // waits may outlive the test
   for (int i = 0; i < kWorkers; ++i) {
-    f.dispatcher->postGlobal(platform::Priority::Default, [&, isLast = i == kWorkers - 1] {
-      busy.count_down();
+    f.dispatcher->postGlobal(platform::Priority::Default, [gates, isLast = i == kWorkers - 1] {
+      gates->busy.count_down();
       if (isLast)
-        go.wait();  // this worker alone takes the two tasks below
+        gates->go.wait();  // this worker alone takes the two tasks below
       else
-        done.wait();
+        gates->done.wait();
     });
-    if (i < kWorkers - 1) done.count_down();
+    if (i < kWorkers - 1) gates->done.count_down();
   }
-  busy.arrive_and_wait();
+  gates->busy.arrive_and_wait();
   std::vector<std::string> order;
-  f.dispatcher->postGlobal(platform::Priority::Background, [&] {
+  f.dispatcher->postGlobal(platform::Priority::Background, [&order, gates] {
     order.emplace_back("background");
-    done.count_down();
+    gates->done.count_down();
   });
-  f.dispatcher->postGlobal(platform::Priority::High, [&] {
+  f.dispatcher->postGlobal(platform::Priority::High, [&order, gates] {
     order.emplace_back("high");
-    done.count_down();
+    gates->done.count_down();
   });
-  go.count_down();
-  done.count_down();
-  done.wait();
+  gates->go.count_down();
+  gates->done.count_down();
+  gates->done.wait();
   EXPECT_THAT(order, testing::ElementsAre("high", "background"));
 }
 
