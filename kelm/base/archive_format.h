@@ -27,10 +27,12 @@ inline constexpr std::string_view kClasses = "$classes";
 // Kinds of values that a property list lacks, or holds too loosely, are records of these classes.
 inline constexpr std::string_view kList = "$list";              // $items
 inline constexpr std::string_view kDictionary = "$dictionary";  // $keys, $items
+inline constexpr std::string_view kDecimal = "$decimal";        // $digits
 inline constexpr std::string_view kDate = "$date";              // $seconds
 inline constexpr std::string_view kText = "$text";              // $bytes; not fit for XML
 inline constexpr std::string_view kItems = "$items";
 inline constexpr std::string_view kKeys = "$keys";
+inline constexpr std::string_view kDigits = "$digits";
 inline constexpr std::string_view kSeconds = "$seconds";
 inline constexpr std::string_view kBytes = "$bytes";
 

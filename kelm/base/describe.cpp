@@ -93,6 +93,7 @@ std::string describe(bool value) { return value ? "1" : "0"; }
 std::string describe(std::int64_t number) { return std::to_string(number); }
 std::string describe(std::uint64_t number) { return std::to_string(number); }
 std::string describe(double number) { return shortestText(number); }
+std::string describe(const Decimal& number) { return number.text(); }
 
 std::string describe(DataView data) {
   std::string out = "{length = " + std::to_string(data.size()) + ", bytes = 0x";

@@ -8,6 +8,7 @@
 
 #include "kelm/base/data.h"
 #include "kelm/base/date.h"
+#include "kelm/base/decimal.h"
 #include "kelm/base/error.h"
 #include "kelm/base/export.h"
 #include "kelm/base/value.h"
@@ -27,6 +28,7 @@ KELM_API std::string describe(bool value);
 KELM_API std::string describe(std::int64_t number);
 KELM_API std::string describe(std::uint64_t number);
 KELM_API std::string describe(double number);
+KELM_API std::string describe(const Decimal& number);
 KELM_API std::string describe(DataView data);
 KELM_API std::string describe(Date date);
 KELM_API std::string describe(const List& list);

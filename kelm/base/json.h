@@ -25,7 +25,8 @@ enum class JsonStyle {
   Pretty,   ///< two blanks a level, `"key" : value`, one entry a line
 };
 
-/// Writes a list or dictionary as JSON, keys in their order, "/" as "\/", non-ASCII as UTF-8.
+/// Writes a list or dictionary as JSON, keys in their order, "/" as "\/", non-ASCII as UTF-8; a
+/// decimal with all of its digits (read back it is a double: to keep it, write its text).
 /// Absent for any other top level, for NaN, infinity, data, dates and objects inside, for text
 /// that is not valid UTF-8 and for nesting deeper than `kJsonMaxDepth`.
 KELM_API std::optional<std::string> writeJson(const Value& value,

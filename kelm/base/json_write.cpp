@@ -63,6 +63,7 @@ class Writer {
   bool put(std::int64_t number) { return integer(number); }
   bool put(std::uint64_t number) { return integer(number); }
   bool put(double number) { return std::isfinite(number) && raw(shortestText(number)); }
+  bool put(const Decimal& number) { return raw(number.text()); }
   bool put(const std::string& text) {
     if (!isValidUtf8(text)) return false;
     out_ += '"';

@@ -83,7 +83,8 @@ class KELM_API KeyedUnarchiverDelegate {
 KELM_API Result<Data> archivedData(const Value& root);
 
 /// Reads it back: equal values, shared objects shared, dictionaries in their order; numbers come
-/// back as the first of int64, uint64 and double that holds them, a double as a double. An error
+/// back as the first of int64, uint64 and double that holds them, a double as a double, a decimal
+/// as a decimal. An error
 /// for anything that is not such an archive, for an unknown class, a factory that made nothing, a
 /// reference back to what is still being decoded, nesting deeper than `kArchiveMaxDepth`, and
 /// references that make far more of the archive than it holds. What factories and the delegate

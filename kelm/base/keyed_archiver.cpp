@@ -89,6 +89,9 @@ class Archiver {
     if (isShared) texts_.emplace(text, index);
     return index;
   }
+  std::uint64_t put(const Decimal& number) {
+    return append(record(kDecimal, {{std::string(kDigits), number.text()}}));
+  }
   std::uint64_t put(const Date& date) {
     return append(record(kDate, {{std::string(kSeconds), date.secondsSince1970}}));
   }

@@ -207,6 +207,11 @@ class Unarchiver {
     if (name == kList) return decodedItems(record, kItems);
     if (name == kDictionary) return makeDictionary(record);
     if (name == kDate) return Date{entry<double>(record, kSeconds)};
+    if (name == kDecimal) {
+      const auto number = Decimal::fromText(entry<std::string>(record, kDigits));
+      if (!number) stopAsMalformed();
+      return *number;
+    }
     if (name == kText) {
       const Data& bytes = entry<Data>(record, kBytes);
       spend(bytes.size());

@@ -22,9 +22,10 @@ inline constexpr int kPropertyListMaxDepth = 512;
 KELM_API Result<Value> parsePropertyList(DataView xml);
 
 /// Writes any value as an XML property list, keys in their order, a tab a level. Dates are cut to
-/// the second. Absent for `Null` and objects inside, for text that XML cannot hold (not valid
-/// UTF-8, control characters but tab and line ends, U+FFFE, U+FFFF), for dates outside of the
-/// years 0 to 9999 and for nesting deeper than `kPropertyListMaxDepth`.
+/// the second; a decimal is a real with all of its digits, read back as a double. Absent for `Null`
+/// and objects inside, for text that XML cannot hold (not valid UTF-8, control characters but tab
+/// and line ends, U+FFFE, U+FFFF), for dates outside of the years 0 to 9999 and for nesting deeper
+/// than `kPropertyListMaxDepth`.
 KELM_API std::optional<std::string> writePropertyList(const Value& value);
 
 }  // namespace kelm

@@ -63,6 +63,7 @@ class Writer {
   bool put(std::int64_t number) { return line(format("<integer>%lld</integer>", number)); }
   bool put(std::uint64_t number) { return line(format("<integer>%llu</integer>", number)); }
   bool put(double number) { return line(format("<real>%s</real>", textOfReal(number))); }
+  bool put(const Decimal& number) { return line(format("<real>%s</real>", number.text())); }
   bool put(const std::string& text) { return element("string", text); }
   bool put(const Data& data) {
     indent();

@@ -24,7 +24,7 @@ std::optional<std::uint64_t> exactUnsigned(double real) {
 
 template <class T>
 constexpr bool kIsNumber = std::is_same_v<T, std::int64_t> || std::is_same_v<T, std::uint64_t> ||
-                           std::is_same_v<T, double>;
+                           std::is_same_v<T, double> || std::is_same_v<T, Decimal>;
 
 struct Equal {
   template <class A, class B>
@@ -41,8 +41,13 @@ struct Equal {
   static bool numbers(std::int64_t a, std::uint64_t b) { return std::cmp_equal(a, b); }
   static bool numbers(std::int64_t a, double b) { return exactSigned(b) == a; }
   static bool numbers(std::uint64_t a, double b) { return exactUnsigned(b) == a; }
+  static bool numbers(const Decimal& a, std::int64_t b) { return a == Decimal(b); }
+  static bool numbers(const Decimal& a, std::uint64_t b) { return a == Decimal(b); }
+  static bool numbers(const Decimal& a, double b) {
+    return a.real() == b && Decimal::exactly(b) == a;
+  }
   template <class A, class B>
-  static bool numbers(A a, B b) {
+  static bool numbers(const A& a, const B& b) {
     return numbers(b, a);
   }
 };
@@ -54,7 +59,7 @@ std::size_t mixed(std::size_t seed, std::size_t more) {
   return bits ^ bits >> 31;
 }
 
-/// Numbers that are equal across kinds meet in the integer kinds.
+/// Numbers that are equal across kinds meet in the integer kinds, else in the double.
 struct Hash {
   std::size_t operator()(const Null&) const { return 1; }
   std::size_t operator()(bool value) const { return value ? 3 : 2; }
@@ -66,6 +71,11 @@ struct Hash {
     if (const auto exact = exactSigned(number)) return (*this)(*exact);
     if (const auto exact = exactUnsigned(number)) return (*this)(*exact);
     return mixed(5, std::hash<double>{}(number));
+  }
+  std::size_t operator()(const Decimal& number) const {
+    if (const auto exact = number.exactSigned()) return (*this)(*exact);
+    if (const auto exact = number.exactUnsigned()) return (*this)(*exact);
+    return (*this)(number.real());
   }
   std::size_t operator()(const std::string& text) const { return textHash(text); }
   std::size_t operator()(const Data& data) const { return mixed(6, textHash(textOf(data))); }
@@ -105,6 +115,7 @@ std::optional<std::int64_t> Value::integer() const {
   if (const auto* number = get<std::int64_t>()) return *number;
   if (const auto* number = get<bool>()) return *number;
   if (const auto* number = get<double>()) return clamped(*number);
+  if (const auto* number = get<Decimal>()) return number->integer();
   if (const auto* number = get<std::uint64_t>()) {
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
     return static_cast<std::int64_t>(std::min(*number, most));
@@ -114,6 +125,7 @@ std::optional<std::int64_t> Value::integer() const {
 
 std::optional<double> Value::real() const {
   if (const auto* number = get<double>()) return *number;
+  if (const auto* number = get<Decimal>()) return number->real();
   if (const auto* number = get<std::int64_t>()) return static_cast<double>(*number);
   if (const auto* number = get<std::uint64_t>()) return static_cast<double>(*number);
   if (const auto* number = get<bool>()) return *number;

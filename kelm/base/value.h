@@ -14,6 +14,7 @@
 
 #include "kelm/base/data.h"
 #include "kelm/base/date.h"
+#include "kelm/base/decimal.h"
 #include "kelm/base/export.h"
 #include "kelm/base/object.h"
 
@@ -72,17 +73,18 @@ struct Null {
 
 /// One value of a dictionary or list. Absence is not a value: use std::optional<Value>, or
 /// `Null` inside collections. Numbers compare by value across kinds (1 == 1.0 == 1u), a bool
-/// equals only a bool.
+/// equals only a bool; 0.1 as a decimal is not the double 0.1, which is a little more.
 class KELM_API Value {
  public:
-  using Storage = std::variant<Null, bool, std::int64_t, std::uint64_t, double, std::string, Data,
-                               Date, List, Dictionary, ObjectPointer>;
+  using Storage = std::variant<Null, bool, std::int64_t, std::uint64_t, double, Decimal,
+                               std::string, Data, Date, List, Dictionary, ObjectPointer>;
 
   Value() = default;
   Value(Null) {}                                          // NOLINT(google-explicit-constructor)
   Value(std::string text) : storage_(std::move(text)) {}  // NOLINT(google-explicit-constructor)
   Value(std::string_view text) : storage_(std::string(text)) {}      // NOLINT
   Value(const char* text) : storage_(std::string(text)) {}           // NOLINT
+  Value(Decimal number) : storage_(number) {}                        // NOLINT
   Value(Data data) : storage_(std::move(data)) {}                    // NOLINT
   Value(Date date) : storage_(date) {}                               // NOLINT
   Value(List list) : storage_(std::move(list)) {}                    // NOLINT
@@ -116,7 +118,7 @@ class KELM_API Value {
   }
 
   bool isNull() const { return storage_.index() == 0; }
-  bool isNumber() const { return storage_.index() >= 1 && storage_.index() <= 4; }
+  bool isNumber() const { return storage_.index() >= 1 && storage_.index() <= 5; }
   /// Text of a text value; absent for every other kind.
   std::optional<std::string_view> text() const;
   /// The number or bool as a signed integer: truncated towards zero, clamped to the range, 0 for

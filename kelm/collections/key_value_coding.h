@@ -83,6 +83,10 @@ std::optional<T> integralFromValue(const Value& value) {
   if (const auto* number = value.get<std::int64_t>()) return inRange<T>(*number);
   if (const auto* number = value.get<std::uint64_t>()) return inRange<T>(*number);
   if (const auto* flag = value.get<bool>()) return static_cast<T>(*flag);
+  if (const auto* decimal = value.get<Decimal>()) {
+    const auto number = decimal->exactSigned();
+    return number ? inRange<T>(*number) : std::nullopt;
+  }
   const auto* real = value.get<double>();
   if (real == nullptr || !(*real >= -0x1p63 && *real < 0x1p63)) return std::nullopt;
   const auto whole = static_cast<std::int64_t>(*real);
