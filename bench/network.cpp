@@ -5,7 +5,6 @@
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
-#include <malloc.h>
 
 #include <cstdlib>
 #include <memory>
@@ -22,12 +21,10 @@
 namespace {
 
 constexpr std::size_t kMebibyte = 1 << 20;
-constexpr int kMmapThreshold = 128 * 1024;
 
 /// Before there is any thread: binds this process to a processor and forks the server. Keeps the
 /// allocator from adapting, so that no benchmark inherits the heap that another one has grown.
 const bench::TinyHttpServer& prepare() {
-  mallopt(M_MMAP_THRESHOLD, kMmapThreshold);
   bench::pinToOneProcessor();
   return bench::TinyHttpServer::instance();
 }

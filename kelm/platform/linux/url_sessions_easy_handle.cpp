@@ -13,7 +13,7 @@ namespace kelm::platform::url_sessions {
 
 namespace {
 
-constexpr long kReceiveBufferBytes = 128 * 1024;
+constexpr long kReceiveBufferBytes = 64 * 1024;
 constexpr std::size_t kExpectFromBytes = 1024 * 1024;  // from here on libcurl would send "Expect"
 
 /// Headers that frame the message: the transport's own, whatever the request says.
