@@ -1,0 +1,350 @@
+#include "kelm/validation/kelm_amount_formatter.h"
+
+#include <gtest/gtest.h>
+#include <unicode/dcfmtsym.h>
+#include <unicode/decimfmt.h>
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kelm/base/error.h"
+
+namespace kelm {
+namespace {
+
+Decimal decimal(std::string_view text) { return Decimal::fromText(text).value(); }
+
+/// A number's text or "nil".
+std::string shown(const std::optional<Decimal>& number) { return number ? number->text() : "nil"; }
+
+KelmAmountFormatter plain(std::string_view locale) {
+  KelmAmountFormatter formatter;
+  formatter.setLocale(locale);
+  return formatter;
+}
+KelmAmountFormatter amounts(std::string_view locale) {
+  KelmAmountFormatter formatter = KelmAmountFormatter::defaultFormatter();
+  formatter.setLocale(locale);
+  return formatter;
+}
+
+/// Makes a locale that of the user for a scope.
+class UserLocale {
+ public:
+  explicit UserLocale(const char* name) { set(name); }
+  ~UserLocale() { set(earlier_.getName()); }
+  UserLocale(const UserLocale&) = delete;
+  UserLocale& operator=(const UserLocale&) = delete;
+
+ private:
+  static void set(const char* name) {
+    UErrorCode status = U_ZERO_ERROR;
+    icu::Locale::setDefault(icu::Locale(name), status);
+  }
+  const icu::Locale earlier_;
+};
+
+TEST(AmountFormatter, StartsWithTheSettingsOfItsMaker) {
+  const UserLocale user("de_CH");
+  const KelmAmountFormatter made;
+  EXPECT_EQ(made.locale(), "de_CH");
+  EXPECT_FALSE(made.isAmount() || made.currencySymbol() || made.toAppendString());
+  EXPECT_EQ(made.minDecimalDigits(), -1);
+  EXPECT_EQ(made.maxDecimalDigits(), -1);
+  EXPECT_EQ(made.maxIntegerDigits(), -1);
+  EXPECT_EQ(made.roundingPolicy(), 6U);
+
+  KelmAmountFormatter changed = KelmAmountFormatter::defaultFormatter();
+  EXPECT_TRUE(changed.isAmount());
+  EXPECT_EQ(changed.currencySymbol(), "");
+  EXPECT_EQ(changed.minDecimalDigits(), 2);
+  EXPECT_EQ(changed.maxDecimalDigits(), 2);
+  EXPECT_EQ(changed.maxIntegerDigits(), 7);
+  changed.setIsAmount(false);
+  changed.setCurrencySymbol(std::nullopt);
+  EXPECT_TRUE(changed.isAmount());
+  changed.setLocale(std::nullopt);
+  EXPECT_EQ(changed.locale(), "de_CH");
+}
+
+TEST(AmountFormatter, PrintsAmountsAndNumbersAsTheLocaleDoes) {
+  const struct {
+    const char* locale;
+    const char* amount;  // default formatter
+    const char* number;  // decimal style
+    const char* editing;
+  } rows[] = {
+      {"en_US", "-1,234.50", "-1,234.5", "-1234.5"},
+      {"it_IT", "-1.234,50", "-1.234,5", "-1234,5"},
+      {"fr_FR", "-1\u202f234,50", "-1\u202f234,5", "-1234,5"},
+      {"fr_CH", "-1\u202f234.50", "-1\u202f234,5", "-1234,5"},
+      {"de_CH", "-1\u2019234.50", "-1\u2019234.5", "-1234.5"},
+      {"pl_PL", "-1\u00a0234,50", "-1\u00a0234,5", "-1234,5"},
+      {"en_US_POSIX", "-\u00a01234.50", "-1234.5", "-1234.5"},
+      {"sv_SE", "\u22121\u00a0234,50", "\u22121\u00a0234,5", "\u22121234,5"},
+      {"ar_EG", "\u061c-\u200f\u0661\u066c\u0662\u0663\u0664\u066b\u0665\u0660",
+       "\u061c-\u0661\u066c\u0662\u0663\u0664\u066b\u0665",
+       "\u061c-\u0661\u0662\u0663\u0664\u066b\u0665"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(amounts(row.locale).formattedStringWithNumber(decimal("-1234.5")), row.amount);
+    EXPECT_EQ(plain(row.locale).formattedStringWithNumber(decimal("-1234.5")), row.number);
+    EXPECT_EQ(plain(row.locale).editingNumberStringWithNumber(decimal("-1234.5")), row.editing);
+  }
+  EXPECT_EQ(plain("en_IN").formattedStringWithNumber(1234567), "12,34,567");
+  EXPECT_EQ(amounts("en_US").numberStringWithNumber(decimal("1234.5")), "1234.50");
+  EXPECT_EQ(amounts("it_IT").numberStringWithNumber(decimal("1234.5")), "1234.50");
+  EXPECT_EQ(amounts("ar_EG").numberStringWithNumber(decimal("1234.5")),
+            "\u0661\u0662\u0663\u0664.\u0665\u0660");
+  EXPECT_EQ(amounts("en_US").formattedStringWithNumber(std::nullopt), "0.00");
+}
+
+TEST(AmountFormatter, AnEmptySymbolPrintsNothingAndTextsStandWithoutSeparator) {
+  const struct {
+    const char* locale;
+    std::optional<std::string> symbol;
+    const char* text;
+  } rows[] = {
+      {"en_US", "$", "$12.50"},
+      {"en_US", "EUR", "EUR\u00a012.50"},
+      {"en_US", std::nullopt, "12.50"},
+      {"it_IT", "\u20ac", "12,50\u00a0\u20ac"},
+      {"it_IT", std::nullopt, "12,50"},
+      {"en", std::nullopt, "12.50"},
+      {"ja_JP", "\u5186", "\u5186\u00a012.50"},
+      {"he_IL", "", "\u200f12.50\u00a0\u200f"},
+  };
+  for (const auto& row : rows) {
+    KelmAmountFormatter formatter = amounts(row.locale);
+    formatter.setCurrencySymbol(row.symbol);
+    EXPECT_EQ(formatter.formattedStringWithNumber(decimal("12.5")), row.text) << row.locale;
+    formatter.setToPrependString("<");
+    formatter.setToAppendString("> ");
+    EXPECT_EQ(formatter.formattedStringWithNumber(decimal("12.5")),
+              "<" + std::string(row.text) + "> ");
+  }
+}
+
+TEST(AmountFormatter, ReadsWhatWasTypedOrRefusesIt) {
+  const struct {
+    const char* locale;
+    const char* text;
+    const char* formatted;  // read by the default formatter, leniently
+    const char* editing;    // read in decimal style, strictly
+  } rows[] = {
+      {"en_US", "", "0", "0"},
+      {"en_US", "12.5", "12.5", "12.5"},
+      {"en_US", "-12.50", "12.5", "-12.5"},
+      {"en_US", "$1,234.50", "1234.5", "nil"},
+      {"en_US", "1,234.50", "1234.5", "1234.5"},
+      {"en_US", "1234,50", "123450", "nil"},  // "," groups
+      {"en_US", "1.234,50", "nil", "nil"},
+      {"en_US", "12.345", "12.35", "12.345"},
+      {"it_IT", "12,5", "12.5", "12.5"},
+      {"it_IT", "12.5", "nil", "12.5"},  // strictly: at the second attempt
+      {"it_IT", "12.345", "12345", "12345"},
+      {"it_IT", "1.234,50 EUR", "1234.5", "nil"},
+      {"it_IT", "1234.50", "123450", "1234.5"},  // "." groups: a hundred times as much
+      {"it_IT", "1.2.3", "nil", "nil"},
+      {"fr_FR", "1\u202f234,50", "1234.5", "1234.5"},
+      {"ar_EG", "\u0661\u0662\u066b\u0665", "nil", "12.5"},  // leniently only 0-9 are kept
+      {"ar_EG", "12,5", "12.5", "12.5"},
+      {"hi_IN", "\u0967\u0968", "nil", "12"},
+      {"en_US", "12345678.99", "2345678.99", "12345678.99"},  // modulo 10^7
+      {"en_US", "abc", "nil", "nil"},
+      {"en_US", "12abc", "12", "nil"},
+      {"en_US", "12 ", "12", "nil"},
+      {"en_US", " 12", "12", "nil"},
+      {"en_US", "+12", "12", "nil"},
+      {"en_US", "1.2.3", "nil", "nil"},
+      {"en_US", "-0", "0", "0"},
+      {"en_US", "1e5", "15", "nil"},
+      {"en_US", "1E100000000", "0", "nil"},  // of 1100000000 the last seven digits
+      {"sv_SE", "1\u00d710^5", "1105", "nil"},
+      {"en_US", "NaN", "nil", "nil"},
+      {"en_US", "\u221e", "nil", "nil"},
+      {"en_US", "12%", "12", "nil"},
+      {"en_US", ".", "nil", "nil"},
+      {"en_US",
+       "\xff"
+       "1",
+       "1", "nil"},
+      {"en_US",
+       "\xed\xa0\x80"
+       "1",
+       "1", "nil"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(shown(amounts(row.locale).numberWithFormattedString(row.text)), row.formatted)
+        << row.locale << ' ' << row.text;
+    EXPECT_EQ(shown(plain(row.locale).numberWithEditingNumberString(row.text)), row.editing)
+        << row.locale << ' ' << row.text;
+  }
+  EXPECT_EQ(amounts("en_US").numberWithFormattedString(std::nullopt), Decimal());
+  EXPECT_EQ(plain("en_US").numberWithEditingNumberString(std::string_view("1\0", 2)), std::nullopt);
+}
+
+TEST(AmountFormatter, TakesItsOwnTextsOutInOrderBeforeReading) {
+  KelmAmountFormatter formatter = amounts("en_US");
+  formatter.setCurrencySymbol("5.");
+  formatter.setToAppendString("77");
+  formatter.setToPrependString("9");
+  EXPECT_EQ(shown(formatter.numberWithFormattedString("9 125.34 9775.")), "1234");
+  EXPECT_EQ(shown(formatter.numberWithFormattedString("75.7 1")), "1");  // "77" appears, and goes
+}
+
+TEST(AmountFormatter, ReadsNumberStringsWithEitherSeparator) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "0"},
+      {"1,5", "1.5"},
+      {"-1234.50", "-1234.5"},
+      {"1,234.5", "nil"},
+      {"1 ", "nil"},
+      {"1e5", "nil"},
+      {"12x", "nil"},
+      {"-", "nil"},
+      {".5", "0.5"},
+      {"007", "7"},
+      {"\u22125", "-5"},
+      {"\u0661\u0662.\u0665", "12.5"},
+      {"Infinity", "nil"},
+      {"99999999999999999999999999999999999999", "9.9999999999999999999999999999999999999e+37"},
+      {"100000000000000000000000000000000000001", "nil"}};
+  for (const auto& [text, number] : rows)
+    EXPECT_EQ(shown(KelmAmountFormatter::numberWithNumberString(text)), number) << text;
+  EXPECT_EQ(KelmAmountFormatter::numberWithNumberString(std::nullopt), Decimal());
+}
+
+TEST(AmountFormatter, ConversionsReadThenPrint) {
+  const KelmAmountFormatter formatter = amounts("it_IT");
+  EXPECT_EQ(formatter.editingNumberStringWithFormattedString("1.234,5 \u20ac"), "1234,50");
+  EXPECT_EQ(formatter.numberStringWithFormattedString("1.234,5"), "1234.50");
+  EXPECT_EQ(formatter.formattedStringWithEditingNumberString("-1234,5"), "-1.234,50");
+  EXPECT_EQ(formatter.numberStringWithEditingNumberString("12.5"), "12.50");
+  EXPECT_EQ(formatter.numberStringWithEditingNumberString("abc"), "0.00");
+}
+
+TEST(AmountFormatter, RoundsAndPads) {
+  const char* const halves[] = {"3", "2", "2", "3", "2", "2", "3"};
+  for (std::uint64_t policy = 0; policy <= 6; ++policy) {
+    KelmAmountFormatter formatter = plain("en_US");
+    formatter.setMaxDecimalDigits(0);
+    formatter.setRoundingPolicy(policy);
+    EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("2.5"))), halves[policy]);
+  }
+  KelmAmountFormatter formatter = amounts("en_US");
+  EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("1.005"))), "1.01");
+  EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("9999999.995"))), "0");
+  EXPECT_EQ(formatter.consolidateRoundingNumber(std::nullopt), std::nullopt);
+
+  EXPECT_EQ(formatter.decimalPartFromNumberString("12"), "00");
+  EXPECT_EQ(formatter.decimalPartFromNumberString("12.5"), "50");
+  EXPECT_EQ(formatter.decimalPartFromNumberString("12.345"), "345");
+  EXPECT_EQ(formatter.decimalPartFromNumberString("12..5"), "00");
+  EXPECT_EQ(formatter.normalizeToProperNumberOfDecimalDigits("\U0001F600"), "\U0001F600");
+  EXPECT_THROW(plain("en_US").normalizeToProperNumberOfDecimalDigits("1"), Exception);
+}
+
+TEST(AmountFormatter, RoundNumberReadsAPointAndPrintsForTheUser) {
+  const UserLocale user("it_IT");
+  const auto round = [](std::string_view text, std::int32_t scale, std::uint64_t mode) {
+    return KelmAmountFormatter::roundNumber_withScale_andRoundingMode(text, scale, mode);
+  };
+  EXPECT_EQ(round("1234.565", 2, 6), "1.234,57");
+  EXPECT_EQ(round("1234.565", 2, 5), "1.234,56");
+  EXPECT_EQ(round("-1.5", 0, 0), "-1");
+  EXPECT_EQ(round("1.23456", -1, 6), "1,235");
+  EXPECT_EQ(round("1,5", 2, 6), std::nullopt);
+  EXPECT_EQ(round("", 2, 6), std::nullopt);
+}
+
+/// The number printed by a formatter that is made and set step by step.
+std::string printedStepByStep(const KelmAmountFormatter& settings, const Decimal& number) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::unique_ptr<icu::NumberFormat> made(icu::NumberFormat::createInstance(
+      icu::Locale(settings.locale().c_str()), settings.isAmount() ? UNUM_CURRENCY : UNUM_DECIMAL,
+      status));
+  auto& format = dynamic_cast<icu::DecimalFormat&>(*made);
+  if (settings.isAmount()) {
+    icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
+    symbols.setSymbol(icu::DecimalFormatSymbols::kCurrencySymbol,
+                      icu::UnicodeString::fromUTF8(settings.currencySymbol().value_or("")));
+    format.setDecimalFormatSymbols(symbols);
+  }
+  format.setRoundingMode(static_cast<icu::DecimalFormat::ERoundingMode>(settings.roundingPolicy()));
+  if (settings.minDecimalDigits() >= 0)
+    format.setMinimumFractionDigits(settings.minDecimalDigits());
+  if (settings.maxDecimalDigits() >= 0)
+    format.setMaximumFractionDigits(settings.maxDecimalDigits());
+  if (settings.maxIntegerDigits() >= 0) format.setMaximumIntegerDigits(settings.maxIntegerDigits());
+  format.setMinimumIntegerDigits(1);
+  icu::UnicodeString text;
+  format.format(icu::StringPiece(number.text()), text, nullptr, status);
+  std::string result;
+  return text.toUTF8String(result);
+}
+
+TEST(AmountFormatter, PrintsWhatAFormatterSetStepByStepPrints) {
+  const std::vector<Decimal> numbers = {0,
+                                        decimal("-0.4"),
+                                        decimal("0.995"),
+                                        decimal("-1234567.125"),
+                                        decimal("99999999.5"),
+                                        decimal("1e-20"),
+                                        decimal("12e30")};
+  KelmAmountFormatter formatter;
+  for (const char* locale :
+       {"en_US", "it_IT", "fr_CH", "ar_EG", "hi_IN", "ja_JP", "kw_GB", "es_ES"})
+    for (const char* symbol : {"-", "", "\u20ac", "kr"})
+      for (const std::int32_t least : {-1, 4})
+        for (const std::int32_t most : {-1, 0, 2})
+          for (const std::int32_t integers : {-1, 0, 7})
+            for (const std::uint64_t policy : {1U, 6U}) {
+              formatter.setLocale(locale);
+              formatter.setCurrencySymbol(symbol);
+              formatter.setIsAmount(symbol[0] != '-');
+              formatter.setMinDecimalDigits(least);
+              formatter.setMaxDecimalDigits(most);
+              formatter.setMaxIntegerDigits(integers);
+              formatter.setRoundingPolicy(policy);
+              formatter.setToPrependString("<");
+              for (const Decimal& number : numbers) {
+                // What is trimmed is checked elsewhere.
+                const std::string expected = printedStepByStep(formatter, number);
+                const std::string text = formatter.formattedStringWithNumber(number).substr(1);
+                ASSERT_NE(expected.find(text), expected.npos) << locale << ' ' << text;
+                ASSERT_LE(expected.size() - text.size(), 4U) << locale << ' ' << expected;
+              }
+            }
+}
+
+TEST(AmountFormatter, HostileTextsAndSettingsCostLittle) {
+  KelmAmountFormatter formatter = plain("en_US");
+  const std::string many(1000000, '7');
+  EXPECT_EQ(formatter.numberWithFormattedString(many), std::nullopt);
+  EXPECT_EQ(formatter.numberWithEditingNumberString(many), std::nullopt);
+  EXPECT_EQ(formatter.numberWithFormattedString(std::string(4000, ',') + "5."), std::nullopt);
+  EXPECT_EQ(shown(formatter.numberWithFormattedString(std::string(1000000, 'x') + "5")), "5");
+
+  constexpr auto kMost = std::numeric_limits<std::int32_t>::max();
+  formatter.setMinDecimalDigits(kMost);
+  EXPECT_EQ(formatter.formattedStringWithNumber(1), "1." + std::string(999, '0'));
+  EXPECT_EQ(shown(formatter.consolidateRoundingNumber(1)), "1");
+  formatter.setMaxIntegerDigits(kMost);
+  formatter.setRoundingPolicy(std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("1e164"))), "1e+164");
+  for (const char* locale :
+       {"", "xx_YY", "zh@numbers=hant", "la@numbers=roman", "@@@", "\xff\xfe"}) {
+    formatter.setLocale(locale);
+    EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("12.5"))), "12.5") << locale;
+  }
+  formatter.setLocale(std::string(100000, 'a'));
+  EXPECT_EQ(shown(formatter.consolidateRoundingNumber(decimal("12.5"))), "12.5");
+}
+
+}  // namespace
+}  // namespace kelm
