@@ -11,6 +11,7 @@
 #include <memory>
 #include <utility>
 
+#include "kelm/validation/icu_text.h"
 #include "kelm/validation/prototype_cache.h"
 
 namespace kelm {
@@ -27,10 +28,6 @@ using icu::number::Precision;
 
 constexpr std::int32_t kMostDigits = 999;  // what the formatter itself takes
 constexpr std::int32_t kMostCharacters = 4096;
-
-UnicodeString fromUtf8(std::string_view text) {
-  return UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
-}
 
 std::unique_ptr<DecimalFormat> made(const Locale& locale, bool isCurrency) {
   UErrorCode status = U_ZERO_ERROR;
@@ -63,7 +60,7 @@ std::unique_ptr<DecimalFormat> copyWithSymbols(const DecimalFormat& plain,
   if (!style.currencySymbol && !style.hasPoint) return copy;
   DecimalFormatSymbols symbols(*plain.getDecimalFormatSymbols());
   if (style.currencySymbol)
-    symbols.setSymbol(DecimalFormatSymbols::kCurrencySymbol, fromUtf8(*style.currencySymbol));
+    symbols.setSymbol(DecimalFormatSymbols::kCurrencySymbol, icuText(*style.currencySymbol));
   if (style.hasPoint)
     symbols.setSymbol(DecimalFormatSymbols::kDecimalSeparatorSymbol, UnicodeString(u'.'));
   copy->setDecimalFormatSymbols(symbols);
@@ -126,15 +123,14 @@ std::string formattedNumber(const Decimal& number, const NumberStyle& style) {
           .formatDecimal({digits.data(), static_cast<std::int32_t>(digits.size())}, status)
           .toString(status);
   if (U_FAILURE(status)) return digits;
-  std::string result;
-  return text.toUTF8String(result);
+  return utf8Text(text);
 }
 
 std::optional<Decimal> parsedNumber(std::string_view text, const NumberStyle& style,
                                     NumberReading reading) {
   // A character takes three bytes at most, or two characters four.
   if (text.size() > 3 * kMostCharacters) return {};
-  const UnicodeString typed = fromUtf8(text);
+  const UnicodeString typed = icuText(text);
   const auto plain = prototype(style.locale, style.isCurrency);
   if (!plain || typed.length() > kMostCharacters) return {};
   const auto format = copyWithSymbols(*plain, style);
