@@ -1,76 +1,67 @@
 #include "kelm/base/text_hash.h"
 
-#include <bit>
+#include <cstddef>
 #include <cstring>
 #include <random>
 
 namespace kelm {
 namespace {
 
+__extension__ using Wide = unsigned __int128;
+
 struct Key {
-  std::uint64_t low;
-  std::uint64_t high;
+  std::uint64_t start;
+  std::uint64_t factor;
+  std::uint64_t finish;
 };
 
 Key drawKey() {
   try {
     std::random_device source;
     const auto word = [&] { return std::uint64_t{source()} << 32 | source(); };
-    return {word(), word()};
+    return {word(), word(), word()};
   } catch (...) {  // no source of randomness: the layout of the process differs a little
     static const char place = 0;
-    return {reinterpret_cast<std::uintptr_t>(&place), 0x9e3779b97f4a7c15};
+    return {reinterpret_cast<std::uintptr_t>(&place), 0x9e3779b97f4a7c15, 0xbf58476d1ce4e5b9};
   }
 }
 
-struct SipState {
-  std::uint64_t v0, v1, v2, v3;
+template <class Word>
+std::uint64_t load(const char* at) {
+  Word word;
+  std::memcpy(&word, at, sizeof word);
+  return word;
+}
 
-  explicit SipState(const Key& key)
-      : v0(key.low ^ 0x736f6d6570736575),
-        v1(key.high ^ 0x646f72616e646f6d),
-        v2(key.low ^ 0x6c7967656e657261),
-        v3(key.high ^ 0x7465646279746573) {}
-
-  void round() {
-    v0 += v1;
-    v2 += v3;
-    v1 = std::rotl(v1, 13) ^ v0;
-    v3 = std::rotl(v3, 16) ^ v2;
-    v0 = std::rotl(v0, 32);
-    v2 += v1;
-    v0 += v3;
-    v1 = std::rotl(v1, 17) ^ v2;
-    v3 = std::rotl(v3, 21) ^ v0;
-    v2 = std::rotl(v2, 32);
-  }
-
-  void take(std::uint64_t word) {
-    v3 ^= word;
-    round();
-    v0 ^= word;
-  }
-};
+std::uint64_t folded(std::uint64_t a, std::uint64_t b) {
+  const Wide product = Wide{a} * b;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
 
 }  // namespace
 
 std::uint64_t textHash(std::string_view text) {
   static const Key key = drawKey();
-  SipState state(key);
   const char* at = text.data();
   std::size_t left = text.size();
-  for (; left >= 8; at += 8, left -= 8) {
-    std::uint64_t word;
-    std::memcpy(&word, at, 8);
-    state.take(word);
-  }
+  std::uint64_t state = key.start ^ left;
+  for (; left > 16; at += 16, left -= 16)
+    state = folded(load<std::uint64_t>(at) ^ key.factor, load<std::uint64_t>(at + 8) ^ state);
+  // Two words that cover the last 0 to 16 bytes; in between they overlap.
+  std::uint64_t first = 0;
   std::uint64_t last = 0;
-  if (left > 0) std::memcpy(&last, at, left);
-  state.take(last ^ static_cast<std::uint64_t>(text.size()) << 56);
-  state.v2 ^= 0xff;
-  for (int i = 0; i < 3; ++i)
-    state.round();
-  return state.v0 ^ state.v1 ^ state.v2 ^ state.v3;
+  if (left >= 8) {
+    first = load<std::uint64_t>(at);
+    last = load<std::uint64_t>(at + left - 8);
+  } else if (left >= 4) {
+    first = load<std::uint32_t>(at);
+    last = load<std::uint32_t>(at + left - 4);
+  } else if (left > 0) {
+    first = load<std::uint8_t>(at) << 16 | load<std::uint8_t>(at + left / 2) << 8 |
+            load<std::uint8_t>(at + left - 1);
+  }
+  state = folded(first ^ key.factor, last ^ state);
+  return folded(state ^ key.finish, key.start);
 }
 
 }  // namespace kelm

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <string_view>
 
+#include "kelm/base/export.h"
+
 namespace kelm {
 
-/// SipHash-1-3 of the text under a key that the process draws once, so that nobody outside can
-/// prepare keys that meet in one slot.
-std::uint64_t textHash(std::string_view text);
+/// A hash of the text by folded 128-bit products, under a key that the process draws once, so that
+/// nobody outside can prepare keys that meet in one slot. No digest: it protects tables only.
+KELM_API std::uint64_t textHash(std::string_view text);
 
 }  // namespace kelm
