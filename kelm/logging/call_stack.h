@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "kelm/base/export.h"
+
 namespace kelm::logging {
 
 inline constexpr std::size_t kAllLines = std::numeric_limits<std::size_t>::max();
@@ -14,6 +16,6 @@ inline constexpr std::size_t kAllLines = std::numeric_limits<std::size_t>::max()
 void appendCallStack(std::string& out, const void* caller, std::size_t mostLines);
 
 /// Every line of the calling function's stack, from index 0 on.
-std::vector<std::string> callStackSymbols();
+KELM_API std::vector<std::string> callStackSymbols();
 
 }  // namespace kelm::logging
