@@ -43,7 +43,7 @@ class Input {
   }
   std::string text() {
     const std::size_t size = std::min<std::size_t>(byte(), rest_.size());
-    const std::string text(textOf(rest_.first(size)));
+    std::string text(textOf(rest_.first(size)));
     rest_ = rest_.subspan(size);
     return text;
   }

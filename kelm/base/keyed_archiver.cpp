@@ -131,7 +131,7 @@ class Archiver {
     return index;
   }
 
-  Dictionary record(std::string_view className, Dictionary content) {
+  Dictionary record(std::string_view className, const Dictionary& content) {
     Dictionary stored{{std::string(kClass), reference(classIndex(className))}};
     stored.addEntries(content);
     return stored;

@@ -61,7 +61,7 @@ std::string MultiEndpointManager::getSettingsBundleUrl1() {
   const auto& defaults = *platform::Platform::current().userDefaults;
   const std::optional<std::string> path =
       KelmCoreAppExposedHooks::getInstance().serverBaseContextPath();
-  const std::string endpoint = defaults.text("settingsEndpoint").value_or("");
+  std::string endpoint = defaults.text("settingsEndpoint").value_or("");
   if (!endpoint.empty()) {
     if (beginsWith(endpoint, "http://") || beginsWith(endpoint, "https://")) return endpoint;
     return format("http://%@/%@", endpoint, path);

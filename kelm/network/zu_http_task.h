@@ -128,7 +128,7 @@ class KELM_API ZuHTTPTask : public Object, public std::enable_shared_from_this<Z
   /// or the task has no session). Never, if `buildRequest` gives none. What `buildRequest` or
   /// `taskWillExecute:` raises reaches the caller instead, and the task is disposed of.
   /// REQUIRES a transformation when there is a completion: raises NSInvalidArgumentException.
-  void performWithTransformation_withNetworkCompletion(ZuHTTPTransformation transformation,
+  void performWithTransformation_withNetworkCompletion(const ZuHTTPTransformation& transformation,
                                                        ZuHTTPCompletion completion);
   /// `performAsyncNetworkTaskWithCompletion:` The same; the result is the response itself.
   void performAsyncNetworkTaskWithCompletion(ZuHTTPResponseCompletion completion);
@@ -193,7 +193,7 @@ class KELM_API ZuHTTPTask : public Object, public std::enable_shared_from_this<Z
   struct Answer;
 
   RequestInputs requestInputs() const;
-  void start(std::shared_ptr<const platform::UrlRequest>, const ZuHTTPTransformation&);
+  void start(const std::shared_ptr<const platform::UrlRequest>&, const ZuHTTPTransformation&);
   static void deliver(std::shared_ptr<ZuHTTPTask> task, Answer answer);
   void endBackgroundTask();
   void complete(const std::shared_ptr<ZuHTTPResponse>&, const ZuHTTPTransformation&);

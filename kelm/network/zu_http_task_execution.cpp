@@ -59,7 +59,7 @@ std::optional<std::vector<platform::Cookie>> cookiesFor(const platform::UrlSessi
 }  // namespace
 
 void ZuHTTPTask::performWithTransformation_withNetworkCompletion(
-    ZuHTTPTransformation transformation, ZuHTTPCompletion completion) {
+    const ZuHTTPTransformation& transformation, ZuHTTPCompletion completion) {
   if (completion && !transformation)
     throw Exception(exception_name::kInvalidArgument, "a completion needs a transformation");
   {
@@ -92,7 +92,7 @@ void ZuHTTPTask::performAsyncNetworkTaskWithCompletion(ZuHTTPResponseCompletion 
       std::move(passOn));
 }
 
-void ZuHTTPTask::start(std::shared_ptr<const platform::UrlRequest> request,
+void ZuHTTPTask::start(const std::shared_ptr<const platform::UrlRequest>& request,
                        const ZuHTTPTransformation& transformation) {
   const std::shared_ptr<platform::UrlSession> session = currentSession();
   auto cookies = cookiesFor(session.get(), request->url);
@@ -105,7 +105,7 @@ void ZuHTTPTask::start(std::shared_ptr<const platform::UrlRequest> request,
   auto background =
       application ? BackgroundTask::begin(std::move(application), "KelmTask " + classNameOf(*this))
                   : nullptr;
-  auto answered = [task = shared_from_this(), transformation](
+  auto answered = [task = shared_from_this(), transformation = transformation](
                       Data body, std::shared_ptr<const platform::UrlResponse> response,
                       std::optional<Error> error) mutable {
     deliver(std::move(task),

@@ -59,10 +59,11 @@ bool isTooLong(const std::string& path) {
   return status && status->size > kLargestFileBytes;
 }
 
-ReliableQueueDone makeDone(std::shared_ptr<VaspSecureFileHandler> files, std::string path) {
+ReliableQueueDone makeDone(const std::shared_ptr<VaspSecureFileHandler>& files,
+                           const std::string& path) {
   // A file of the same name that is saved after the removal is not this payload any more.
   auto removed = std::make_shared<std::atomic<bool>>(false);
-  return [=](const std::optional<Error>& error) {
+  return [files, path, removed](const std::optional<Error>& error) {
     report(log_level::kInfo, kInternal, kProcess, "Process payload completed with error:%@", error);
     if (error || removed->exchange(true)) return;
     if (!files->removeFileWithFullPath(path)) removed->store(false);

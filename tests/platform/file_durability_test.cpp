@@ -252,15 +252,16 @@ TEST(FileDurability, FileInFoldersThatWereJustMadeOrMovedIsThereAtTheEnd) {
          w.put("a/b/f", "newer");
        }},
   };
-  for (const auto& [name, run] : kWays) {
+  for (const auto& way : kWays) {
+    SCOPED_TRACE(way.first);
     Recorded recorded;
     const Disk before = recorded.disk();
-    run(recorded.world);
+    way.second(recorded.world);
     int states = 0;
     const std::vector<Event>& events = recorded.calls->events;
     forEachDisk(before, events, events.size(), [&](const Disk& disk) {
       ++states;
-      EXPECT_EQ(disk.find(recorded.number(""), "a/b/f"), recorded.number("a/b/f")) << name;
+      EXPECT_EQ(disk.find(recorded.number(""), "a/b/f"), recorded.number("a/b/f"));
     });
     EXPECT_GE(states, 1);
   }

@@ -34,7 +34,7 @@ void fill(httplib::Response& response, HttpReply reply) {
       response.headers.emplace(name, value);
   }
   if (!reply.chunked) {
-    response.set_content(std::move(reply.body), type.c_str());
+    response.set_content(reply.body, type.c_str());
     return;
   }
   response.set_chunked_content_provider(

@@ -37,7 +37,7 @@ class XdgHomeFolders : public HomeFolders {
 
 }  // namespace
 
-std::shared_ptr<HomeFolders> makeHomeFolders(std::shared_ptr<Bundle> bundle) {
+std::shared_ptr<HomeFolders> makeHomeFolders(const std::shared_ptr<Bundle>& bundle) {
   return std::make_shared<XdgHomeFolders>(bundle->identifier().value_or("local"));
 }
 

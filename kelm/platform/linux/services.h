@@ -26,9 +26,9 @@ std::shared_ptr<FileSystem> makeFileSystem(std::shared_ptr<const FileCalls> call
 std::shared_ptr<FileSystem> makeUnsyncedFileSystem();
 std::shared_ptr<FileAttributes> makeFileAttributes();
 std::shared_ptr<Bundle> makeBundle();
-std::shared_ptr<HomeFolders> makeHomeFolders(std::shared_ptr<Bundle> bundle);
+std::shared_ptr<HomeFolders> makeHomeFolders(const std::shared_ptr<Bundle>& bundle);
 std::shared_ptr<UserDefaults> makeUserDefaults(std::shared_ptr<FileSystem> files,
-                                               std::shared_ptr<Bundle> bundle);
+                                               const std::shared_ptr<Bundle>& bundle);
 std::shared_ptr<Dispatcher> makeDispatcher(std::shared_ptr<Clock> clock,
                                            std::shared_ptr<Console> console);
 std::shared_ptr<NotificationCenter> makeNotificationCenter();

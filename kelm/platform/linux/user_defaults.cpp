@@ -96,7 +96,7 @@ class JsonUserDefaults : public UserDefaults {
 }  // namespace
 
 std::shared_ptr<UserDefaults> makeUserDefaults(std::shared_ptr<FileSystem> files,
-                                               std::shared_ptr<Bundle> bundle) {
+                                               const std::shared_ptr<Bundle>& bundle) {
   const std::string application = bundle->identifier().value_or("local");
   return std::make_shared<JsonUserDefaults>(
       std::move(files), xdgFolder("XDG_CONFIG_HOME", ".config") + '/' + application);
