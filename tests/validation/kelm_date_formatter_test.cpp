@@ -1,19 +1,16 @@
 #include "kelm/validation/kelm_date_formatter.h"
 
 #include <gtest/gtest.h>
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
-#include <unicode/unistr.h>
 
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "kelm/validation/kelm_amount_formatter.h"
+#include "tests/support/step_by_step.h"
 
 namespace kelm {
 namespace {
@@ -246,30 +243,15 @@ TEST(DateFormatter, PrintsAndReadsAsAFormatterThatIsMadeForEachText) {
          {"d/M/y", "ddMMyy", "yyyy-MM-dd", "u M d H:m:s.SSS", "EEE d MMM", "h a", "D w W e k K",
           "dd'T'MM'T'y", "yyyyyyyyyyyyyyyyyyyyyyyy", "A"}) {
       const KelmDateFormatter ours = formatter(pattern, locale);
-      UErrorCode status = U_ZERO_ERROR;
-      icu::SimpleDateFormat theirs(icu::UnicodeString::fromUTF8(pattern), icu::Locale(locale),
-                                   status);
-      theirs.adoptTimeZone(icu::TimeZone::createTimeZone("GMT"));
-      theirs.set2DigitYearStart(-631152000000.0, status);
-      for (const double seconds : dates) {
-        icu::UnicodeString text;
-        theirs.format(seconds * 1000 + 0.5, text);
-        std::string expected;
-        EXPECT_EQ(ours.formattedStringWithDate(Date{seconds}), Text(text.toUTF8String(expected)))
+      icu::SimpleDateFormat theirs = test::dateFormat(pattern, locale, *icu::TimeZone::getGMT());
+      for (const double seconds : dates)
+        EXPECT_EQ(ours.formattedStringWithDate(Date{seconds}),
+                  test::datePrintedStepByStep(theirs, seconds))
             << pattern << ' ' << locale;
-      }
       for (const char* typed : texts) {
-        const icu::UnicodeString text = icu::UnicodeString::fromUTF8(typed);
-        std::unique_ptr<icu::Calendar> calendar(theirs.getCalendar()->clone());
-        calendar->clear();
-        calendar->set(UCAL_YEAR, 2000);
-        icu::ParsePosition position(0);
-        theirs.parse(text, *calendar, position);
-        std::optional<double> expected;
-        if (position.getErrorIndex() < 0 && position.getIndex() == text.length())
-          expected = calendar->getTime(status) / 1000.0;
         const auto date = ours.dateWithFormattedString(typed);
-        EXPECT_EQ(date ? std::optional(date->secondsSince1970) : std::nullopt, expected)
+        EXPECT_EQ(date ? std::optional(date->secondsSince1970) : std::nullopt,
+                  test::dateReadStepByStep(theirs, typed))
             << pattern << ' ' << locale << ' ' << typed;
       }
     }

@@ -1,0 +1,70 @@
+// link: kelm_validation ICU::uc ICU::i18n
+// Two bytes of settings, then what someone typed: reading never gives a number that does not print
+// and read back, agrees with a formatter that is set step by step, and costs little.
+
+#include <cstdlib>
+
+#include "kelm/base/data.h"
+#include "kelm/validation/kelm_amount_formatter.h"
+#include "tests/support/step_by_step.h"
+
+using kelm::Decimal;
+using kelm::KelmAmountFormatter;
+
+namespace {
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+KelmAmountFormatter formatterOf(std::uint8_t first, std::uint8_t second) {
+  constexpr const char* kLocales[] = {"en_US", "it_IT", "fr_CH", "ar_EG",
+                                      "pl_PL", "hi_IN", "sv_SE", "de_CH"};
+  constexpr const char* kSymbols[] = {"", "\u20ac", "kr", "1."};
+  KelmAmountFormatter formatter;
+  formatter.setLocale(kLocales[first % 8]);
+  formatter.setCurrencySymbol(kSymbols[first / 8 % 4]);
+  formatter.setIsAmount(first / 32 % 2 == 1);
+  formatter.setRoundingPolicy(first / 64 + 3);
+  formatter.setMinDecimalDigits(second % 4 - 1);
+  formatter.setMaxDecimalDigits(second / 4 % 8 - 1);
+  formatter.setMaxIntegerDigits(second / 32 * 5 - 1);
+  return formatter;
+}
+
+void checkNumber(const KelmAmountFormatter& formatter, const Decimal& number) {
+  require(Decimal::fromText(number.text()) == number);
+  // Rounded and cut once, a number stays.
+  require(formatter.consolidateRoundingNumber(number) == number);
+  require(formatter.formattedStringWithNumber(number) ==
+          kelm::test::amountPrintedStepByStep(formatter, number));
+  require(formatter.numberWithEditingNumberString(
+              formatter.editingNumberStringWithNumber(number)) == number);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  if (size < 2) return 0;
+  const KelmAmountFormatter formatter = formatterOf(bytes[0], bytes[1]);
+  const std::string_view text = kelm::textOf({bytes + 2, size - 2});
+  if (const auto number = Decimal::fromText(text)) {
+    require(Decimal::fromText(number->text()) == number);
+    const auto rounded = formatter.consolidateRoundingNumber(number);
+    if (rounded) checkNumber(formatter, *rounded);
+  }
+  if (const auto number = formatter.numberWithEditingNumberString(text))
+    checkNumber(formatter, *number);
+  if (const auto number = KelmAmountFormatter::numberWithNumberString(text))
+    require(Decimal::fromText(number->text()) == number);
+  const auto number = formatter.numberWithFormattedString(text);
+  if (number) {
+    require(!number->isNegative());
+    checkNumber(formatter, *number);
+  }
+  if (size < 100 && !text.empty() &&
+      text.find_first_not_of("1234567890.,") == std::string_view::npos &&
+      (formatter.currencySymbol()->empty() || text.find("1.") == std::string_view::npos))
+    require(number == kelm::test::amountReadStepByStep(formatter, text));
+  return 0;
+}
