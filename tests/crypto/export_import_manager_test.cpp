@@ -1,0 +1,109 @@
+#include "kelm/crypto/crypto_export_import_manager.h"
+
+#include <openssl/crypto.h>
+#include <openssl/x509.h>
+
+#include "kelm/crypto/key_type.h"
+#include "tests/crypto/rsa_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+const CryptoExportImportManager kManager;
+
+TEST(CryptoExportImportManager, LengthsTakeTheFewestBytes) {
+  const struct {
+    std::size_t length;
+    std::size_t needed;
+    std::string encoded;
+  } rows[] = {
+      {0, 0, "00"},
+      {1, 1, "01"},
+      {127, 1, "7f"},
+      {128, 1, "8180"},
+      {255, 1, "81ff"},
+      {256, 2, "820100"},
+      {65535, 2, "82ffff"},
+      {65536, 3, "83010000"},
+      {0x1000000, 4, "8401000000"},
+      {0xffffffff, 4, "84ffffffff"},
+      {0x100000000, 5, "850100000000"},
+      {0x7fffffffffffffff, 8, "887fffffffffffffff"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(static_cast<std::int64_t>(row.length)),
+              row.needed);
+    std::array<std::uint8_t, 9> buffer{};
+    const std::size_t size = kManager.encodeASN1LengthParameter_buffer(row.length, buffer);
+    EXPECT_EQ(Data(buffer.begin(), buffer.begin() + size), bytesOfColumn(row.encoded));
+  }
+  EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(-1), 0U);
+}
+
+TEST(CryptoExportImportManager, RsaKeyExportsToWhatOpenSslWrites) {
+  const Data exported = fileOf("public_key_info.der");
+  EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(fileOf("public_key.der"),
+                                                          kSecAttrKeyTypeRSA, 2048),
+            exported);
+  EXPECT_EQ(kManager.exportRSAPublicKeyToDER_keyType_keySize(fileOf("public_key.der"), "", -1),
+            exported);
+  EXPECT_EQ(kManager.exportPublicKeyToPEM_keyType_keySize(fileOf("public_key.der"),
+                                                          kSecAttrKeyTypeRSA, 0),
+            kManager.PEMKeyFromDERKey(exported));
+}
+
+TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
+  const KeyReference key =
+      kManager.importPublicKeyReferenceFromDERCertificate(fileOf("certificate_ec.der"));
+  const Data point = *externalRepresentation(key.get());
+  ASSERT_EQ(point.size(), 65U);
+  const struct {
+    std::int64_t size;
+    DataView header;
+  } rows[] = {{256, kCryptoExportImportManagerSecp256r1header},
+              {384, kCryptoExportImportManagerSecp384r1header},
+              {521, kCryptoExportImportManagerSecp521r1header},
+              {255, DataView()}};
+  for (const auto& row : rows) {
+    Data expected(row.header.begin(), row.header.end());
+    append(expected, point);
+    EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(point, kSecAttrKeyTypeEC, row.size),
+              expected);
+    EXPECT_EQ(kManager.exportECPublicKeyToPEM_keyType_keySize(point, "", row.size),
+              kManager.PEMKeyFromDERKey(expected));
+  }
+  unsigned char* info = nullptr;
+  const int size = i2d_PUBKEY(key->native.get(), &info);
+  EXPECT_EQ(kManager.exportECPublicKeyToDER_keyType_keySize(point, "", 256),
+            Data(info, info + size));
+  OPENSSL_free(info);
+}
+
+TEST(CryptoExportImportManager, UnknownKeyTypeGivesNone) {
+  EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(Data{1}, "44", 256), std::nullopt);
+  EXPECT_EQ(kManager.exportPublicKeyToPEM_keyType_keySize(Data{1}, "", 256), std::nullopt);
+}
+
+TEST(CryptoExportImportManager, PemBreaksAfterEach64Letters) {
+  const std::string begin = "-----BEGIN PUBLIC KEY-----\n";
+  const std::string end = "-----END PUBLIC KEY-----";
+  EXPECT_EQ(kManager.PEMKeyFromDERKey({}), begin + end);
+  EXPECT_EQ(kManager.PEMKeyFromDERKey(Data(48, 0)), begin + std::string(64, 'A') + "\n" + end);
+  EXPECT_EQ(kManager.PEMKeyFromDERKey(Data(49, 0)),
+            begin + std::string(64, 'A') + "\nAA==\n" + end);
+}
+
+TEST(CryptoExportImportManager, ImportTakesTheKeyOfOneWholeCertificateSilently) {
+  const LogCapture log;
+  const KeyReference key =
+      kManager.importPublicKeyReferenceFromDERCertificate(fileOf("certificate_rsa.der"));
+  EXPECT_EQ(externalRepresentation(key.get()), fileOf("public_key.der"));
+  Data longer = fileOf("certificate_rsa.der");
+  longer.push_back(0);
+  for (const Data& wrong : {Data(), longer, fileOf("public_key_info.der")})
+    EXPECT_EQ(kManager.importPublicKeyReferenceFromDERCertificate(wrong), nullptr);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+}  // namespace
+}  // namespace kelm::test

@@ -1,0 +1,185 @@
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+
+#include <memory>
+
+#include "kelm/crypto/vasp_rsa_key_util.h"
+#include "kelm/crypto/vasp_sha2.h"
+#include "kelm/crypto/zu_sign_checker.h"
+#include "tests/crypto/rsa_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr std::uint32_t kSha256 = VaspRSA::kSha256SignaturePadding;
+constexpr std::size_t kBlockBytes = 256;
+const DataView kText = bytesOf("signed text");
+const Data kSha256Info = bytesOfColumn("3031300d060960864801650304020105000420");
+
+/// The block to the power of the private (for a signature) or the public exponent.
+Data power(Data block, KeyPart part) {
+  const auto rsa = part == KeyPart::Private ? privateHalf() : publicHalf();
+  const bool isPrivate = part == KeyPart::Private;
+  EVP_PKEY* const key = (isPrivate ? rsa->privateKey() : rsa->publicKey())->native.get();
+  const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
+      EVP_PKEY_CTX_new(key, nullptr), EVP_PKEY_CTX_free);
+  const auto start = isPrivate ? EVP_PKEY_sign_init : EVP_PKEY_encrypt_init;
+  const auto transform = isPrivate ? EVP_PKEY_sign : EVP_PKEY_encrypt;
+  Data result(kBlockBytes);
+  std::size_t size = result.size();
+  EXPECT_EQ(start(context.get()), 1);
+  EXPECT_EQ(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING), 1);
+  EXPECT_EQ(transform(context.get(), result.data(), &size, block.data(), block.size()), 1);
+  return result;
+}
+
+/// Start, 0xff as often as there is room, the rest.
+Data block(const std::string& start, const Data& rest) {
+  Data bytes = bytesOfColumn(start);
+  bytes.resize(kBlockBytes - rest.size(), 0xff);
+  append(bytes, rest);
+  return bytes;
+}
+
+Data joined(std::initializer_list<Data> parts) {
+  Data all;
+  for (const Data& part : parts)
+    append(all, part);
+  return all;
+}
+
+const ZuSignChecker& checker() {
+  static const auto* const kChecker =
+      new ZuSignChecker(ZuSignChecker::initWithPublicKey(base64Of(fileOf("certificate_rsa.der"))));
+  return *kChecker;
+}
+
+TEST(RsaVectors, PublishedExamplesVerifyAndDecrypt) {
+  for (const Row& row : rowsOf("rsa_pkcs1.txt")) {
+    const auto column = [&row](std::size_t index) { return bytesOfColumn(row.at(index)); };
+    if (row.at(1) == "rsa-verify") {
+      const Data der =
+          *VaspRSAKeyUtil::generateRSAPublicKeyWithModulus_exponent(column(2), column(3));
+      const auto rsa = VaspRSA::initWithSecKeyRefPublicKey(rsaKeyOfPkcs1(der, KeyPart::Public));
+      EXPECT_TRUE(rsa->check_withSign_withPadding(column(4), column(5), kSha256)) << row.at(0);
+    } else {
+      ASSERT_EQ(row.at(1), "rsa-decrypt");
+      const auto rsa =
+          VaspRSA::initWithSecKeyRefPrivateKey(rsaKeyOfPkcs1(column(2), KeyPart::Private));
+      EXPECT_EQ(rsa->decryptWithData(column(3)), column(4)) << row.at(0);
+    }
+  }
+}
+
+TEST(RsaForgeries, OnlyTheOneEncodingOfADigestIsASignature) {
+  const Data digest = *VaspSha2::sha256ByteDigestForData(kText);
+  const Data info = joined({kSha256Info, digest});
+  const Data withoutNull = joined({bytesOfColumn("302f300b06096086480165030402010420"), digest});
+  const Data longLength =
+      joined({bytesOfColumn("308131300d060960864801650304020105000420"), digest});
+  Data otherDigest = info;
+  otherDigest[14] = 2;  // SHA-384's identifier
+  const struct {
+    Data content;
+    bool holds;
+    const char* reason;
+  } rows[] = {
+      {block("0001", joined({{0}, info})), true, "the encoding itself"},
+      {block("0002", joined({{0}, info})), false, "another block type"},
+      {block("0000", joined({{0}, info})), false, "another block type"},
+      {block("0001", joined({{0}, withoutNull})), false, "no NULL parameters"},
+      {block("0001", joined({{0}, longLength})), false, "a length in long form"},
+      {block("0001", joined({{0}, otherDigest})), false, "another algorithm"},
+      {block("0001", joined({{0}, digest})), false, "no identifier"},
+      {block("0001", joined({{0}, info, Data(1, 0)})), false, "a byte after it"},
+      {joined({bytesOfColumn("0001ffffffffffffffff00"), info, Data(194, 0x5a)}), false,
+       "garbage in place of padding"},
+      {joined({bytesOfColumn("0001"), Data(202, 0xfe), {0}, info}), false, "other padding bytes"},
+      {block("0001", info), false, "no end of the padding"},
+      {Data(kBlockBytes, 0), false, "zero"},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(row.content.size(), kBlockBytes) << row.reason;
+    const Data signature = power(row.content, KeyPart::Private);
+    EXPECT_EQ(publicHalf()->check_withSign_withPadding(kText, signature, kSha256), row.holds)
+        << row.reason;
+    EXPECT_EQ(checker().isSign_validForData(signature, kText), row.holds) << row.reason;
+  }
+}
+
+TEST(RsaForgeries, WrongEncryptionPaddingIsRefusedWithOneMessage) {
+  const Data filling(245, 0x11);
+  const Data good = joined({bytesOfColumn("0002"), Data(8, 0x22), {0}, filling});
+  EXPECT_EQ(privateHalf()->decryptWithData(power(good, KeyPart::Public)), filling);
+  const Data rows[] = {
+      joined({bytesOfColumn("0001"), Data(8, 0x22), {0}, filling}),
+      joined({bytesOfColumn("0102"), Data(8, 0x22), {0}, filling}),
+      joined({bytesOfColumn("0002"), Data(7, 0x22), {0, 0x11}, filling}),
+      joined({bytesOfColumn("0002"), Data(254, 0x22)}),
+      Data(kBlockBytes, 0),
+  };
+  LogCapture log;
+  for (const Data& row : rows) {
+    ASSERT_EQ(row.size(), kBlockBytes);
+    EXPECT_EQ(privateHalf()->decryptWithData(power(row, KeyPart::Public)), std::nullopt);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("ERROR RSA Cant decrypt, error: Unable to decode the provided data."));
+    log.clear();
+  }
+}
+
+TEST(RsaForgeries, FlippedAndCutSignaturesAreRefused) {
+  const Data good = fileOf("signature_sha256.bin");
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    Data bad = good;
+    bad[at] ^= static_cast<std::uint8_t>(1U << at % 8);
+    EXPECT_FALSE(checker().isSign_validForData(bad, kText)) << at;
+    EXPECT_FALSE(checker().isSign_validForData(DataView(good).first(at), kText)) << at;
+  }
+  Data longer = good;
+  longer.insert(longer.begin(), 0);
+  EXPECT_FALSE(checker().isSign_validForData(longer, kText));
+}
+
+TEST(ZuSignChecker, AcceptsSha1AndSha256OverTheData) {
+  const LogCapture log;
+  for (const char* const file : {"signature_sha1.bin", "signature_sha256.bin"}) {
+    EXPECT_TRUE(checker().isSign_validForData(fileOf(file), kText));
+    EXPECT_TRUE(checker().isB64Sign_validForData(base64Of(fileOf(file)), kText));
+    EXPECT_FALSE(checker().isSign_validForData(fileOf(file), bytesOf("other text")));
+  }
+  EXPECT_FALSE(checker().isSign_validForData(fileOf("signature_sha512.bin"), kText));
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+}
+
+TEST(ZuSignChecker, NothingToCheckIsSilentlyFalse) {
+  const LogCapture log;
+  const Data signature = fileOf("signature_sha1.bin");
+  EXPECT_FALSE(checker().isSign_validForData(std::nullopt, kText));
+  EXPECT_FALSE(checker().isSign_validForData(DataView(), kText));
+  EXPECT_FALSE(checker().isSign_validForData(signature, std::nullopt));
+  EXPECT_FALSE(checker().isSign_validForData(signature, DataView()));
+  EXPECT_FALSE(checker().isB64Sign_validForData(std::nullopt, kText));
+  EXPECT_FALSE(checker().isB64Sign_validForData("", kText));
+  EXPECT_FALSE(checker().isB64Sign_validForData("QQ=", kText));
+  EXPECT_FALSE(checker().isB64Sign_validForData("-", kText));
+  EXPECT_FALSE(checker().isB64Sign_validForData(base64Of(signature), std::nullopt));
+  EXPECT_THAT(recordsOf(log), IsEmpty());
+}
+
+TEST(ZuSignChecker, WithoutAUsableCertificateEveryCheckIsFalse) {
+  LogCapture log;
+  const auto rejecting = ZuSignChecker::initWithPublicKey(base64Of(fileOf("public_key_info.der")));
+  EXPECT_THAT(log.lines(), ElementsAre("ERROR DER data is invalid"));
+  log.clear();
+  EXPECT_FALSE(rejecting.isSign_validForData(fileOf("signature_sha1.bin"), kText));
+  EXPECT_THAT(log.lines(), IsEmpty());
+  (void)ZuSignChecker::initWithPublicKey(std::nullopt);
+  EXPECT_THAT(log.lines(), ::testing::Contains("ERROR DER data is nil"));
+}
+
+}  // namespace
+}  // namespace kelm::test
