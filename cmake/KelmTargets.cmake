@@ -27,7 +27,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_compile_options(-Wthread-safety)
 else()
   # g++ 12, when it optimises, sees overlaps and ends of arrays where std::string has none.
-  add_compile_options(-Wno-restrict -Wno-array-bounds -Wno-stringop-overflow)
+  add_compile_options(-Wno-restrict -Wno-array-bounds -Wno-stringop-overflow
+                      -Wno-stringop-overread)
 endif()
 if(KELM_BUILD_FUZZERS)
   set(KELM_SANITIZE fuzzer-no-link,address,undefined)
