@@ -143,6 +143,7 @@ TEST(AmountFormatter, ReadsWhatWasTypedOrRefusesIt) {
       {"en_US", "12.345", "12.35", "12.345"},
       {"it_IT", "12,5", "12.5", "12.5"},
       {"it_IT", "12.5", "nil", "12.5"},  // strictly: at the second attempt
+      {"it_IT", "12.50", "1250", "12.5"},
       {"it_IT", "12.345", "12345", "12345"},
       {"it_IT", "1.234,50 EUR", "1234.5", "nil"},
       {"it_IT", "1234.50", "123450", "1234.5"},  // "." groups: a hundred times as much
@@ -159,6 +160,7 @@ TEST(AmountFormatter, ReadsWhatWasTypedOrRefusesIt) {
       {"en_US", "+12", "12", "nil"},
       {"en_US", "1.2.3", "nil", "nil"},
       {"en_US", "-0", "0", "0"},
+      {"fr_FR", "1234.50", "123450", "1234.5"},
       {"en_US", "1e5", "15", "nil"},
       {"en_US", "1E100000000", "0", "nil"},  // of 1100000000 the last seven digits
       {"sv_SE", "1\u00d710^5", "1105", "nil"},

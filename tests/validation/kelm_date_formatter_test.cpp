@@ -124,6 +124,7 @@ TEST(DateFormatter, ReadsLenientlyButTheWholeText) {
       {"yyyy-MM-dd'T'HH:mm:ss.SSS", "2023-02-03T00:00:01.500", kFebruary3 * kDay + 1.5},
       {"HH:mm", "10:15", 10957 * kDay + 10 * 3600 + 900},  // of 2000-01-01
       {"HH:mm", "24:00", 10958 * kDay},
+      {"HH:mm", "25:61", {}},
       {"d/M/yy", "1/1/49", 28855 * kDay},  // 2049
       {"d/M/yy", "1/1/50", -7305 * kDay},  // 1950
       {"d/M/yy", "1/1/1949", -7670 * kDay},
@@ -167,6 +168,7 @@ TEST(DateFormatter, TimestampsAreCutAndClamped) {
   EXPECT_EQ(F::timestampWithDate(std::nullopt), 0);
   EXPECT_EQ(F::timestampWithDate(Date{1e300}), kMost);
   EXPECT_EQ(F().dateWithTimestamp(-1), Date{-0.001});
+  EXPECT_EQ(F::timestampWithDate(F().dateWithTimestamp(1001)), 1000);  // 1000.9999999999999
   const struct {
     const char* text;
     std::int64_t number;
