@@ -71,6 +71,24 @@ struct Type {
   bool isSummer;
 };
 
+/// The type before any transition and the one after each; absent when they are malformed.
+std::optional<std::vector<Type>> typesFrom(Bytes& bytes, const Header& counts) {
+  const DataView indices = bytes.take(counts.times);
+  std::vector<Type> types;
+  for (std::size_t i = 0; i < counts.types; ++i) {
+    const auto offset = static_cast<std::int32_t>(static_cast<std::uint32_t>(bytes.number(4)));
+    if (offset < -kMostOffset || offset > kMostOffset) return {};
+    types.push_back({offset, bytes.number(1) != 0});
+    bytes.take(1);
+  }
+  std::vector<Type> succession{types.front()};
+  for (const std::uint8_t index : indices) {
+    if (index >= types.size()) return {};
+    succession.push_back(types[index]);
+  }
+  return succession;
+}
+
 /// The offsets of a succession of types. A summer time that lies behind the standard time, as
 /// Ireland's winter does in the files, is taken for the standard time, and the other for summer.
 std::vector<ZoneOffset> offsetsOf(const std::vector<Type>& types) {
@@ -105,20 +123,9 @@ std::optional<ZoneTable> ZoneTable::fromTzif(DataView file) {
   ZoneTable table;
   for (std::size_t i = 0; i < counts->times; ++i)
     table.transitions_.push_back({static_cast<std::int64_t>(bytes.number(8)), {}});
-  const DataView indices = bytes.take(counts->times);
-  std::vector<Type> types;
-  for (std::size_t i = 0; i < counts->types; ++i) {
-    const auto offset = static_cast<std::int32_t>(static_cast<std::uint32_t>(bytes.number(4)));
-    if (offset < -kMostOffset || offset > kMostOffset) return {};
-    types.push_back({offset, bytes.number(1) != 0});
-    bytes.take(1);
-  }
-  std::vector<Type> succession{types.front()};
-  for (const std::uint8_t index : indices) {
-    if (index >= types.size()) return {};
-    succession.push_back(types[index]);
-  }
-  const std::vector<ZoneOffset> offsets = offsetsOf(succession);
+  const auto succession = typesFrom(bytes, *counts);
+  if (!succession) return {};
+  const std::vector<ZoneOffset> offsets = offsetsOf(*succession);
   table.first_ = offsets.front();
   for (std::size_t i = 0; i < counts->times; ++i) {
     table.transitions_[i].after = offsets[i + 1];
