@@ -36,6 +36,7 @@ THIRD_PARTY = {
     "nlohmann/": "nlohmann_json::",
     "double-conversion/": "double-conversion::",
     "expat.h": "EXPAT::",
+    "nettle/": "PkgConfig::NETTLE",
     "systemd/": "PkgConfig::SYSTEMD",
 }
 SYSTEM_MACRO = re.compile(r"__linux|__unix|_WIN32|_WIN64|__APPLE__|__ANDROID__|__FreeBSD__|_POSIX_")

@@ -1,9 +1,8 @@
 #include "kelm/crypto/vasp_pbkdf2.h"
 
-#include <openssl/err.h>
-#include <openssl/evp.h>
+#include <nettle/pbkdf2.h>
 
-#include <limits>
+#include <algorithm>
 
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
@@ -25,21 +24,9 @@ std::nullopt_t fail(const char* origin, FormatString<std::type_identity_t<Argume
   return std::nullopt;
 }
 
-/// Fills `key`; the status is 0 for success.
-int derive(DataView password, DataView salt, std::uint32_t rounds, Data& key) {
-  constexpr std::size_t kMost = std::numeric_limits<int>::max();  // OpenSSL counts in int
-  if (password.size() > kMost || salt.size() > kMost) return -1;
-  static const EVP_MD* const kSha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
-  if (kSha256 != nullptr &&
-      PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(password.data()),
-                        static_cast<int>(password.size()), salt.data(),
-                        static_cast<int>(salt.size()), static_cast<int>(rounds), kSha256,
-                        static_cast<int>(key.size()), key.data()) == 1)
-    return 0;
-  const int reason = ERR_GET_REASON(ERR_peek_last_error());
-  ERR_clear_error();
-  return reason != 0 ? reason : -1;
-}
+/// What the longest inputs that are derived from have less of.
+constexpr std::size_t kTooManyInputBytes = std::size_t{1} << 31;
+constexpr int kTooLongStatus = -1;
 
 }  // namespace
 
@@ -54,10 +41,13 @@ std::optional<Data> VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_perf
   if (rounds < 1 || rounds > kMostRounds)
     return fail(kOrigin, "PBKDF2 Error: requested round count invalid");
   if (!salt || salt->empty()) return fail(kOrigin, "PBKDF2 Error: salt lenght is zero");
+  if (std::max(password->size(), salt->size()) >= kTooManyInputBytes)
+    return fail(kOrigin, "PBKDF2 Error: %d performing PBDF2 from source params", kTooLongStatus);
   Data key(size);
-  const int status = derive(*password, *salt, rounds, key);
-  if (status != 0)
-    return fail(kOrigin, "PBKDF2 Error: %d performing PBDF2 from source params", status);
+  // nettle keeps what HMAC makes of the password; OpenSSL 3.0 copies contexts each round, which
+  // takes more than twice as long.
+  pbkdf2_hmac_sha256(password->size(), password->data(), rounds, salt->size(), salt->data(), size,
+                     key.data());
   return key;
 }
 

@@ -18,8 +18,8 @@ class KELM_API VaspPBKDF2 {
   VaspPBKDF2() = delete;
 
   /// `pbkdf2OfPasswordData:withSalt:expectingSize:performingRound:` Looked at in this order:
-  /// password, size, rounds, salt; password and salt must not be empty. A derivation that fails
-  /// (as for a password or salt of 2 GiB) logs OpenSSL's reason number, -1 where there is none.
+  /// password, size, rounds, salt; password and salt must not be empty. A password or salt
+  /// of 2 GiB or more logs the status -1.
   static std::optional<Data> pbkdf2OfPasswordData_withSalt_expectingSize_performingRound(
       std::optional<DataView> password, std::optional<DataView> salt, std::uint32_t size,
       std::uint32_t rounds);

@@ -1,0 +1,205 @@
+#include "kelm/crypto/vasp_signed_string.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <type_traits>
+
+#include "kelm/base/error.h"
+#include "kelm/crypto/vasp_crypto_utils.h"
+#include "kelm/crypto/vasp_pbkdf2.h"
+#include "tests/crypto/rsa_fixture.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::UnorderedElementsAre;
+
+const std::string kText = "https://pay.example/ü😀";
+
+/// Key material of the whole process, and the checksum of kText; taken back at the end.
+struct SignedStringWorld {
+  std::string certificate = base64Of(fileOf("certificate_rsa.der"));
+  Data ck1 = counted(16, 3);
+  Data ck2 = counted(16, 100);
+  Data salt = *VaspCryptoUtils::xorData_withData(ck1, ck2);
+  Data cks = *privateHalf()->sign_withPadding(salt, VaspRSA::kSha256SignaturePadding);
+  std::string text = kText;
+  std::string checksum = checksumOf(kText);
+
+  std::string checksumOf(const std::string& value) const {
+    return base64Of(*VaspPBKDF2::pbkdf2OfPassword_withSalt_expectingSize_performingRound(
+        value, salt, 32, 1024));
+  }
+  VaspSignedString make() const {
+    VaspSignedString::setCers(certificate);
+    VaspSignedString::setCK1(ck1);
+    VaspSignedString::setCK2(ck2);
+    VaspSignedString::setCKS(cks);
+    return VaspSignedString::initWithString_checksum(text, checksum);
+  }
+  ~SignedStringWorld() {
+    VaspSignedString::setCers(std::nullopt);
+    VaspSignedString::setCK1(std::nullopt);
+    VaspSignedString::setCK2(std::nullopt);
+    VaspSignedString::setCKS(std::nullopt);
+  }
+};
+
+/// The number of the check that ends a making; 0 when it succeeds.
+template <class Make>
+int endedBy(Make make) {
+  try {
+    (void)make();
+    return 0;
+  } catch (const Exception& exception) {
+    int number = -1;
+    EXPECT_EQ(std::sscanf(exception.reason().c_str(), "Antitampering check failed (%d)", &number),
+              1);
+    return number;
+  }
+}
+
+TEST(VaspSignedString, HoldsTheTextAndItsUtf16Units) {
+  const SignedStringWorld world;
+  const LogCapture log;
+  const VaspSignedString text = world.make();
+  EXPECT_EQ(text.text(), kText);
+  const std::u16string units = u"https://pay.example/ü😀";
+  ASSERT_EQ(text.length(), units.size());
+  for (std::size_t i = 0; i < units.size(); ++i)
+    EXPECT_EQ(text.characterAtIndex(i), units[i]) << i;
+  EXPECT_EQ(text.characterAtIndex(units.size()), 0);
+  EXPECT_EQ(text.characterAtIndex(std::string::npos), 0);
+  EXPECT_EQ(text.copyWithZone().text(), kText);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(VaspSignedString, EveryFlippedByteEndsTheMakingWithItsNumber) {
+  const LogCapture log;
+  const SignedStringWorld good;
+  const auto flipAll = [&good](auto member, int number) {
+    SignedStringWorld world = good;
+    for (auto& byte : world.*member) {
+      const auto before = byte;
+      byte = static_cast<std::remove_reference_t<decltype(byte)>>(byte ^ 1);
+      EXPECT_EQ(endedBy([&] { return world.make(); }), number);
+      byte = before;
+    }
+  };
+  flipAll(&SignedStringWorld::text, 7);
+  flipAll(&SignedStringWorld::ck1, 6);
+  flipAll(&SignedStringWorld::ck2, 6);
+  flipAll(&SignedStringWorld::cks, 6);
+}
+
+TEST(VaspSignedString, FlippedChecksumEndsTheMakingUnlessItDecodesTheSame) {
+  const LogCapture log;
+  const SignedStringWorld good;
+  for (std::size_t at = 0; at < good.checksum.size(); ++at) {
+    SignedStringWorld world = good;
+    world.checksum[at] = static_cast<char>(world.checksum[at] ^ 1);
+    const bool same = VaspBase64::dataOfBase64String(world.checksum) ==
+                      VaspBase64::dataOfBase64String(good.checksum);
+    EXPECT_EQ(endedBy([&] { return world.make(); }), same ? 0 : 7) << at;
+  }
+}
+
+TEST(VaspSignedString, FlippedCertificateNeverYieldsAnotherKey) {
+  const LogCapture log;
+  const SignedStringWorld good;
+  const Data certificate = fileOf("certificate_rsa.der");
+  for (std::size_t at = 0; at < certificate.size(); at += 5) {
+    SignedStringWorld world = good;
+    Data flipped = certificate;
+    flipped[at] ^= 0x10;
+    world.certificate = base64Of(flipped);
+    const auto rsa = VaspRSA::initWithPublicKey(flipped);
+    const bool sameKey =
+        rsa && VaspRSA::serializeSecKey(rsa->publicKey()) == fileOf("public_key.der");
+    EXPECT_EQ(endedBy([&] { return world.make(); }), sameKey ? 0 : 6) << at;
+  }
+}
+
+TEST(VaspSignedString, EachCheckLogsItsLineAndEndsWithItsMessage) {
+  using World = SignedStringWorld;
+  const struct {
+    std::function<VaspSignedString(World&)> make;
+    std::string message;
+    int number;
+  } rows[] = {
+      {[](World& w) {
+         (void)w.make();
+         VaspSignedString::setCK1(std::nullopt);
+         return VaspSignedString::initWithString_checksum(std::nullopt, std::nullopt);
+       },
+       "nil string fail", 8},
+      {[](World& w) {
+         (void)w.make();
+         VaspSignedString::setCK1(Value(Null()));
+         return VaspSignedString::initWithString_checksum(w.text, w.checksum);
+       },
+       "ck nil fail", 1},
+      {[](World& w) {
+         (void)w.make();
+         VaspSignedString::setCKS(std::nullopt);
+         return VaspSignedString::initWithString_checksum(w.text, w.checksum);
+       },
+       "ck nil fail", 1},
+      {[](World& w) { return w.ck1.resize(10), w.make(); }, "ck <10 fail", 2},
+      {[](World& w) { return w.ck2.resize(10), w.make(); }, "ck <10 fail", 2},
+      {[](World& w) { return w.cks.resize(10), w.make(); }, "ck <10 fail", 2},
+      {[](World& w) { return w.ck2.resize(11), w.make(); }, "ck1/2 len fail", 3},
+      {[](World& w) { return w.cks.resize(11), w.make(); }, "Sign check KO!!", 6},
+      {[](World& w) { return w.text += "x", w.make(); }, "checksum fail", 7},
+      {[](World& w) { return w.checksum += "AAAA", w.make(); }, "checksum fail", 7},
+  };
+  for (const auto& row : rows) {
+    SignedStringWorld world;
+    const LogCapture log;
+    EXPECT_EQ(endedBy([&] { return row.make(world); }), row.number);
+    EXPECT_THAT(recordsOf(log),
+                UnorderedElementsAre(
+                    "4 0x200a00 -[VaspSignedString initWithString:checksum:] " + row.message,
+                    "5 0x800 +[VaspLogger logEventAndExit:] Antitampering check failed (" +
+                        std::to_string(row.number) + ")"));
+  }
+}
+
+TEST(VaspSignedString, SaltMayBeSignedWithSha1) {
+  SignedStringWorld world;
+  world.cks = *privateHalf()->sign(world.salt);
+  EXPECT_EQ(world.make().text(), kText);
+}
+
+TEST(VaspSignedString, UnusableCertificateIsReadAndLoggedEachTime) {
+  SignedStringWorld world;
+  world.certificate = base64Of(fileOf("public_key_info.der"));
+  const LogCapture log;
+  for (int i = 1; i <= 2; ++i) {
+    EXPECT_EQ(endedBy([&] { return world.make(); }), 6);
+    EXPECT_EQ(std::ranges::count(log.lines(), "ERROR DER data is invalid"), i);
+  }
+}
+
+TEST(VaspSignedString, AbsentChecksumAndEmptyTextEndTheMaking) {
+  const LogCapture log;
+  SignedStringWorld world;
+  (void)world.make();
+  EXPECT_EQ(
+      endedBy([&] { return VaspSignedString::initWithString_checksum(world.text, std::nullopt); }),
+      7);
+  EXPECT_EQ(endedBy([&] { return VaspSignedString::initWithString_checksum("", world.checksum); }),
+            7);
+}
+
+TEST(VaspSignedString, CopyIsCheckedAgainstTheKeyMaterialOfNow) {
+  const LogCapture log;
+  const SignedStringWorld world;
+  const VaspSignedString text = world.make();
+  VaspSignedString::setCKS(Data(256, 1));
+  EXPECT_EQ(endedBy([&] { return text.copyWithZone(); }), 6);
+}
+
+}  // namespace
+}  // namespace kelm::test
