@@ -14,6 +14,7 @@ class Dispatcher;
 class FileAttributes;
 class FileSystem;
 class HomeFolders;
+class ItemStore;
 class NotificationCenter;
 class Random;
 class SystemLog;
@@ -37,6 +38,7 @@ struct KELM_API Platform {
   std::shared_ptr<UrlSessions> urlSessions;
   std::shared_ptr<Application> application;
   std::shared_ptr<Random> random;
+  std::shared_ptr<ItemStore> itemStore;
 
   /// The services in use: the system's own until set() or a guard replaced them. The reference
   /// stays valid for the life of the process, but for those of a guard: until its scope ends.

@@ -12,6 +12,7 @@
 #include "tests/support/memory_file_attributes.h"
 #include "tests/support/memory_file_system.h"
 #include "tests/support/memory_home_folders.h"
+#include "tests/support/memory_item_store.h"
 #include "tests/support/memory_notification_center.h"
 #include "tests/support/memory_system_log.h"
 #include "tests/support/memory_url_sessions.h"
@@ -36,6 +37,7 @@ struct TestPlatform {
   std::shared_ptr<MemoryUrlSessions> urlSessions = std::make_shared<MemoryUrlSessions>();
   std::shared_ptr<MemoryApplication> application = std::make_shared<MemoryApplication>(dispatcher);
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
+  std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
 
   platform::Platform platform() const {
     platform::Platform result;
@@ -52,6 +54,7 @@ struct TestPlatform {
     result.urlSessions = urlSessions;
     result.application = application;
     result.random = random;
+    result.itemStore = itemStore;
     return result;
   }
 };
