@@ -134,9 +134,10 @@ std::string describe(const Dictionary& dictionary) {
   return out;
 }
 
-std::string describe(const Value& value) {
+std::string describe(const Value& value) { return describe(value, 0); }
+std::string describe(const Value& value, std::size_t level) {
   std::string out;
-  appendValue(out, value, 0);
+  appendValue(out, value, level);
   return out;
 }
 

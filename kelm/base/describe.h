@@ -34,6 +34,8 @@ KELM_API std::string describe(Date date);
 KELM_API std::string describe(const List& list);
 KELM_API std::string describe(const Dictionary& dictionary);
 KELM_API std::string describe(const Value& value);
+/// The same inside something that is itself indented by `level` levels.
+KELM_API std::string describe(const Value& value, std::size_t level);
 KELM_API std::string describe(const Error& error);
 KELM_API std::string describe(const std::exception& exception);
 KELM_API std::string describe(const Object& object);
