@@ -21,13 +21,6 @@ std::string nested(int levels, std::string_view inside = {}) {
          std::string(static_cast<std::size_t>(levels), ']');
 }
 
-TEST(ParseJson, ReadsEveryKindOfValueInOrder) {
-  const Value value = parsed(R"( {"b": [null, true, false, "x\u0000\/\ud83d\ude00\n"], "a": {}} )");
-  const std::string text = std::string("x\0/\U0001F600\n", 8);
-  EXPECT_EQ(value, Value(Dictionary{{"b", List{Null{}, true, false, text}}, {"a", Dictionary{}}}));
-  EXPECT_EQ(value.get<Dictionary>()->begin()->key, "b");
-}
-
 TEST(ParseJson, NumbersTakeTheFirstKindThatHoldsThem) {
   const struct {
     const char* json;
@@ -53,11 +46,6 @@ TEST(ParseJson, NumbersTakeTheFirstKindThatHoldsThem) {
     EXPECT_EQ(number, row.value) << row.json;
     EXPECT_EQ(number.storage().index(), row.value.storage().index()) << row.json;
   }
-}
-
-TEST(ParseJson, OfARepeatedKeyTheLastValueCountsAtTheFirstPlace) {
-  const Value value = parsed(R"({"a":1,"b":2,"a":3})");
-  EXPECT_EQ(*writeJson(value), R"({"a":3,"b":2})");
 }
 
 TEST(ParseJson, MalformedTextIsAnErrorWithItsOffset) {
@@ -131,14 +119,6 @@ TEST(ParseJson, NestingIsLimitedWhileParsing) {
   for (int i = 0; i < 100000; ++i)
     objects += "{\"a\":";
   EXPECT_FALSE(parseJson(objects));
-}
-
-TEST(ParseJson, ManyKeysInOneDictionaryStayFast) {
-  std::string json = "{";
-  for (int i = 0; i < 100000; ++i)
-    json += "\"key" + std::to_string(i) + "\":" + std::to_string(i) + ",";
-  json.back() = '}';
-  EXPECT_EQ(parsed(json).get<Dictionary>()->size(), 100000U);
 }
 
 TEST(WriteJson, WritesCompactAndPretty) {

@@ -119,23 +119,6 @@ TEST(PropertyList, NoEntityOfADocumentTypeIsEverExpanded) {
     EXPECT_FALSE(parse(document)) << document;
 }
 
-TEST(PropertyList, NestingIsLimitedBothWays) {
-  const auto arrays = [](std::size_t levels) {
-    std::string body;
-    for (std::size_t i = 0; i < levels; ++i)
-      body += "<array>";
-    for (std::size_t i = 0; i < levels; ++i)
-      body += "</array>";
-    return body;
-  };
-  const Result<Value> deepest = parseBody(arrays(512));
-  ASSERT_TRUE(deepest);
-  EXPECT_TRUE(writePropertyList(*deepest));
-  EXPECT_FALSE(parseBody(arrays(513)));
-  EXPECT_FALSE(parseBody(arrays(200000)));
-  EXPECT_FALSE(writePropertyList(List{*deepest}));
-}
-
 TEST(PropertyList, WritingIsAbsentForWhatXmlCannotHold) {
   const Value values[] = {Value(),
                           List{Null{}},
@@ -151,13 +134,6 @@ TEST(PropertyList, WritingIsAbsentForWhatXmlCannotHold) {
                           Date{HUGE_VAL}};
   for (const Value& value : values)
     EXPECT_FALSE(writePropertyList(value)) << describe(value);
-}
-
-TEST(PropertyList, LargeDocumentsPassInPieces) {
-  const std::string text(3000000, 'x');
-  const Result<Value> value = parse(*writePropertyList(List{text, Data(3000000, 7)}));
-  ASSERT_TRUE(value);
-  EXPECT_EQ(*value, (List{text, Data(3000000, 7)}));
 }
 
 }  // namespace

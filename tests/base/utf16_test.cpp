@@ -63,24 +63,6 @@ TEST(Utf16, SubstringsShowAReplacementForEachHalfOfACutPair) {
             kBad + kBad);
 }
 
-TEST(Utf16, ByteOffsetsOfPositionsInsideAPairAreItsStart) {
-  const std::string text = std::string("a") + kFace + "b";
-  const std::size_t expected[] = {0, 1, 1, 5, 6, 6};
-  for (std::size_t unit = 0; unit < std::size(expected); ++unit)
-    EXPECT_EQ(utf16ByteOffset(text, unit), expected[unit]) << unit;
-}
-
-TEST(Utf16, RepairingReplacesMalformedBytesOnly) {
-  EXPECT_EQ(repairedUtf8("plain"), "plain");
-  EXPECT_EQ(repairedUtf8("a\xff"
-                         "b\xe2\x82"),
-            "a" + kBad + "b" + kBad + kBad);
-  EXPECT_FALSE(isValidUtf8("12345678\xff"));
-  EXPECT_TRUE(isValidUtf8("12345678\u20ac12345678\U0010FFFF"));
-  EXPECT_TRUE(isAscii(std::string(17, 'a')));
-  EXPECT_FALSE(isAscii(std::string(16, 'a') + "\xc3"));
-}
-
 /// One unit of text after another, without any short cut.
 std::vector<std::string> unitsOf(std::string_view text) {
   std::vector<std::string> units;

@@ -87,42 +87,5 @@ TEST(Value, NumbersConvertByTruncatingAndClamping) {
   }
 }
 
-TEST(Value, ObjectsAreComparedByTheirOwnEquality) {
-  const Value one = std::make_shared<Named>(1);
-  EXPECT_EQ(one, Value(std::make_shared<Named>(1)));
-  EXPECT_EQ(one.hash(), Value(std::make_shared<Named>(1)).hash());
-  EXPECT_NE(one, Value(std::make_shared<Named>(2)));
-  const Value plain = std::make_shared<Object>();
-  EXPECT_EQ(plain, Value(plain));
-  EXPECT_NE(plain, Value(std::make_shared<Object>()));
-  EXPECT_TRUE(Value(std::shared_ptr<Named>()).isNull());
-}
-
-TEST(Value, HashesOfDifferentValuesDiffer) {
-  const Value values[] = {Null{},
-                          true,
-                          false,
-                          0,
-                          1,
-                          2,
-                          0.5,
-                          "",
-                          "1",
-                          dataOf("1"),
-                          Date{1},
-                          List{},
-                          List{1},
-                          List{1, 2},
-                          List{2, 1},
-                          List{List{}},
-                          Dictionary{},
-                          Dictionary{{"a", 1}},
-                          Dictionary{{"b", 1}},
-                          Dictionary{{"a", 2}}};
-  for (const Value& a : values)
-    for (const Value& b : values)
-      EXPECT_EQ(a == b, a.hash() == b.hash()) << a.storage().index() << ' ' << b.storage().index();
-}
-
 }  // namespace
 }  // namespace kelm

@@ -59,12 +59,6 @@ TEST(DictionaryUtil, QueryStringParsesOnlyPiecesOfExactlyTwoParts) {
         << row.query.value_or("(absent)");
 }
 
-TEST(DictionaryUtil, QueryStringOfTextsReadsBackEqual) {
-  const Dictionary dictionary{{"amount", "12,50 €"}, {"note", "a=b&c=d?#%41"}, {"𝄞", "\x7f\x01"}};
-  const std::string query = VaspDictionaryUtil::queryStringFromNSDictionary(dictionary);
-  EXPECT_EQ(VaspDictionaryUtil::NSDictionaryFromQueryString(query), dictionary);
-}
-
 TEST(DictionaryUtil, LookUpFindsFirstKeyThatIsEqualInLowerCase) {
   const Dictionary headers{{"Content-Type", 1}, {"content-type", 2}, {"ÉTÉ", 3}, {"İ", 4},
                            {"ΟΔΟΣ", 5},         {"\xC3\x28X", 6},    {"", 7}};
@@ -86,21 +80,6 @@ TEST(DictionaryUtil, LookUpFindsFirstKeyThatIsEqualInLowerCase) {
     EXPECT_EQ(VaspDictionaryUtil::getValueFromDictionary_caseInsesitiveStringKey(headers, row.key),
               row.value)
         << row.key;
-}
-
-TEST(DictionaryUtil, LookUpOfMissingNullOrForeignArgumentsFindsNothing) {
-  using Argument = std::optional<Value>;
-  const Argument dictionary = Value(Dictionary{{"key", "v"}, {"1", "v"}});
-  const auto find = [](const Argument& in, const Argument& key) {
-    return VaspDictionaryUtil::getValueFromDictionary_caseInsesitiveStringKey(in, key);
-  };
-  EXPECT_EQ(find(dictionary, Value("KEY")), Value("v"));
-  EXPECT_EQ(find(std::nullopt, Value("key")), std::nullopt);
-  EXPECT_EQ(find(Value(Null{}), Value("key")), std::nullopt);
-  EXPECT_EQ(find(Value("text"), Value("key")), std::nullopt);
-  EXPECT_EQ(find(dictionary, std::nullopt), std::nullopt);
-  EXPECT_EQ(find(dictionary, Value(Null{})), std::nullopt);
-  EXPECT_EQ(find(dictionary, Value(1)), std::nullopt);
 }
 
 TEST(DictionaryUtil, FlatteningMergesNestedEntriesAndLastWrittenWins) {

@@ -120,21 +120,6 @@ TEST(KeyValueCoding, ConvertsEveryKindOfValueOrRefusesItUnchanged) {
   }
 }
 
-TEST(KeyValueCoding, NullEmptiesOptionalsAndPointers) {
-  Shop shop;
-  shop.setValueForKey(Null{}, "limit");
-  shop.setValueForKey(Null{}, "owner");
-  EXPECT_EQ(shop.limit_, std::nullopt);
-  EXPECT_EQ(shop.owner_, nullptr);
-  EXPECT_EQ(shop.valueForKey("limit"), std::nullopt);
-}
-
-TEST(KeyValueCoding, UnknownNameRaises) {
-  Shop shop;
-  EXPECT_EQ(nameOfRaised([&] { shop.setValueForKey(1, "Tills"); }), exception_name::kUndefinedKey);
-  EXPECT_EQ(nameOfRaised([&] { (void)shop.valueForKey(""); }), exception_name::kUndefinedKey);
-}
-
 TEST(DictionaryUtil, FillsObjectThroughItsSuperclassesUpToTheKeyThatRaises) {
   Shop shop;
   VaspDictionaryUtil::fillObject_withDictionary(shop, {{"tills", 4}, {"country", "IT"}});

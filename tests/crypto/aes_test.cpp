@@ -71,15 +71,6 @@ TEST(VaspAES, EveryKeyAndVectorLengthEncryptsAsTheReferenceOrIsRefused) {
   EXPECT_EQ(recordsOf(log), refused);
 }
 
-TEST(VaspAES, AbsentInputsCountAsEmpty) {
-  const Data key = counted(16);
-  EXPECT_EQ(encrypt(counted(5), key, std::nullopt), encrypt(counted(5), key, Data(16)));
-  EXPECT_EQ(encrypt(counted(5), std::nullopt, counted(16)),
-            encrypt(counted(5), Data(16), counted(16)));
-  EXPECT_EQ(encrypt(std::nullopt, key, counted(16)), encrypt(Data(), key, counted(16)));
-  EXPECT_EQ(encrypt(Data(), key, counted(16))->size(), 16U);
-}
-
 TEST(VaspAES, EverySizeRoundTripsAndDecryptsNoOtherLength) {
   const LogCapture log;
   const Data key = counted(32);
@@ -115,33 +106,6 @@ TEST(VaspAES, EveryFlippedBitGivesNothingOrTheWrongBytesThatCbcGives) {
   }
   // Nothing tells of a flip in the first block, nor of most in the plain part of the second.
   EXPECT_GE(accepted, 16U * 8U + 8U * 8U);
-}
-
-TEST(VaspAES, EveryPaddingIsCheckedInFull) {
-  const Data key = counted(16);
-  for (int last = 0; last < 256; ++last) {
-    for (const int other : {0, 1, last}) {
-      Data block(16, static_cast<std::uint8_t>(other));
-      block[15] = static_cast<std::uint8_t>(last);
-      Data ciphertext = *encrypt(block, key, std::nullopt);
-      ciphertext.resize(16);  // the block stands in place of the padding
-      EXPECT_EQ(decrypt(ciphertext, key, std::nullopt), reference(false, ciphertext, key, Data(16)))
-          << last << ' ' << other;
-    }
-  }
-}
-
-TEST(VaspAES, OperationsOtherThanTheTwoFail) {
-  const LogCapture log;
-  constexpr auto& operate = VaspAES::prvateAESOperation_withData_WithBytesKey_withBytesIV;
-  const Data key = counted(16);
-  const Data plain = counted(3);
-  const auto ciphertext = operate(0, plain, key, key);
-  EXPECT_EQ(ciphertext, encrypt(plain, key, key));
-  EXPECT_EQ(operate(1, *ciphertext, key, key), plain);
-  EXPECT_THAT(recordsOf(log), IsEmpty());
-  EXPECT_EQ(operate(2, plain, key, key), std::nullopt);
-  EXPECT_THAT(recordsOf(log), ElementsAre(kCipherFailed));
 }
 
 TEST(VaspAES, ThreadsDoNotDisturbEachOther) {

@@ -30,21 +30,6 @@ TEST(VaspBase64, EverySizeIsEncodedAsTheReferenceAndDecodedBack) {
   EXPECT_EQ(VaspBase64::base64OfData(std::nullopt), "");
 }
 
-TEST(VaspBase64, EveryPairOfLettersIsEncodedAndDecoded) {
-  const std::string_view letters =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  for (unsigned high = 0; high < 64; ++high) {
-    for (unsigned low = 0; low < 64; ++low) {
-      const std::string text = {letters[low], letters[high], letters[low], letters[high]};
-      const unsigned group = low << 18 | high << 12 | low << 6 | high;
-      const Data bytes = {static_cast<std::uint8_t>(group >> 16),
-                          static_cast<std::uint8_t>(group >> 8), static_cast<std::uint8_t>(group)};
-      ASSERT_EQ(VaspBase64::dataOfBase64String(text), bytes);
-      ASSERT_EQ(VaspBase64::base64OfData(bytes), text);
-    }
-  }
-}
-
 TEST(VaspBase64, PaddingMustCompleteTheLastGroupAndNothingFollowsIt) {
   const struct {
     std::string_view text;
@@ -97,15 +82,6 @@ TEST(VaspBase64, EveryForeignByteIsSkippedWhereverItStands) {
   EXPECT_EQ(decoded("é"), "");
 }
 
-TEST(VaspBase64, LinesOf76LettersDecodeLikeOneLine) {
-  const Data bytes = counted(50000);
-  const std::string text = VaspBase64::base64OfData(bytes);
-  std::string lines;
-  for (std::size_t at = 0; at < text.size(); at += 76)
-    lines += text.substr(at, 76) + "\r\n";
-  EXPECT_EQ(VaspBase64::dataOfBase64String(lines), bytes);
-}
-
 TEST(VaspBase64, AbsentAndEmptyTextsDifferAndAreLogged) {
   const LogCapture log;
   EXPECT_EQ(VaspBase64::dataOfBase64String(std::nullopt), std::nullopt);
@@ -115,14 +91,6 @@ TEST(VaspBase64, AbsentAndEmptyTextsDifferAndAreLogged) {
   EXPECT_THAT(recordsOf(log),
               ElementsAre(head + "DataOfBase64String -> nil Stirng returns nil data",
                           head + "DataOfBase64String -> empty Strings returns empty data"));
-}
-
-TEST(VaspBase64, UrlSafeLettersAreExchangedAndNothingElse) {
-  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String("+a/+/-_=="), "-a_-_-_==");
-  EXPECT_EQ(VaspBase64::urlSafeBase64StringToBase64String("-a_-_+/"), "+a/+/+/");
-  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String(""), "");
-  EXPECT_EQ(VaspBase64::base64StringToUrlSafeBase64String(std::nullopt), std::nullopt);
-  EXPECT_EQ(VaspBase64::urlSafeBase64StringToBase64String(std::nullopt), std::nullopt);
 }
 
 }  // namespace

@@ -26,15 +26,6 @@ TEST(VaspMD5, HexadecimalDigestIsUpperCaseAndStopsAtTheFirstZeroByte) {
   EXPECT_NE(VaspMD5::md5OfData(zeroInside), VaspMD5::md5OfData(noZero));
 }
 
-TEST(VaspMD5, AbsentAndEmptyInputHaveTheDigestOfNoBytes) {
-  const std::string none = "D41D8CD98F00B204E9800998ECF8427E";
-  EXPECT_EQ(VaspMD5::md5OfData(std::nullopt), VaspMD5::md5OfData(Data()));
-  EXPECT_EQ(VaspMD5::md5OfData(Data()), bytesOfColumn(none));
-  EXPECT_EQ(hash_Data_MD5(std::nullopt), none);
-  EXPECT_EQ(hash_Data_MD5(Data{0, 1}), none);
-  EXPECT_EQ(hash_MD5(""), none);
-}
-
 TEST(VaspSha1, FormsAreCutFromOneDigest) {
   const Data digest = bytesOfColumn(kSha1OfAbc);
   for (std::size_t count = 0; count <= 20; ++count)
@@ -57,22 +48,6 @@ TEST(ShaDigests, NoBytesHaveNoDigest) {
     EXPECT_EQ(VaspSha1::sha1Hex8ByteStringDigestForData(none), std::nullopt);
     EXPECT_EQ(VaspSha2::sha256ByteDigestForData(none), std::nullopt);
     EXPECT_EQ(VaspSha2::sha256HexByteDigestForData(none), std::nullopt);
-  }
-}
-
-TEST(ShaDigests, OfAValueOnlyBytesCount) {
-  const Value data = dataOf("abc");
-  EXPECT_EQ(VaspSha1::sha1ByteDigestForData(data), bytesOfColumn(kSha1OfAbc));
-  EXPECT_EQ(VaspSha1::sha1first_bytesDigestForData(2, data), (Data{0xa9, 0x99}));
-  EXPECT_EQ(VaspSha1::sha1Hex20ByteStringDigestForData(data), kSha1OfAbc);
-  EXPECT_EQ(VaspSha1::sha1Hex8ByteStringDigestForData(data), kSha1OfAbc.substr(0, 16));
-  EXPECT_EQ(VaspSha2::sha256ByteDigestForData(data), bytesOfColumn(kSha256OfAbc));
-  for (const Value& other : {Value(Null()), Value("abc"), Value(1), Value(Data())}) {
-    EXPECT_EQ(VaspSha1::sha1ByteDigestForData(other), std::nullopt);
-    EXPECT_EQ(VaspSha1::sha1first_bytesDigestForData(0, other), std::nullopt);
-    EXPECT_EQ(VaspSha1::sha1Hex20ByteStringDigestForData(other), std::nullopt);
-    EXPECT_EQ(VaspSha1::sha1Hex8ByteStringDigestForData(other), std::nullopt);
-    EXPECT_EQ(VaspSha2::sha256ByteDigestForData(other), std::nullopt);
   }
 }
 

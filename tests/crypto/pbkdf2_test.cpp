@@ -48,15 +48,6 @@ TEST(VaspPBKDF2, TheFirstBadArgumentInOrderIsLogged) {
   }
 }
 
-TEST(VaspPBKDF2, SizesUpToTheBoundsAreDerived) {
-  const LogCapture log;
-  const Data longest = *ofData(kPassword, kSalt, 4096, 2);
-  ASSERT_EQ(longest.size(), 4096U);
-  for (const std::uint32_t size : {0U, 1U, 31U, 32U, 33U, 4095U})
-    EXPECT_EQ(ofData(kPassword, kSalt, size, 2), Data(longest.begin(), longest.begin() + size));
-  EXPECT_THAT(recordsOf(log), IsEmpty());
-}
-
 TEST(VaspPBKDF2, TextFormTakesUtf8BytesAndWantsBothInputsFirst) {
   LogCapture log;
   EXPECT_EQ(ofText("pässword", kSalt, 20, 3), ofData(bytesOf("p\xC3\xA4ssword"), kSalt, 20, 3));
@@ -74,14 +65,6 @@ TEST(VaspPBKDF2, TextFormTakesUtf8BytesAndWantsBothInputsFirst) {
   log.clear();
   EXPECT_EQ(ofText("x", kSalt, 4097, 0), std::nullopt);
   EXPECT_THAT(recordsOf(log), ElementsAre(dataLine("requested size too large!")));
-}
-
-TEST(VaspPBKDF2, HexadecimalFormDerivesFromTheDigits) {
-  const LogCapture log;
-  EXPECT_EQ(ofHex(Data{0x0a, 0xff, 0x00}, kSalt, 20, 3), ofText("0aff00", kSalt, 20, 3));
-  EXPECT_EQ(ofHex(std::nullopt, kSalt, 20, 3), std::nullopt);
-  EXPECT_EQ(ofHex(Data(), std::nullopt, 4097, 0), std::nullopt);
-  EXPECT_THAT(recordsOf(log), IsEmpty());
 }
 
 TEST(VaspPBKDF2, InputsOfTwoGibibytesAreRefusedUnreadWithTheStatus) {

@@ -76,16 +76,6 @@ TEST_F(DefaultDelegateTest, LineIsPrefixLabelsBlankAndMessage) {
   }
 }
 
-TEST_F(DefaultDelegateTest, ManyCombinationsKeepTheirOwnLabels) {
-  for (LogAspect aspect = 2; aspect < 2000; aspect += 2) {
-    const std::string line = lineOf(2, aspect, "x");
-    for (int bit = 1; bit < 11; ++bit) {
-      const bool shown = line.find(VaspLogger::LOG_PREFIXES()[bit]) != std::string::npos;
-      ASSERT_EQ(shown, (aspect >> bit & 1) != 0) << line;
-    }
-  }
-}
-
 /// Keeps what it gets; throws when it is told to.
 struct KeepingProcessor : VaspLoggerProcessorDelegate {
   std::vector<KelmLogModel> logs;
@@ -114,15 +104,6 @@ TEST_F(DefaultDelegateTest, ProcessorIsMadeOnceAndKeptWhateverTheKindBecomes) {
   EXPECT_EQ(changing.getLoggerProcessorImpl(), processor);
 }
 
-TEST_F(DefaultDelegateTest, UnknownKindDropsInSilence) {
-  for (const LogProcessorKind kind : {0, 4, -1}) {
-    OtherKind dropping(kind);
-    deliver(dropping, 3, 0, "lost");
-  }
-  EXPECT_THAT(services.console->lines(), ElementsAre());
-  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
-}
-
 TEST_F(DefaultDelegateTest, KindsWithoutAProcessorYetSaySoOnce) {
   for (const LogProcessorKind kind : {1, 2}) {
     OtherKind dropping(kind);
@@ -135,21 +116,6 @@ TEST_F(DefaultDelegateTest, KindsWithoutAProcessorYetSaySoOnce) {
           "LOG ERROR log processor 1 is not available in this version: records are dropped",
           "LOG ERROR log processor 2 is not available in this version: records are dropped"));
   EXPECT_THAT(services.systemLog->entries(), ElementsAre());
-}
-
-TEST_F(DefaultDelegateTest, ExceptionOfASubclassIsReportedWithAStackForEachRecord) {
-  struct Throwing : VaspLoggerDefaultDelegate {
-    LogProcessorKind loggerProcessor() const override { throw std::runtime_error("no choice"); }
-  } throwing;
-  constexpr int kRecords = 1000;
-  for (int i = 0; i < kRecords; ++i)
-    deliver(throwing, 1, 0, "lost");
-  const auto lines = services.console->lines();
-  ASSERT_EQ(lines.size(), 2U * kRecords);
-  for (std::size_t i = 0; i < lines.size(); i += 2) {
-    ASSERT_EQ(lines[i], "LOG ERROR no choice");
-    ASSERT_THAT(lines[i + 1], StartsWith("(\n    0   "));
-  }
 }
 
 struct FailingSystemLog : platform::SystemLog {
@@ -173,16 +139,6 @@ TEST_F(SystemLogProcessorTest, EntryStandsUnderTheBundleWhateverTheLevel) {
   const MemorySystemLog::Entry entry{"com.example.till", "com.trevalo.logs", "text %@ %n"};
   EXPECT_THAT(services.systemLog->entries(), ElementsAre(entry, entry, entry));
   EXPECT_EQ(services.systemLog->opened(), 1U);
-}
-
-TEST_F(SystemLogProcessorTest, OnlyBytesThatAreUtf8MakeAnEntry) {
-  processor.processLog(model(std::nullopt));
-  processor.processLog(model(Data()));
-  for (const std::string_view bad : {"\xFF", "cut \xF0\x9F\x98", "\xC0\x80", "\xED\xA0\x80"})
-    processor.processLog(model(dataOf(bad)));
-  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
-  processor.processLog(model(dataOf("fine")));
-  EXPECT_EQ(services.systemLog->entries().size(), 1U);
 }
 
 TEST_F(SystemLogProcessorTest, FailingSystemLogIsReportedWithAStackAndDropsTheRecord) {

@@ -128,23 +128,6 @@ TEST_F(DeliveryTest, OrderOfLoggingHoldsAcrossThreadsThatWaitForEachOther) {
   EXPECT_THAT(seen, ElementsAre("one", "two", "three", "four"));
 }
 
-TEST_F(DeliveryTest, RecordGoesToTheDelegateOfTheMomentOfDelivery) {
-  std::latch entered(1);
-  std::latch leave(1);
-  std::vector<std::string> late;
-  install([&](LogLevel, std::string_view) {
-    entered.count_down();
-    leave.wait();
-  });
-  log("first");
-  entered.wait();
-  log("second");
-  install([&](LogLevel, std::string_view message) { late.emplace_back(message); });
-  leave.count_down();
-  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  EXPECT_THAT(late, ElementsAre("second"));
-}
-
 TEST_F(DeliveryTest, CriticalRecordDoesNotWaitForTheQueue) {
   std::latch entered(1);
   std::latch leave(1);
@@ -201,40 +184,6 @@ TEST_F(DeliveryTest, DelegateMayLogAndExchangeItselfWithinACall) {
   ASSERT_TRUE(VaspLogger::flush(minutes(1)));
   EXPECT_FALSE(flushed);
   EXPECT_THAT(seen, ElementsAre("start", "new: from inside"));
-}
-
-TEST_F(DeliveryTest, ReplacedDelegateIsReleased) {
-  std::weak_ptr<VaspLogDelegate> earlier;
-  std::atomic<int> delivered{0};
-  {
-    const auto delegate =
-        std::make_shared<FunctionDelegate>([&](LogLevel, std::string_view) { ++delivered; });
-    earlier = delegate;
-    VaspLogger::setLogDelegate(delegate);
-  }
-  log("x");
-  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  install([&](LogLevel, std::string_view) { ++delivered; });
-  log("y");  // the queue lets go of the earlier one at the latest here
-  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  EXPECT_EQ(delivered, 2);
-  EXPECT_TRUE(earlier.expired());
-}
-
-TEST_F(DeliveryTest, ThreadsThatEndMayLogToTheLast) {
-  struct LogsWhenTheThreadEnds {
-    ~LogsWhenTheThreadEnds() { log("last words"); }
-    void touch() {}
-  };
-  std::vector<std::string> seen;
-  install([&](LogLevel, std::string_view message) { seen.emplace_back(message); });
-  std::jthread([] {
-    static thread_local LogsWhenTheThreadEnds lasting;  // made before the logger's own
-    lasting.touch();
-    log("first words");
-  }).join();
-  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  EXPECT_THAT(seen, ElementsAre("first words", "last words"));
 }
 
 }  // namespace

@@ -59,27 +59,6 @@ struct LoggerTest : testing::Test {
   }
 };
 
-TEST_F(LoggerTest, RecordReachesTheDelegateWithAllItWasGiven) {
-  VaspLogger::logwithLevel_aspect_from_message(2, 0, "-[Till open]", "drawer %d of %@", 3, "four");
-  VaspLogger::logwithLevel_aspect_formattedMessage(9, 0x100, "as it is: %@ %d");
-  VaspLogger::logWithAspect_level_message_source(-1, 3, "no stack here", nullptr);
-  EXPECT_THAT(log.records(),
-              ElementsAre(LogCapture::Record{2, 0, "-[Till open]", "Thread-1", "drawer 3 of four"},
-                          LogCapture::Record{9, 0x100, "SW", "Thread-1", "as it is: %@ %d"},
-                          LogCapture::Record{3, -1, "", "Thread-1", "no stack here"}));
-}
-
-TEST_F(LoggerTest, OnlyErrorAndFatalCarryAStack) {
-  for (const LogLevel level : kLevels)
-    VaspLogger::logwithLevel_aspect_from_message(level, 0, "f", "text");
-  std::vector<LogLevel> withStack;
-  for (const auto& record : log.records()) {
-    if (record.message != "text" && (withStack.empty() || withStack.back() != record.level))
-      withStack.push_back(record.level);
-  }
-  EXPECT_THAT(withStack, ElementsAre(3, 4));
-}
-
 TEST_F(LoggerTest, StackStartsAtTheCallerAndHasAtMostFiftyLines) {
   struct Case {
     int depth;
@@ -111,12 +90,6 @@ TEST_F(LoggerTest, StackNamesTheCallersInOrder) {
   EXPECT_THAT(lines[1], HasSubstr("kelm::test::exportedInner(int) + "));
   EXPECT_THAT(lines[2], HasSubstr("kelm::test::exportedOuter() + "));
   EXPECT_THAT(lines[1], HasSubstr("logging_test "));
-}
-
-TEST_F(LoggerTest, StackTextEndsEachLine) {
-  VaspLogger::logwithLevel_aspect_from_message(4, 0, "f", "text");
-  const auto records = log.records();
-  EXPECT_EQ(records.back().message.back(), '\n');
 }
 
 struct SplitCase {
@@ -175,17 +148,6 @@ TEST_F(LoggerTest, LongMessageIsSplitAtAThousandUnits) {
   }
 }
 
-TEST_F(LoggerTest, MegabyteMessageArrivesInOrder) {
-  const std::string message = repeated("0123456789é", 100'000);
-  VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%@", message);
-  const auto records = log.records();
-  ASSERT_EQ(records.size(), 1101U);
-  std::string whole;
-  for (const auto& r : records)
-    whole += r.message.substr(r.message.find(']') + 1);
-  EXPECT_EQ(whole, message);
-}
-
 TEST_F(LoggerTest, FormattedTextIsNeverFormattedAgain) {
   const std::string hostile[] = {"%@", "%s%s%s%n", "100%", "%", "%5$@", "%*d", "%999999999d", "%%"};
   for (const std::string& text : hostile) {
@@ -194,22 +156,6 @@ TEST_F(LoggerTest, FormattedTextIsNeverFormattedAgain) {
     VaspLogger::logwithLevel_aspect_formattedMessage(1, 0, text);
     EXPECT_THAT(log.lines(), ElementsAre("INFO got " + text, "INFO " + text));
   }
-}
-
-TEST_F(LoggerTest, FormatKnownAtRunTimeWithoutArgumentsIsHarmless) {
-  const std::string hostile[] = {"%@", "%s %n %d", "%1$@ %2$s", "%*.*f", "tail %"};
-  for (const std::string& format : hostile) {
-    VaspLogger::logFormatted(1, 0, "f", format, {});
-  }
-  EXPECT_EQ(log.lines().size(), std::size(hostile));
-}
-
-TEST_F(LoggerTest, LabelsAreTheSameTableOnEveryCall) {
-  const auto& labels = VaspLogger::LOG_PREFIXES();
-  EXPECT_EQ(&labels, &VaspLogger::LOG_PREFIXES());
-  EXPECT_EQ(labels[0], "[NOTIFICATION_CENTER]");
-  EXPECT_EQ(labels[21], "[FRONTEND]");
-  EXPECT_EQ(labels[31], "[FRONTENDD]");
 }
 
 TEST_F(LoggerTest, ThreadsAreNumberedFromTwoAndTheFirstIsOne) {
@@ -226,18 +172,6 @@ TEST_F(LoggerTest, ThreadsAreNumberedFromTwoAndTheFirstIsOne) {
   const int number = std::stoi(first.substr(7));
   EXPECT_GE(number, 2);
   EXPECT_EQ(second, "Thread-" + std::to_string(number + 1));
-}
-
-TEST_F(LoggerTest, LogEventAndExitOnlyThrows) {
-  try {
-    VaspLogger::logEventAndExit();
-    FAIL();
-  } catch (const Exception& exception) {
-    EXPECT_EQ(exception.name(), "NSGenericException");
-    EXPECT_THAT(exception.reason(), StartsWith("requested exit(0)\n1 "));
-    EXPECT_EQ(exception.reason().back(), '\n');
-  }
-  EXPECT_THAT(log.records(), ElementsAre());
 }
 
 TEST_F(LoggerTest, LogEventAndExitWithMessageDeliversOnItsThreadThenThrows) {
@@ -271,13 +205,6 @@ TEST_F(LoggerTest, StackOfLogEventAndExitIsWholeAndItsRecordIsNotSplit) {
   EXPECT_GT(std::count(text.begin(), text.end(), '\n'), 400);
 }
 
-TEST_F(LoggerTest, MessageWithoutADelegateIsLostAndInstallsNone) {
-  VaspLogger::setLogDelegate(nullptr);
-  VaspLogger::logwithLevel_aspect_formattedMessage(1, 0, "lost");
-  EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
-  EXPECT_THAT(services.systemLog->entries(), ElementsAre());
-}
-
 TEST_F(LoggerTest, FirstFormattedMessageInstallsTheDefaultDelegate) {
   VaspLogger::setLogDelegate(nullptr);
   VaspLogger::logwithLevel_aspect_from_message(1, 0x100, "f", "to the %@", "system");
@@ -288,24 +215,6 @@ TEST_F(LoggerTest, FirstFormattedMessageInstallsTheDefaultDelegate) {
   for (const auto& entry : services.systemLog->entries())
     texts.push_back(entry.text);
   EXPECT_THAT(texts, ElementsAre("🔵[INFO] [NET] to the system", "⚠️[WARN] [None] and this"));
-}
-
-TEST_F(LoggerTest, LogEventAndExitInstallsTheDefaultDelegateToo) {
-  VaspLogger::setLogDelegate(nullptr);
-  EXPECT_THROW(VaspLogger::logEventAndExit(), Exception);
-  EXPECT_THROW(VaspLogger::logEventAndExit("out of paper"), Exception);
-  const auto entries = services.systemLog->entries();
-  ASSERT_EQ(entries.size(), 1U);
-  EXPECT_THAT(entries[0].text, StartsWith("❗[FATAL] [LIFE] out of paper\n requested exit(0)\n1 "));
-}
-
-TEST_F(LoggerTest, UndescribableArgumentIsReportedAndDropsTheRecord) {
-  struct Broken : Object {
-    std::string description() const override { throw std::runtime_error("cannot say"); }
-  };
-  VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%@", Broken());
-  EXPECT_THAT(log.records(), ElementsAre());
-  EXPECT_THAT(services.console->lines(), ElementsAre("LOG ERROR cannot say"));
 }
 
 TEST_F(LoggerTest, ArgumentThatLogsWhileItIsDescribedKeepsBothTextsWhole) {

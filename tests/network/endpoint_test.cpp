@@ -56,24 +56,5 @@ TEST(Endpoint, MissingContextPathRaisesUnlessTheSettingIsAWholeUrl) {
   EXPECT_EQ(MultiEndpointManager::getSettingsBundleUrl1(), "http://host/(null)");
 }
 
-TEST(Hooks, KeepWhatTheHostSetAndCallOnlyTheApplicationHandler) {
-  auto& hooks = KelmCoreAppExposedHooks::getInstance();
-  EXPECT_EQ(&hooks, &KelmCoreAppExposedHooks::getInstance());
-  EXPECT_EQ(hooks.sharedApplication(), nullptr);
-  int opened = 0;
-  hooks.setSharedApplicationOpenUrlHandler([&](std::string_view) { ++opened; });
-  {
-    const NetworkFixture f;
-    EXPECT_EQ(hooks.sharedApplication(), f.application);
-    hooks.setServerBaseContextPath("app");
-    EXPECT_EQ(hooks.serverBaseContextPath(), "app");
-    (void)MultiEndpointManager::getSettingsBundleUrl1();
-  }
-  EXPECT_EQ(opened, 0);
-  hooks.sharedApplicationOpenUrlHandler()("kelm://x");
-  EXPECT_EQ(opened, 1);
-  hooks.setSharedApplicationOpenUrlHandler(nullptr);
-}
-
 }  // namespace
 }  // namespace kelm

@@ -64,16 +64,6 @@ TEST(Multipart, EachKindOfPartHasItsLayout) {
     EXPECT_EQ(bodyOf(row.parts, "B"), row.body);
 }
 
-TEST(Multipart, FileWithoutBytesStaysEmptyAndLogsOneLine) {
-  const NetworkFixture f;
-  const Value kNoBytes[] = {"text", Null{}, 5, List{}};
-  for (const Value& object : kNoBytes) {
-    f.log.clear();
-    EXPECT_EQ(bodyOf({part("f", "n", object, "t")}, "B"), "--B\r\n\r\n--B--\r\n");
-    EXPECT_THAT(f.log.lines(), ElementsAre("INFO ERROR!! Value is not Data!!"));
-  }
-}
-
 TEST(Multipart, BoundaryIsKeptMadeOrEmptyByTheSlot) {
   std::string kept = "XYZ", first, second;
   using Builder = ZuHTTPMultipartBuilder;
@@ -91,13 +81,6 @@ TEST(Multipart, BoundaryIsKeptMadeOrEmptyByTheSlot) {
   for (int i = 0; i < 32; ++i)
     expected += "0123456789ABCDEF"[std::rand() % 16];
   EXPECT_EQ(first, expected);
-}
-
-TEST(Multipart, PartDescribesItsFourFields) {
-  EXPECT_EQ(part("k", "v", Data{1}, "t")->description(),
-            "key: k , value: v, obj: " + describe(Data{1}) + " , contentType: t");
-  EXPECT_EQ(part({}, "v")->description(),
-            "key: (null) , value: v, obj: (null) , contentType: (null)");
 }
 
 /// Random lists of parts, as objects and as the line of JSON that the oracle reads.
@@ -172,19 +155,6 @@ TEST(Multipart, ThousandRandomListsEqualAnIndependentGenerator) {
     ASSERT_TRUE(std::getline(in, body));
     ASSERT_EQ(body, expected[i]) << "list " << i;
   }
-}
-
-TEST(Multipart, TenThousandPartsAndOneOfHundredMegabytesAreWhole) {
-  const MultiPartList many(10000, part("k", "v"));
-  const std::size_t empty = bodyOf({}, "B").size();
-  EXPECT_EQ(bodyOf(many, "B").size(),
-            10000 * (bodyOf({part("k", "v")}, "B").size() - empty) + empty);
-  constexpr std::size_t kBytes = 100 << 20;
-  const MultiPartList large{part("k", "v", Data(kBytes), "t")};
-  std::string boundary = "B";
-  EXPECT_EQ(
-      ZuHTTPMultipartBuilder::multipartDataWithParameters_boundary(large, &boundary).size(),
-      kBytes + bodyOf({part("k", "v", Data{}, "t")}, "B").size() + 8);  // longer by 9 - 1 digits
 }
 
 }  // namespace

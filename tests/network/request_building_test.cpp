@@ -103,16 +103,6 @@ TEST(RequestBuilding, QueryPairWithoutEqualsSignRaisesRangeFailure) {
   }
 }
 
-TEST(RequestBuilding, QueryOfOneMegabyteIsRebuiltWhole) {
-  const NetworkFixture f;
-  std::string query = "k=" + std::string(1 << 20, 'v');
-  for (int i = 0; i < 20000; ++i)
-    query += "&k" + std::to_string(i) + "=%41";
-  const auto request = taskFor("http://h/p?" + query, ZuHTTPMethod::Get)->buildRequest();
-  ASSERT_TRUE(request && request->url);
-  EXPECT_EQ(request->url->size(), std::string("http://h/p?").size() + query.size() - 2 * 20000);
-}
-
 TEST(RequestBuilding, BodyBranchKeepsTheUrlAndLogsOneThatCannotBeFormed) {
   const NetworkFixture f;
   const std::string_view kFormable[] = {
@@ -199,48 +189,6 @@ TEST(RequestBuilding, BodyIsRawBytesElseEncodedParametersElseMultipart) {
   }
 }
 
-TEST(RequestBuilding, MultipartPartsMakeBodyAndItsTwoHeaders) {
-  const NetworkFixture f;
-  const auto part = std::make_shared<MultiPartFormDataObject>();
-  part->setKey("k");
-  part->setValue("é");
-  const auto task = taskFor("http://h/p", ZuHTTPMethod::Post);
-  task->setRequestMultiPartParameters({part});
-  EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - Using MULTIPART encoding"));
-  const auto request = task->buildRequest();
-  const auto headers = task->getMutableHeaderDict();
-  ASSERT_TRUE(headers && headers->find("Content-Type"));
-  const std::string type(*headers->find("Content-Type")->text());
-  ASSERT_THAT(type, testing::MatchesRegex("multipart/form-data; boundary=[0-9A-F]{32}"));
-  const std::string boundary = type.substr(type.size() - 32);
-  EXPECT_EQ(bodyText(*request), "--" + boundary +
-                                    "\r\nContent-Disposition: form-data; name=\"k\"\r\n"
-                                    "Content-Length: 2\r\n\r\né\r\n--" +
-                                    boundary + "--\r\n");
-  EXPECT_EQ(*headers->find("Content-Length"), Value(std::to_string(request->body->size())));
-}
-
-TEST(RequestBuilding, ContentTypeFollowsTheEncodingForEveryMethod) {
-  const NetworkFixture f;
-  const struct {
-    int encoding;
-    std::optional<Value> type;
-  } kRows[] = {{0, kForm}, {1, "application/json; charset=utf-8"}, {2, {}}, {-1, {}}};
-  for (const auto& row : kRows) {
-    for (const auto method : {ZuHTTPMethod::Get, ZuHTTPMethod::Post}) {
-      const auto task = taskFor("http://h/p", method);
-      EXPECT_EQ(task->getMutableHeaderDict(), std::nullopt);
-      task->setRequestParametersEncoding(static_cast<ZuHTTPParamEncoding>(row.encoding));
-      task->buildRequest();
-      const auto headers = task->getMutableHeaderDict();
-      ASSERT_TRUE(headers);
-      const Value* type = headers->find("Content-Type");
-      EXPECT_EQ(type != nullptr ? std::optional(*type) : std::nullopt, row.type);
-      EXPECT_EQ(task->mutableHeaderDict(), std::nullopt);
-    }
-  }
-}
-
 TEST(RequestHeaders, OfOneTaskMergeWithoutCase) {
   const NetworkFixture f;
   const auto task = taskFor("http://h/p", ZuHTTPMethod::Get);
@@ -275,18 +223,6 @@ TEST(RequestHeadersDeathTest, CommonOnesMergeWithCaseBelowEncodingAndOwnHeaders)
   EXPECT_EXIT(std::_Exit(commonHeadersMergeWithCase() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
-TEST(RequestHeaders, MergeIntoAbsentTargetLogsOneErrorUnlessThereIsNothingToAdd) {
-  const NetworkFixture f;
-  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({}, nullptr);
-  EXPECT_THAT(f.log.lines(), IsEmpty());
-  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({{"a", "1"}}, nullptr);
-  EXPECT_THAT(f.log.lines(),
-              ElementsAre("ERROR It have been asked to add headers to an empty heder set"));
-  Dictionary target{{"A", "1"}, {"b", "2"}, {"a", "3"}};
-  ZuHTTPTask::setHeaders_onHeaderMutableDictionary({{"a", "4"}}, &target);
-  EXPECT_EQ(target, (Dictionary{{"b", "2"}, {"a", "4"}}));
-}
-
 TEST(HttpCall, PutsHeadersAndTimeoutOnTheRequestAndLastSpellingWins) {
   const NetworkFixture f;
   const auto call =
@@ -300,13 +236,6 @@ TEST(HttpCall, PutsHeadersAndTimeoutOnTheRequestAndLastSpellingWins) {
   EXPECT_EQ(request->timeoutSeconds, HttpCall::kDefaultTimeoutSeconds);
   call->setTimeoutSeconds(2);
   EXPECT_EQ(call->buildRequest()->timeoutSeconds, 2);
-}
-
-TEST(ServerTimestampOffset, IsWhatTheHostSet) {
-  EXPECT_EQ(ZuHTTPTask::serverTimestampOffset(), 0);
-  serverTimestampOffset = -1500;
-  EXPECT_EQ(ZuHTTPTask::serverTimestampOffset(), -1500);
-  serverTimestampOffset = 0;
 }
 
 }  // namespace

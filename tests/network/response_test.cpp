@@ -74,20 +74,5 @@ TEST(Response, DictionaryDescriptionHoldsFourEntriesUnderOneKey) {
   EXPECT_EQ(response.description(), "Response Code:404\n{\n    A = b;\n}\n<no body>");
 }
 
-TEST(Response, CopySharesBodyHeadersAndCookies) {
-  ZuHTTPResponse response;
-  response.setBodyResponse(dataOf("body"));
-  response.setStatusCode(201);
-  response.setHeadersResponse(Dictionary{{"A", "b"}});
-  response.setCookiesResponse(ZuHTTPResponse::Cookies{});
-  const auto copy = ZuHTTPResponse::initWithZuResponse(response);
-  EXPECT_EQ(copy->statusCode(), 201);
-  EXPECT_EQ(copy->bodyResponse(), response.bodyResponse());
-  EXPECT_EQ(copy->headersResponse(), response.headersResponse());
-  EXPECT_EQ(copy->cookiesResponse(), response.cookiesResponse());
-  response.setBodyResponse(std::nullopt);
-  EXPECT_EQ(*copy->bodyResponse(), dataOf("body"));
-}
-
 }  // namespace
 }  // namespace kelm

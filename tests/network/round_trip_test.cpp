@@ -108,34 +108,6 @@ TEST(RoundTrip, PlainTaskSendsNoneOfItsComputedHeaders) {
   EXPECT_EQ(server.requests()[0].header("x-till"), std::nullopt);
 }
 
-TEST(RoundTrip, MultipartBodyArrivesAsBuiltWithItsHeaders) {
-  RealFixture f;
-  std::string received;
-  const test::RawServer server([&](test::RawServer::Connection& connection) {
-    received = connection.readRequest();
-    connection.send("HTTP/1.1 204 No Content\r\n\r\n");
-  });
-  const auto part = std::make_shared<MultiPartFormDataObject>();
-  part->setKey("receipt");
-  part->setValue("r.bin");
-  part->setObject(Data(100000, 0xA5));
-  part->setContentType("application/octet-stream");
-  const auto call = HttpCall::initWithURL_andMethod_usingSession(
-      server.url("/p"), ZuHTTPMethod::Put, RealFixture::makeSession());
-  call->setRequestMultiPartParameters({part});
-  std::int64_t status = 0;
-  call->performAsyncNetworkTaskWithCompletion(
-      [&](const auto& response, const auto&) { status = response ? response->statusCode() : -1; });
-  const auto request = call->request();
-  ASSERT_TRUE(RealFixture::runUntil([&] { return status != 0; }));
-  EXPECT_EQ(status, 204);
-  const std::string length = std::to_string(request->body->size());
-  EXPECT_THAT(received, testing::StartsWith("PUT /p HTTP/1.1\r\n"));
-  EXPECT_THAT(received, testing::HasSubstr("\r\nContent-Length: " + length + "\r\n"));
-  EXPECT_THAT(received, testing::HasSubstr("\r\nContent-Type: multipart/form-data; boundary="));
-  EXPECT_TRUE(received.ends_with(textOf(*request->body)));
-}
-
 TEST(RoundTrip, RefusedConnectionAndAbortReachTheCompletionAsErrors) {
   RealFixture f;
   std::string url;

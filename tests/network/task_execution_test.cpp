@@ -139,34 +139,6 @@ TEST(TaskExecution, ResponseReachesTheCompletionWithAllItsFields) {
   EXPECT_EQ(received->cookiesResponse()->front().name, "id");
 }
 
-TEST(TaskExecution, AnswerWithoutHttpResponseHasStatusZeroAndNoHeaders) {
-  ExecutionFixture f;
-  std::shared_ptr<ZuHTTPResponse> received;
-  f.task->performAsyncNetworkTaskWithCompletion(
-      [&](std::shared_ptr<ZuHTTPResponse> response, const std::optional<Error>&) {
-        received = std::move(response);
-      });
-  f.session->answer({}, nullptr, std::nullopt);
-  ASSERT_TRUE(received);
-  EXPECT_EQ(received->statusCode(), 0);
-  EXPECT_EQ(received->headersResponse(), nullptr);
-  EXPECT_EQ(received->cookiesResponse(), nullptr);
-}
-
-TEST(TaskExecution, ErrorReachesTheCompletionAfterItsLine) {
-  ExecutionFixture f;
-  const Error error = platform::urlError(platform::url_error::kTimedOut, "http://h/p");
-  f.perform(*f.task);
-  f.log.clear();
-  f.session->answer({}, nullptr, error);
-  EXPECT_THAT(f.application->takeEvents(),
-              testing::Contains("completion (null) " + describe(error)));
-  const auto lines = f.log.lines();
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_EQ(lines[0], "INFO NETWORK - Error " + describe(error));
-  EXPECT_EQ(f.task->errorOnTaskExecution(), error);
-}
-
 TEST(TaskExecution, ExchangeIsLoggedWordForWord) {
   ExecutionFixture f;
   const auto jar = f.sessions->makeCookieStorage();
@@ -195,37 +167,6 @@ TEST(TaskExecution, ExchangeIsLoggedWordForWord) {
                           "\n[HTTP RESPONSE] (req. url:http://h/p) status:404\n"
                           " headers:{\n    A = b;\n}\n body:gone\nCookies:" +
                           after));
-}
-
-TEST(TaskExecution, ExchangeLogShowsMissingPiecesAsSuch) {
-  ExecutionFixture f;
-  const Error error = platform::urlError(platform::url_error::kCancelled);
-  f.perform(*f.task);
-  f.log.clear();
-  f.session->answer(Data{0xff}, nullptr, error);
-  EXPECT_THAT(f.log.lines(),
-              testing::Contains("INFO Current Session: till session\n"
-                                "[HTTP REQUEST] url:http://h/p [POST]\n{\n}\n<no body>\n"
-                                "Cookies:(null)\n[HTTP RESPONSE] (req. url:http://h/p) " +
-                                describe(error) + "\nCookies:(null)"));
-}
-
-TEST(TaskExecution, LongExchangeIsLoggedWithoutLimit) {
-  ExecutionFixture f;
-  f.perform(*f.task);
-  f.log.clear();
-  f.session->answer(Data(100000, 'x'), ExecutionFixture::answerOf(200), std::nullopt);
-  EXPECT_EQ(f.log.lines().size(), 1U);
-  EXPECT_EQ(f.log.records().size(), 101U);
-}
-
-TEST(TaskExecution, EmptyRequestMakesNoCallAndCompletesNever) {
-  ExecutionFixture f;
-  f.task->builds = false;
-  f.perform(*f.task);
-  f.dispatcher->runUntilIdle();
-  EXPECT_THAT(f.application->takeEvents(), ElementsAre("buildRequest"));
-  EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
 TEST(TaskExecution, ForcedCompletionMovesFromTheNetworkThreadToTheMainThread) {
@@ -264,17 +205,6 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
   }
 }
 
-TEST(TaskExecution, WithoutHostApplicationTheCallRunsAllTheSame) {
-  ExecutionFixture f;
-  KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(nullptr);
-  f.perform(*f.task);
-  f.dispatcher->runUntilIdle();
-  f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-  EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("buildRequest", "makeDataTask http://h/p", "willExecute", "resume",
-                          "didExecute", "transformation", "completion 200 (null)"));
-}
-
 TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
   ExecutionFixture f;
   RecordingTask& task = *(f.task = std::make_shared<RecordingTask>(*f.application, nullptr));
@@ -288,17 +218,6 @@ TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
                           "completion (null) " +
                               describe(platform::urlError(platform::url_error::kUnknown)),
                           "indicator off", "end 1"));
-}
-
-TEST(TaskExecution, CompletionWithoutTransformationIsRefused) {
-  ExecutionFixture f;
-  const ZuHTTPCompletion completion = [](const auto&, const auto&) {};
-  EXPECT_THROW(f.task->performWithTransformation_withNetworkCompletion(nullptr, completion),
-               Exception);
-  EXPECT_THAT(f.application->takeEvents(), IsEmpty());
-  f.task->performWithTransformation_withNetworkCompletion(nullptr, nullptr);
-  f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-  EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1"));
 }
 
 TEST(TaskExecution, FailureRaisedAtTheStartReachesTheCallerAndReleasesAll) {
@@ -351,34 +270,6 @@ TEST(TaskExecution, CompletionMayDropTheLastReferenceAndFeedAnotherAnswer) {
   EXPECT_EQ(completions, 1);
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("didExecute", "didExecute", "indicator off",
                                                        "indicator off", "end 1", "destroyed"));
-}
-
-TEST(TaskExecution, AnswerAfterDisposeTouchesNoCallback) {
-  ExecutionFixture f;
-  f.perform(*f.task);
-  f.task->dispose();
-  f.application->takeEvents();
-  f.log.clear();
-  f.session->answer(dataOf("late"), ExecutionFixture::answerOf(200), std::nullopt);
-  EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("didExecute without task", "indicator off", "end 1"));
-  EXPECT_THAT(f.log.lines(),
-              ElementsAre("INFO Current Session: till session\n[HTTP REQUEST] url:(null) [(null)]\n"
-                          "(null)\n<no body>\nCookies:(null)\n[HTTP RESPONSE] (req. url:(null)) "
-                          "status:200\n headers:{\n}\n body:late\nCookies:(null)"));
-}
-
-TEST(TaskExecution, AbortCancelsTheExchangeIfThereIsOne) {
-  ExecutionFixture f;
-  f.task->abortNetworkTask();
-  EXPECT_THAT(f.application->takeEvents(), IsEmpty());
-  f.perform(*f.task);
-  f.application->takeEvents();
-  f.log.clear();
-  f.task->abortNetworkTask();
-  EXPECT_THAT(f.application->takeEvents(), ElementsAre("cancel"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("INFO ABSTRACT - aborting network task"));
-  f.task->dispose();  // no answer comes that would
 }
 
 TEST(TaskProgress, IsLoggedAndPassedOnOnlyToItsHandler) {

@@ -48,7 +48,6 @@ class FileWorld {
   }
 
   platform::FileSystem* operator->() const { return files_.get(); }
-  platform::FileSystem& files() const { return *files_; }
   const std::shared_ptr<MemoryFileSystem>& memory() const { return memory_; }
   const std::string& root() const { return root_; }
   /// The full path of something in this world.

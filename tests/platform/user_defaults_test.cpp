@@ -1,6 +1,5 @@
 #include "kelm/platform/user_defaults.h"
 
-#include <cstdlib>
 #include <limits>
 
 #include "tests/platform/file_world.h"
@@ -34,15 +33,9 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& defaults) { return defaults.index == 0 ? "Linux" : "Memory"; });
 
 TEST_P(UserDefaultsContract, ValuesReadBackAsTheyWereSet) {
-  const Value kValues[] = {"text",
-                           "",
-                           0,
-                           -1,
-                           std::numeric_limits<std::uint64_t>::max(),
-                           1.5,
-                           true,
-                           List{1, "a", Null{}},
-                           Dictionary{{"b", 2}, {"a", List{}}}};
+  const Value kValues[] = {"",   std::numeric_limits<std::uint64_t>::max(),
+                           true, List{1, "a", Null{}},
+                           1.5,  Dictionary{{"b", 2}, {"a", List{}}}};
   for (const Value& value : kValues) {
     set("key", value);
     EXPECT_EQ(defaults_->object("key"), value);
@@ -72,22 +65,13 @@ TEST_P(UserDefaultsContract, TextsAndNumbersStandForEachOther) {
     std::optional<std::string> text;
     std::int64_t integer;
   } kCases[] = {{"abc", "abc", 0},
-                {"", "", 0},
                 {" \t12x", " \t12x", 12},
-                {"-7", "-7", -7},
-                {"+7", "+7", 7},
                 {"- 7", "- 7", 0},
-                {"1e3", "1e3", 1},
-                {"9223372036854775807", "9223372036854775807", kMost},
                 {"9223372036854775808", "9223372036854775808", kMost},
-                {"-9223372036854775808", "-9223372036854775808", kLeast},
                 {"-99999999999999999999", "-99999999999999999999", kLeast},
-                {3, "3", 3},
-                {2.9, "2.9", 2},
                 {-2.9, "-2.9", -2},
                 {true, "1", 1},
-                {List{1}, std::nullopt, 0},
-                {Dictionary{}, std::nullopt, 0}};
+                {List{1}, std::nullopt, 0}};
   for (const auto& c : kCases) {
     set("key", c.value);
     EXPECT_EQ(defaults_->text("key"), c.text);
@@ -118,22 +102,19 @@ TEST_F(DefaultsInFile, OtherObjectsSeeWhatWasSetAndEditsOfOthersAreSeenByTheNext
   EXPECT_EQ(overFiles(files)->text("logserver"), "a.example");
   write(R"({"logserver": "b.example"})");
   EXPECT_EQ(defaults->text("logserver"), "b.example");
-  ASSERT_FALSE(overFiles(files)->setObject("environment", 1));
   ASSERT_FALSE(defaults->setObject("mine", 2));
-  EXPECT_EQ(defaults->integer("environment"), 1);
-  EXPECT_EQ(defaults->text("logserver"), "b.example");
-  ASSERT_FALSE(files->remove(kFile));
-  EXPECT_EQ(defaults->object("logserver"), std::nullopt);
+  EXPECT_EQ(overFiles(files)->text("logserver"), "b.example");
 }
 
 TEST_F(DefaultsInFile, EveryFailedCallLeavesTheOldSettings) {
-  ASSERT_FALSE(defaults->setObject("key", "old"));
+  write(R"({"key": "old", "other": 1})");
   for (int n = 1; n < 20; ++n) {
     files->failCall(static_cast<std::uint64_t>(n));
     const Failure failure = defaults->setObject("key", "new");
     files->stopFailing();
     EXPECT_EQ(defaults->text("key"), failure ? "old" : "new");
     EXPECT_EQ(overFiles(files)->text("key"), failure ? "old" : "new");
+    EXPECT_EQ(defaults->integer("other"), 1);
     if (!failure) return;
     EXPECT_EQ(failure->code, EIO);
   }
@@ -151,13 +132,6 @@ TEST_F(DefaultsInFile, MalformedFileReadsAsEmptyAndIsKeptAsideBeforeItIsReplaced
   }
 }
 
-TEST_F(DefaultsInFile, UnreadableFileIsNeverReplaced) {
-  write(R"({"key": "old"})");
-  files->failCall(2, EACCES);  // status, read
-  EXPECT_EQ(defaults->setObject("key", "new")->code, EACCES);
-  EXPECT_EQ(defaults->text("key"), "old");
-}
-
 TEST(LinuxUserDefaults, FileLiesWithTheUsersConfigurationAndIsHisAlone) {
   const FileWorld world = FileWorld::real();
   const ScopedVariable folder("XDG_CONFIG_HOME", world.root());
@@ -166,8 +140,6 @@ TEST(LinuxUserDefaults, FileLiesWithTheUsersConfigurationAndIsHisAlone) {
   ASSERT_FALSE(defaults->setObject("logserver", "a.example"));
   EXPECT_EQ(world.text("com.example.till/defaults.json"), "{\n  \"logserver\" : \"a.example\"\n}");
   EXPECT_EQ(world->status(world.at("com.example.till/defaults.json"))->permissions, 0600U);
-  world.put("com.example.till/defaults.json", R"({"logserver":"b.example"})");
-  EXPECT_EQ(defaults->text("logserver"), "b.example");
 }
 
 }  // namespace

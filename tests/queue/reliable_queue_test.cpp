@@ -71,22 +71,6 @@ TEST(ReliableQueueSave, NameIsPolledAHundredTimesMore) {
   EXPECT_EQ(f.fileSystem.calls() - before, 1U + 2U + 101U);
 }
 
-TEST(ReliableQueueSave, TimeIsWholeMillisecondsOfTheClock) {
-  const std::pair<double, const char*> rows[] = {{0, "0"},
-                                                 {0.0015, "1"},
-                                                 {999999999.999, "999999999999"},
-                                                 {1e9, "1000000000000"},
-                                                 {-1.5, "-1500"},
-                                                 {1e18, "1000000000000000000000"}};
-  for (const auto& [seconds, expected] : rows) {
-    QueueFixture f;
-    f.accept("q");
-    f.clock.setNow(Date{seconds});
-    f.save("x", "q");
-    EXPECT_THAT(f.names(), ElementsAre(std::string(expected) + "___q.dat"));
-  }
-}
-
 TEST(ReliableQueueSave, HostileQueueIdsAreFailedStoresAndTouchNothing) {
   const std::string ids[] = {
       "..",   "../x", "a/b", "/etc/passwd",          "a/../../y",         "/",
@@ -102,45 +86,6 @@ TEST(ReliableQueueSave, HostileQueueIdsAreFailedStoresAndTouchNothing) {
                 ElementsAre("INFO Saving a payload with filename:1700000000500___" + id + ".dat",
                             "ERROR Cant save file"));
   }
-}
-
-TEST(ReliableQueueSave, OddButHarmlessQueueIdsArriveUnderTheirName) {
-  const std::string ids[] = {"caf\xC3\xA9",        "%41", "a b", "a.b", ".a", "a_b", "__", "%@",
-                             std::string(235, 'n')};
-  for (const std::string& id : ids) {
-    QueueFixture f;
-    f.accept(id);
-    f.save("x", id);
-    f.queue.processQueueWithID(id);
-    EXPECT_THAT(f.offers, ElementsAre(Offer{"x", id, 0})) << id;
-  }
-}
-
-TEST(ReliableQueueSave, TooLongAQueueIdIsAFailedStore) {
-  QueueFixture f;
-  const std::string id(236, 'n');
-  f.accept(id);
-  f.save("x", id);
-  EXPECT_THAT(f.names(), IsEmpty());
-  EXPECT_THAT(f.lines(), ElementsAre(HasSubstr("INFO Saving"), "ERROR Cant save file"));
-}
-
-TEST(ReliableQueueSave, WithoutFolderOrKeyEverySaveFailsAndNothingIsWritten) {
-  QueueFixture f;
-  for (const std::optional<std::string>& path : {std::optional<std::string>(), {std::string()}}) {
-    KelmReliableQueue queue;
-    queue.setFilesystemKey(bytesOf("0123456789abcdef"));
-    queue.setQueueFilePath(path);
-    queue.setProcessorHandler_withQueueID([](auto&&...) {}, "events");
-    queue.savePayload_withQueueID(bytesOf("x"), "events");
-    EXPECT_THAT(f.lines(), ElementsAre(HasSubstr("INFO Saving"), "ERROR Cant save file"));
-  }
-  KelmReliableQueue keyless;
-  keyless.setQueueFilePath(std::string(f.kFolder));
-  keyless.setProcessorHandler_withQueueID([](auto&&...) {}, "events");
-  keyless.savePayload_withQueueID(bytesOf("x"), "events");
-  EXPECT_THAT(f.lines(), ElementsAre(HasSubstr("INFO Saving"), "ERROR Cant save file"));
-  EXPECT_THAT(f.names(), IsEmpty());
 }
 
 TEST(ReliableQueueLimit, OldestOf201GoesBeforeTheNewOneIsWritten) {
@@ -159,18 +104,6 @@ TEST(ReliableQueueLimit, OldestOf201GoesBeforeTheNewOneIsWritten) {
   EXPECT_THAT(f.lines(), ElementsAre("WARN Too many events in queue removing...",
                                      "INFO Saving a payload with filename:"
                                      "1700000000701___events.dat"));
-}
-
-TEST(ReliableQueueLimit, OldestIsByTextSoTwelveDigitTimesComeLast) {
-  QueueFixture f;
-  for (int i = 0; i < 200; ++i)
-    f.put(std::to_string(1700000000000 + i) + "___events.dat", "x");
-  f.put("999999999999___events.dat", "x");
-  f.queue.removeOldestPayloadIfLimitReached();
-  EXPECT_EQ(f.names().front(), "1700000000001___events.dat");
-  EXPECT_EQ(f.names().back(), "999999999999___events.dat");
-  f.queue.removeOldestPayloadIfLimitReached();
-  EXPECT_THAT(f.names(), SizeIs(200));
 }
 
 TEST(ReliableQueueProcess, OffersOldestFirstAndCountsDown) {
@@ -225,15 +158,6 @@ TEST(ReliableQueueProcess, MatchesByContainmentAndHandlesByTheNameOfTheFile) {
   EXPECT_THAT(f.lines(), ::testing::Contains("ERROR Error getting handler"));
 }
 
-TEST(ReliableQueueProcess, FolderWhosePathMatchesMakesEveryFileMatch) {
-  QueueFixture f;
-  f.accept("sales");
-  f.queue.setQueueFilePath("/q/x___ev");
-  f.save("1", "sales");
-  f.queue.processQueueWithID("ev");
-  EXPECT_THAT(f.offers, ElementsAre(Offer{"1", "sales", 0}));
-}
-
 TEST(ReliableQueueProcess, PayloadsOfTheLimitPassAndLongerOnesGo) {
   QueueFixture f;
   f.accept("q");
@@ -268,49 +192,6 @@ TEST(ReliableQueueProcess, GarbageIsDeletedWithItsOwnMessage) {
                                   "ERROR Error getting handler"));
 }
 
-TEST(ReliableQueueProcess, WithoutAKeyFilesAreLoggedAndStay) {
-  QueueFixture f;
-  f.put(kFirst, "precious");
-  KelmReliableQueue keyless;
-  keyless.setQueueFilePath(std::string(f.kFolder));
-  keyless.processQueueWithID("events");
-  EXPECT_THAT(f.names(), ElementsAre(kFirst));
-  EXPECT_THAT(f.lines(), ElementsAre(StartsWith("INFO Reading payload"),
-                                     "ERROR Error processing file " + f.pathOf(kFirst)));
-}
-
-TEST(ReliableQueueProcess, KeyIsReadOnceWhenTheHandlerIsMade) {
-  QueueFixture f;
-  f.accept("events");
-  const auto handler = f.queue.getFileHandler();
-  f.queue.setFilesystemKey(bytesOf("another key 0123"));
-  EXPECT_EQ(f.queue.getFileHandler(), handler);
-  EXPECT_EQ(f.queue.filesystemKey(), dataOf("another key 0123"));
-  f.save("x", "events");
-  EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), "x");
-}
-
-TEST(ReliableQueueProcess, AbsentIdMatchesNothing) {
-  QueueFixture f;
-  f.put(kFirst, "x");
-  f.queue.processQueueWithID(std::nullopt);
-  f.queue.resetQueueWithID(std::nullopt);
-  EXPECT_THAT(f.names(), ElementsAre(kFirst));
-  EXPECT_THAT(f.lines(), IsEmpty());
-}
-
-TEST(ReliableQueueReset, RemovesExactlyItsOwnAndBadlyNamedFiles) {
-  QueueFixture f;
-  for (const char* name : {"1___ev.dat", "2___events.dat", "3___ev___x.dat", "noname.dat",
-                           "4___.dat", "5___ev", ".6___ev.dat"})
-    f.put(name, "x");
-  f.queue.resetQueueWithID("ev");
-  EXPECT_THAT(f.names(), ElementsAre(".6___ev.dat", "2___events.dat"));
-  EXPECT_THAT(f.lines(), ::testing::UnorderedElementsAre(
-                             "ERROR Error reading queue id from filename: /q/payloads/noname.dat",
-                             "ERROR Error reading queue id from filename: /q/payloads/4___.dat"));
-}
-
 TEST(ReliableQueueRegister, ForbiddenIdIsStoredAndRaises) {
   QueueFixture f;
   try {
@@ -326,15 +207,6 @@ TEST(ReliableQueueRegister, ForbiddenIdIsStoredAndRaises) {
   f.save("x", "___");
   EXPECT_THAT(f.names(), ElementsAre("1700000000500______.dat"));
   EXPECT_THROW(f.queue.setProcessorHandler_withQueueID(nullptr, "___"), Exception);
-}
-
-TEST(ReliableQueueRegister, LastProcessorOfAnIdCounts) {
-  QueueFixture f;
-  f.handle("events", [](auto&&...) { FAIL() << "the earlier one"; });
-  f.accept("events");
-  f.save("x", "events");
-  f.queue.processQueueWithID("events");
-  EXPECT_THAT(f.offers, SizeIs(1));
 }
 
 TEST(ReliableQueueReentry, ProcessorMaySaveProcessResetAndRegister) {
@@ -353,16 +225,6 @@ TEST(ReliableQueueReentry, ProcessorMaySaveProcessResetAndRegister) {
   f.queue.processQueueWithID("q");
   EXPECT_EQ(depth, 3);  // the first, then both from inside
   EXPECT_THAT(f.names(), ElementsAre("1700000000501___q.dat"));
-}
-
-TEST(ReliableQueueReentry, FilesThatVanishDuringARunAreReportedAsBroken) {
-  QueueFixture f;
-  f.handle("q", [&](auto&&...) { f.queue.resetQueueWithID("q"); });
-  f.put("1___q.dat", "1");
-  f.put("2___q.dat", "2");
-  f.queue.processQueueWithID("q");
-  EXPECT_THAT(f.lines(), ::testing::Contains("ERROR Error processing file /q/payloads/2___q.dat"));
-  EXPECT_THAT(f.names(), IsEmpty());
 }
 
 TEST(ReliableQueueReentry, ExceptionOfAProcessorReachesTheCallerAndFreesTheQueue) {
@@ -405,16 +267,6 @@ TEST(ReliableQueueDoneCallback, LateRepeatedAndOutlivingCallsAreLoggedAndHarmles
   f.put("1___q.dat", "a later payload of the same name");
   kept[0](std::nullopt);
   EXPECT_THAT(f.names(), SizeIs(1));
-}
-
-TEST(ReliableQueueInstance, IsOneForTheProcess) {
-  std::vector<KelmReliableQueue*> found(8);
-  std::vector<std::thread> threads;
-  for (KelmReliableQueue*& one : found)
-    threads.emplace_back([&one] { one = &KelmReliableQueue::getInstance(); });
-  for (std::thread& thread : threads)
-    thread.join();
-  EXPECT_THAT(found, ::testing::Each(&KelmReliableQueue::getInstance()));
 }
 
 }  // namespace

@@ -27,16 +27,6 @@ TEST(VaspFileHandlerList, NamesFilesAndFoldersApart) {
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
-TEST(VaspFileHandlerList, MissingFolderIsLoggedOnce) {
-  StorageFixture f;
-  EXPECT_THAT(f.handler.listFilesInHandlerFullPath("/r/none"), IsEmpty());
-  EXPECT_THAT(f.handler.listFilesInBundleFullpath(""), IsEmpty());
-  EXPECT_EQ(f.handler.listFoldersInHandlerFullPath("/r/none"), std::nullopt);
-  EXPECT_THAT(f.log.lines(), ElementsAre("WARN directory /r/none does not exists",
-                                         "WARN directory  does not exists",
-                                         "WARN directory /r/none does not exists"));
-}
-
 TEST(VaspFileHandlerList, UnreadableFolderIsLogged) {
   StorageFixture f;
   f.put("/r/file", "x");
@@ -73,15 +63,6 @@ TEST(VaspFileHandlerCopy, ReplacesTheDestinationAndMakesItsParents) {
   EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/x/y"));
 }
 
-TEST(VaspFileHandlerMove, SecondAttemptSucceedsWithoutALine) {
-  StorageFixture f;
-  f.put("/r/a", "new");
-  f.files.failCall(5);  // ensure: exists, exists, make; remove; move
-  EXPECT_TRUE(f.handler.moveFileWithFullPath_toDestFullPath("/r/a", "/r/b"));
-  EXPECT_THAT(f.tree("/r"), ElementsAre("/r/b"));
-  EXPECT_THAT(f.lines(), IsEmpty());
-}
-
 TEST(VaspFileHandlerMove, MissingSourceFailsWithTheMessageOfBoth) {
   StorageFixture f;
   EXPECT_FALSE(f.handler.moveFileWithFullPath_toDestFullPath("/r/none", "/r/b"));
@@ -103,15 +84,6 @@ TEST(VaspFileHandlerMove, OntoItselfOrAFolderAroundItFailsAndLosesNothing) {
     EXPECT_EQ(f.text("/r/a/file"), "precious") << destination;
     EXPECT_THAT(f.lines(), ::testing::Contains(HasSubstr("Cant copyItemAtPath 1")).Times(2));
   }
-}
-
-TEST(VaspFileHandlerMove, FolderGoesOnlyWhereNothingIs) {
-  StorageFixture f;
-  f.put("/r/a/file", "x");
-  f.makeFolder("/r/b");
-  EXPECT_FALSE(f.handler.moveFolderFromFullpath_toFullpath("/r/a", "/r/b"));
-  EXPECT_TRUE(f.handler.moveFolderFromFullpath_toFullpath("/r/a", "/r/c"));
-  EXPECT_THAT(f.tree("/r"), ElementsAre("/r/b/", "/r/c/", "/r/c/file"));
 }
 
 struct Contents : StorageFixture {
@@ -173,32 +145,6 @@ TEST(VaspFileHandlerContents, WithFoldersGoesOnAfterAFailureAndFilesOnlyStops) {
   }
 }
 
-TEST(VaspFileHandlerContents, OntoThemselvesFailsAndLosesNothing) {
-  Contents f;
-  EXPECT_FALSE(f.handler.moveContentsOfSrcFullpath_toDestFullpath("/r/s", "/r/s/"));
-  EXPECT_FALSE(f.handler.copyContentsOfSrcFullpath_toDestFullpath("/r/s", "/r//s"));
-  EXPECT_FALSE(
-      f.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders("/r/s", "/r/s", true));
-  EXPECT_THAT(f.tree("/r/s"), ElementsAre("/r/s/.2", "/r/s/1", "/r/s/sub/", "/r/s/sub/3"));
-}
-
-TEST(VaspFileHandlerDebug, TreeIsIndentedByDepth) {
-  StorageFixture f;
-  f.put("/r/R/a", "x");
-  f.put("/r/R/sub/b", "x");
-  f.put("/r/R/sub/deep/c", "x");
-  const char* expected =
-      "Directory dump:\n/r/R\n |-/r/R/a\n |>sub\n  |-/r/R/sub/b\n  |>deep\n   |-/r/R/sub/deep/c";
-  EXPECT_EQ(f.handler.debugListPathContent_indentation("/r/R", 0), expected);
-  EXPECT_EQ(f.handler.debugListPathContent_indentation("/r/R/sub/deep", 2),
-            "  |>deep\n   |-/r/R/sub/deep/c");
-  f.handler.debugListPathContent("/r/R");
-  EXPECT_EQ(f.handler.debugListPathContent_indentation("/r/none", 0), "");
-  EXPECT_THAT(f.log.lines(),
-              ElementsAre(std::string("DEBUG ") + expected, "DEBUG Path does not exists:/r/none"));
-  EXPECT_EQ(f.log.records()[0].aspect, 0x1000);
-}
-
 struct DumpFixture : StorageFixture {
   const platform::HomeFolders& folders = *services.homeFolders;
 };
@@ -222,30 +168,9 @@ TEST(VaspFileHandlerDump, ListsLocationsOfEveryFolderAndSkipsHiddenItems) {
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
-TEST(VaspFileHandlerDump, EmptyOptionAddsNoKeyAndAnUnknownGroupAnEmptyList) {
-  DumpFixture f;
-  EXPECT_EQ(VaspFileHandler::dumpWithOption(std::nullopt).size(), 4U);
-  EXPECT_EQ(VaspFileHandler::dumpWithOption("").size(), 4U);
-  EXPECT_EQ(*VaspFileHandler::dumpWithOption("../x").find("../x"), Value(List{}));
-}
-
 struct ThrowingFolders : MemoryHomeFolders {
   std::string applicationSupport() const override { throw std::runtime_error("no home"); }
 };
-
-TEST(VaspFileHandlerDump, ExceptionKeepsWhatWasFound) {
-  TestPlatform services;
-  platform::Platform platform = services.platform();
-  platform.homeFolders = std::make_shared<ThrowingFolders>();
-  const platform::ScopedPlatform scope(platform);
-  const Dictionary dump = VaspFileHandler::dumpWithOption(std::nullopt);
-  EXPECT_TRUE(dump.contains("document"));
-  EXPECT_FALSE(dump.contains("appsupport"));
-  EXPECT_FALSE(dump.contains("errors"));
-  ASSERT_TRUE(dump.contains("exception"));
-  EXPECT_THAT(std::string(*dump.find("exception")->text()), StartsWith("\nException: "));
-  EXPECT_THAT(std::string(*dump.find("exception")->text()), HasSubstr("no home"));
-}
 
 }  // namespace
 }  // namespace kelm::test

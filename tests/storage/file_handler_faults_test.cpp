@@ -166,13 +166,6 @@ TEST_P(Faults, LoseNoSourceLeaveNothingHalfDoneAndTellTheTruth) {
   }
 }
 
-TEST_P(Faults, NothingFailsWithoutAFault) {
-  StorageFixture f;
-  prepare(f);
-  EXPECT_TRUE(GetParam().run(f.handler));
-  GetParam().check(f, true);
-}
-
 TEST(VaspFileHandlerDurability, AStoreThatSucceededSurvivesALossOfPower) {
   StorageFixture f;
   ASSERT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/a/b/f"));

@@ -124,12 +124,5 @@ TEST_P(OddPaths, OnesThatLeadNowhereFailWithoutATrace) {
   EXPECT_THAT(handler_.listFilesInHandlerFullPath(root_), ElementsAre(root_ + "/a"));
 }
 
-TEST_P(OddPaths, NulMakesNoLocation) {
-  fixture_.log.clear();
-  const std::string path("/r\0x", 4);
-  EXPECT_THAT(handler_.searchFilesInFullPath_withFilenameContaining(path, ""), IsEmpty());
-  EXPECT_THAT(fixture_.log.lines(), ElementsAre("ERROR Unable to build URL from path " + path));
-}
-
 }  // namespace
 }  // namespace kelm::test

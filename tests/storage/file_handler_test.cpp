@@ -32,26 +32,6 @@ TEST(VaspFileHandlerStore, ReplacesAFileAndAWholeFolder) {
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
-TEST(VaspFileHandlerStore, FailedRemovalIsLoggedAndTheWriteStillTried) {
-  StorageFixture f;
-  f.put("/r/a", "old");
-  f.files.failCall(2);  // exists, remove
-  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/a"));
-  EXPECT_EQ(f.text("/r/a"), "new");
-  EXPECT_THAT(f.lines(), ElementsAre(StartsWith("WARN Cant storeNSData 2: Error Domain=posix")));
-}
-
-TEST(VaspFileHandlerStore, ParentThatIsAFileLogsEveryFailedStepOnce) {
-  StorageFixture f;
-  f.put("/r/a", "a file");
-  EXPECT_FALSE(f.handler.storeNSData_withFullpath(bytesOf("x"), "/r/a/b"));
-  const std::string error = errorText(ENOTDIR, "/r/a/b");
-  EXPECT_THAT(f.lines(), ElementsAre("WARN Error ensureFullPathExists: " + error,
-                                     "WARN Cant storeNSData 2: (null)",
-                                     "ERROR Error storing data : " + error + " in /r/a/b"));
-  EXPECT_EQ(f.text("/r/a"), "a file");
-}
-
 TEST(VaspFileHandlerStore, RefusedAttributesFailTheStoreButLeaveTheBytes) {
   StorageFixture f;
   f.attributes.failFromCall(1);
@@ -70,19 +50,6 @@ TEST(VaspFileHandlerStore, AbsentDataIsRefusedQuietlyAboveAndLoudlyBelow) {
   EXPECT_FALSE(f.handler.storeNSData_toPath(std::nullopt, "/r/a"));
   EXPECT_THAT(f.log.lines(), ElementsAre("WARN No data to store in : /r/a"));
   EXPECT_THAT(f.tree("/r"), IsEmpty());
-}
-
-TEST(VaspFileHandlerStore, AbsentTextBecomesAnEmptyFileAndEmptyPathsAreLogged) {
-  StorageFixture f;
-  EXPECT_TRUE(f.handler.storeNSString_withFullpath(std::nullopt, "/r/a"));
-  EXPECT_EQ(f.text("/r/a"), "");
-  EXPECT_THAT(f.lines(), ElementsAre("WARN Requested to store nil, i'm storing empty string"));
-  f.log.clear();
-  EXPECT_FALSE(f.handler.storeNSString_withFullpath("x", ""));
-  EXPECT_FALSE(f.handler.storeNSString_withFullpath(std::nullopt, std::nullopt));
-  EXPECT_THAT(f.lines(), ElementsAre("ERROR Invalid filename: It is nil or empty",
-                                     "WARN Requested to store nil, i'm storing empty string",
-                                     "ERROR Invalid filename: It is nil or empty"));
 }
 
 TEST(VaspFileHandlerRead, TellsMissingUnreadableEmptyAndMalformedApart) {
@@ -124,18 +91,6 @@ TEST(VaspFileHandlerAttributes, AreThoseOfTheItem) {
   EXPECT_THAT(f.lines(), ElementsAre("WARN Cant read attributes of file /r/missing"));
 }
 
-TEST(VaspFileHandlerAttributes, FailuresOfEitherSetterAreNamed) {
-  StorageFixture f;
-  const std::string error = errorText(ENOENT, "/r/missing");
-  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("class", "/r/missing"));
-  EXPECT_FALSE(f.handler.setExcludeBackupAttributeToFullpath("/r/missing"));
-  EXPECT_FALSE(f.handler.setGlobalAttributesToFullpath("/r/missing"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("WARN Error changing data protection attribute: " + error,
-                                         "WARN Error changing exclude backup attribute: " + error,
-                                         "WARN Error changing exclude backup attribute: " + error,
-                                         "WARN Error global kelm attributes"));
-}
-
 TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
   StorageFixture f;
   for (const VaspFileHandler::Path path : {VaspFileHandler::Path(""), VaspFileHandler::Path()}) {
@@ -162,21 +117,6 @@ TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
-TEST(VaspFileHandlerPaths, LastComponent) {
-  const VaspFileHandler handler;
-  const std::pair<const char*, const char*> rows[] = {{"/tmp/scratch.tiff", "scratch.tiff"},
-                                                      {"/tmp/lock/", "lock"},
-                                                      {"scratch///", "scratch"},
-                                                      {"/", "/"},
-                                                      {"///", "/"},
-                                                      {"", ""},
-                                                      {"a", "a"},
-                                                      {"/a b%20c", "a b%20c"}};
-  for (const auto& [path, name] : rows)
-    EXPECT_EQ(handler.getFilenameFromFullPath(path), name) << path;
-  EXPECT_EQ(handler.getFilenameFromFullPath(std::nullopt), std::nullopt);
-}
-
 TEST(VaspFileHandlerEnsure, MakesClearsOrKeeps) {
   StorageFixture f;
   EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a/b", false));
@@ -191,30 +131,6 @@ TEST(VaspFileHandlerEnsure, MakesClearsOrKeeps) {
   EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a", true));
   EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/b/", "/r/a/b/deep"));
   EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Clearing directory path (ensure and clear):/r/a"));
-}
-
-TEST(VaspFileHandlerRemove, TakesFilesFoldersAndNothing) {
-  StorageFixture f;
-  f.put("/r/a/b", "x");
-  f.put("/r/c", "x");
-  EXPECT_TRUE(f.handler.removeFileWithFullPath("/r/a"));
-  EXPECT_TRUE(f.handler.removeFolderInFullPath("/r/c"));
-  EXPECT_TRUE(f.handler.removeFileWithFullPath("/r/a"));
-  EXPECT_TRUE(f.handler.removeFolderInFullPath("/r/c"));
-  EXPECT_THAT(f.tree("/r"), IsEmpty());
-  EXPECT_THAT(f.log.lines(), IsEmpty());
-}
-
-TEST(VaspFileHandlerRemove, EachNameHasItsMessage) {
-  StorageFixture f;
-  f.put("/r/a", "x");
-  f.files.failNextCall();
-  EXPECT_FALSE(f.handler.removeFileWithFullPath("/r/a"));
-  f.files.failNextCall();
-  EXPECT_FALSE(f.handler.removeFolderInFullPath("/r/a"));
-  EXPECT_THAT(f.log.lines(), ElementsAre(StartsWith("WARN Cant removeFileWithFullPath: Error"),
-                                         StartsWith("WARN Error removeFolderInPath: Error")));
-  EXPECT_EQ(f.text("/r/a"), "x");
 }
 
 TEST(VaspFileHandlerEmpty, ShallowTakesVisibleFilesAndDeepTakesFoldersToo) {
@@ -232,20 +148,6 @@ TEST(VaspFileHandlerEmpty, ShallowTakesVisibleFilesAndDeepTakesFoldersToo) {
                                               "/r/a/sub/", "/r/a/sub/.inside"));
     EXPECT_THAT(f.log.lines(), IsEmpty());
   }
-}
-
-TEST(VaspFileHandlerEmpty, MissingFolderIsMadeAndAFileIsAnEnumerationError) {
-  StorageFixture f;
-  EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/a", false));
-  EXPECT_TRUE(f.hasGlobalAttributes("/r/a"));
-  EXPECT_THAT(f.log.lines(), IsEmpty());
-  f.put("/r/file", "x");
-  EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/file", false));
-  EXPECT_FALSE(f.handler.emptyFullPath_includingSubFolders("/r/file/below", false));
-  EXPECT_THAT(f.log.lines(),
-              ElementsAre("WARN Error " + errorText(ENOTDIR, "/r/file") +
-                              " in file emptyFullPath:\n/r/file",
-                          "WARN Error emptyFullPath: " + errorText(ENOTDIR, "/r/file/below")));
 }
 
 TEST(VaspFileHandlerEmpty, ItemThatCannotBeRemovedIsNamedAndTheRestGoes) {

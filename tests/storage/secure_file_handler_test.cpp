@@ -49,17 +49,6 @@ TEST(VaspSecureFileHandler, FileIsTheBareCiphertextWithOnePaddingBlock) {
   EXPECT_TRUE(f.hasGlobalAttributes("/r/a"));
 }
 
-TEST(VaspSecureFileHandler, EveryKindOfStoreIsEncrypted) {
-  SecureFixture f;
-  ASSERT_TRUE(f.secure.storeNSString_withFullpath("a secret", "/r/text"));
-  ASSERT_TRUE(f.secure.storeNSCodableObject_withFullPath(Value("a secret"), "/r/object"));
-  EXPECT_THAT(f.text("/r/text"), Not(HasSubstr("secret")));
-  EXPECT_THAT(f.text("/r/object"), Not(HasSubstr("secret")));
-  EXPECT_EQ(f.secure.readNSStringWithFullpath("/r/text"), "a secret");
-  EXPECT_EQ(f.secure.readNSCodableObjectWithFullpath("/r/object"), Value("a secret"));
-  EXPECT_EQ(f.handler.readNSCodableObjectWithFullpath("/r/object"), std::nullopt);
-}
-
 TEST(VaspSecureFileHandler, CiphertextThatIsNoWholeBlocksOrWronglyPaddedReadsAsNothing) {
   SecureFixture f;
   const Data block = *VaspAES::aesEncryptData_WithBytesKey_withBytesIV(bytesOf("x"), kKey, kIV);
@@ -88,18 +77,6 @@ TEST(VaspSecureFileHandler, WithoutAKeyOnlyThePrimitivesRaise) {
   EXPECT_EQ(keyless.readNSDataFromPath_(std::nullopt), std::nullopt);
   EXPECT_FALSE(keyless.storeNSData_toPath(std::nullopt, "/r/b"));
   EXPECT_FALSE(f.files.exists("/r/b"));
-}
-
-TEST(VaspSecureFileHandler, AbsentDataAndUnusableKeysStoreNothing) {
-  SecureFixture f;
-  EXPECT_FALSE(f.secure.storeNSData_toPath(std::nullopt, "/r/a"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("WARN No data to store in : /r/a"));
-  f.log.clear();
-  f.secure.setAESKey_andIV(bytesOf("seventeen bytes.."), kIV);
-  EXPECT_FALSE(f.secure.storeNSData_toPath(bytesOf("x"), "/r/a"));
-  EXPECT_THAT(f.log.lines(), ElementsAre(HasSubstr("Error selecting AES key size (17)"),
-                                         "WARN No data to store in : /r/a"));
-  EXPECT_THAT(f.tree("/r"), IsEmpty());
 }
 
 TEST(VaspSecureFileHandlerCopy, EncryptsThePlainSourceAndKeepsIt) {
@@ -140,22 +117,6 @@ TEST(KelmDataEncrypter, SharedOneHasTheFixedKeyAndVector) {
                            0x5b, 0x6d, 0x9d, 0x4b, 0x48, 0xbb, 0x49, 0x9b};
   EXPECT_EQ(shared.encrypt(bytesOf("account 1")), ciphertext);
   EXPECT_EQ(shared.decrypt(ciphertext), dataOf("account 1"));
-}
-
-TEST(KelmDataEncrypter, UsesTheKeyAndVectorOfTheMoment) {
-  KelmDataEncrypter encrypter;
-  EXPECT_EQ(encrypter.aesKey(), std::nullopt);
-  encrypter.setKey("0123456789abcdef");
-  encrypter.setIV("fedcba9876543210");
-  EXPECT_EQ(encrypter.aesKey(), Data(kKey.begin(), kKey.end()));
-  const auto first = encrypter.encrypt(bytesOf("x"));
-  encrypter.setDataIV(bytesOf("another vector.."));
-  EXPECT_NE(encrypter.encrypt(bytesOf("x")), first);
-  encrypter.setDataIV(kIV);
-  EXPECT_EQ(encrypter.encrypt(bytesOf("x")), first);
-  EXPECT_EQ(encrypter.decrypt(bytesOf("no whole block")), std::nullopt);
-  encrypter.setKey(std::nullopt);
-  EXPECT_EQ(encrypter.aesKey(), std::nullopt);
 }
 
 }  // namespace
