@@ -89,6 +89,33 @@ function(kelm_test name)
     PROPERTIES TIMEOUT 300)
 endfunction()
 
+# kelm_page_programs(<page> LINK <targets…>): every program of docs/<page>.md is a test that it prints
+# what stands below it.
+function(kelm_page_programs page)
+  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  set(file "${PROJECT_SOURCE_DIR}/docs/${page}.md")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+  file(READ "${file}" rest)
+  set(number 0)
+  while(rest MATCHES "```cpp\n([^`]*)```\n\n```text\n([^`]*)```(.*)")
+    set(program "${CMAKE_MATCH_1}")
+    set(printed "${CMAKE_MATCH_2}")
+    set(rest "${CMAKE_MATCH_3}")
+    math(EXPR number "${number} + 1")
+    set(name ${page}_example_${number})
+    file(CONFIGURE OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp" CONTENT "${program}" @ONLY)
+    add_executable(${name} "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+    target_link_libraries(${name} PRIVATE ${arg_LINK})
+    string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" printed "${printed}")
+    string(REPLACE ";" "." printed "${printed}")  # which would divide it into a list
+    add_test(NAME docs/${name} COMMAND ${name})
+    set_tests_properties(docs/${name} PROPERTIES PASS_REGULAR_EXPRESSION "^${printed}$")
+  endwhile()
+  if(number EQUAL 0)
+    message(FATAL_ERROR "docs/${page}.md has no program")
+  endif()
+endfunction()
+
 # Sets `out` to what a program of one source links: the targets that its line
 # "// link: kelm_crypto kelm_test_support" names, else the whole library and the tests' helpers.
 function(kelm_program_links source out)
