@@ -40,6 +40,18 @@ Certificate certificateOf(DataView der) {
   return certificate;
 }
 
+std::optional<Data> written(const CryptoKey& key, int (*write)(const EVP_PKEY*, unsigned char**)) {
+  unsigned char* bytes = nullptr;
+  const int size = write(key.native.get(), &bytes);
+  if (size <= 0) {
+    ERR_clear_error();
+    return std::nullopt;
+  }
+  Data result(bytes, bytes + size);
+  OPENSSL_clear_free(bytes, static_cast<std::size_t>(size));
+  return result;
+}
+
 }  // namespace
 
 KeyReference makeKey(OpenSslKey key, KeyPart part) {
@@ -71,18 +83,14 @@ KeyReference rsaKeyOfPkcs1(DataView der, KeyPart part) {
   return at == der.data() + der.size() && isServedRsa(key.get()) ? key : nullptr;
 }
 
+KeyReference publicHalfOf(const CryptoKey& privateKey) {
+  const std::optional<Data> numbers = written(privateKey, &i2d_PublicKey);
+  return numbers ? rsaKeyOfPkcs1(*numbers, KeyPart::Public) : nullptr;
+}
+
 std::optional<Data> externalRepresentation(const CryptoKey* key) {
   if (key == nullptr) return std::nullopt;
-  const auto write = key->part == KeyPart::Public ? &i2d_PublicKey : &i2d_PrivateKey;
-  unsigned char* written = nullptr;
-  const int size = write(key->native.get(), &written);
-  if (size <= 0) {
-    ERR_clear_error();
-    return std::nullopt;
-  }
-  Data bytes(written, written + size);
-  OPENSSL_clear_free(written, static_cast<std::size_t>(size));
-  return bytes;
+  return written(*key, key->part == KeyPart::Public ? &i2d_PublicKey : &i2d_PrivateKey);
 }
 
 }  // namespace kelm

@@ -39,6 +39,8 @@ std::optional<KeyReference> publicKeyOfCertificate(DataView der);
 /// An RSA key from its PKCS#1 form (RFC 8017, appendix A.1), the whole of `der`. Null for anything
 /// else and for sizes that are not served.
 KeyReference rsaKeyOfPkcs1(DataView der, KeyPart part);
+/// The public half of an RSA private key.
+KeyReference publicHalfOf(const CryptoKey& privateKey);
 /// PKCS#1 of RSA keys, the point of elliptic-curve public keys. Absent when there is none. A
 /// private key's bytes are the caller's to wipe.
 std::optional<Data> externalRepresentation(const CryptoKey* key);

@@ -9,15 +9,15 @@
 #include "kelm/crypto/pkcs12.h"
 #include "kelm/crypto/rsa_operations.h"
 #include "kelm/logging/vasp_logger.h"
+#include "kelm/platform/item_store.h"
 
 namespace kelm {
 
 namespace {
 
 constexpr LogAspect kAspects = log_aspect::kFrontend | log_aspect::kCrypto;
-/// What the cipher reports; one status for every reason, so that nobody learns which it was.
-constexpr std::int32_t kParameterStatus = -50;
-constexpr const char* kNotDecoded = "Unable to decode the provided data.";
+/// What the cipher reports: one status for every reason, so that nobody learns which it was.
+constexpr std::int32_t kRefused = item_status::kParameter;
 
 template <class... Arguments>
 std::nullopt_t fail(const char* origin, FormatString<std::type_identity_t<Arguments>...> format,
@@ -101,7 +101,7 @@ std::optional<Data> VaspRSA::encryptWithData_withPadding(std::optional<DataView>
                 static_cast<int>(bytes.size()), block);
   std::optional<Data> result;
   if (padding == kEncryptionPadding) result = rsaEncrypt(*publicKey_, bytes);
-  if (!result) fail(kOrigin, "RSA encryption failure: %@", kParameterStatus);
+  if (!result) fail(kOrigin, "RSA encryption failure: %@", kRefused);
   return result;
 }
 
@@ -120,7 +120,9 @@ std::optional<Data> VaspRSA::decryptWithData_withPadding(std::optional<DataView>
                 static_cast<int>(bytes.size()), block);
   std::optional<Data> result;
   if (padding == kEncryptionPadding) result = rsaDecrypt(*privateKey_, bytes);
-  if (!result) fail(kOrigin, "RSA Cant decrypt, error: %@", kNotDecoded);
+  if (!result)
+    fail(kOrigin, "RSA Cant decrypt, error: %@",
+         platform::sentenceOfItemStatus(item_status::kDecode));
   return result;
 }
 
@@ -137,7 +139,7 @@ std::optional<Data> VaspRSA::sign_withPadding(std::optional<DataView> data,
   if (!kind) return fail(kOrigin, "Cant sign, padding not valid %@", padding);
   if (data->empty()) return fail(kOrigin, "Cant sign, hashing not valid");
   std::optional<Data> signature = rsaSign(*privateKey_, *kind, *data);
-  if (!signature) fail(kOrigin, "Sign generation error: %@", kParameterStatus);
+  if (!signature) fail(kOrigin, "Sign generation error: %@", kRefused);
   return signature;
 }
 

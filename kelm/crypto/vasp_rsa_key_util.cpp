@@ -1,6 +1,13 @@
 #include "kelm/crypto/vasp_rsa_key_util.h"
 
 #include <cstdint>
+#include <string>
+
+#include "kelm/base/wipe.h"
+#include "kelm/crypto/key_items.h"
+#include "kelm/crypto/vasp_crypto_utils.h"
+#include "kelm/platform/item_store.h"
+#include "kelm/platform/platform.h"
 
 namespace kelm {
 
@@ -34,5 +41,32 @@ std::optional<Data> VaspRSAKeyUtil::generateRSAPublicKeyWithModulus_exponent(
   append(der, numbers);
   return der;
 }
+
+KeyReference VaspRSAKeyUtil::generateRSAKeyWithHexModulus_andHexExponent_type(
+    std::string_view hexModulus, std::string_view hexExponent, std::string_view keyClass) {
+  if (keyClass != kSecAttrKeyClassPublic) return nullptr;
+  const std::optional<Data> der = generateRSAPublicKeyWithModulus_exponent(
+      VaspCryptoUtils::dataFromHexadecimalString(hexModulus),
+      VaspCryptoUtils::dataFromHexadecimalString(hexExponent));
+  const std::string fingerprint = std::string(hexModulus) + '|' + std::string(hexExponent);
+  return dataKeyToSecKeyRef_withFingerprint_forKeyType(*der, fingerprint, keyClass);
+}
+
+KeyReference VaspRSAKeyUtil::dataKeyToSecKeyRef_withFingerprint_forKeyType(
+    DataView der, std::string_view fingerprint, std::string_view keyClass) {
+  platform::ItemStore& store = *platform::Platform::current().itemStore;
+  Dictionary query = keyQuery(sha1FromStringInHex(fingerprint));
+  query.set(kSecAttrKeyClass, keyClass);
+  (void)store.remove(query);
+  Dictionary item = query;
+  item.set(kSecValueData, Data(der.begin(), der.end()));
+  item.set(kSecReturnPersistentRef, true);
+  const std::int32_t status = store.add(item).status;
+  wipe(*item.find(kSecValueData)->get<Data>());
+  if (status != item_status::kSuccess) return nullptr;
+  return findKey(query, keyClass == kSecAttrKeyClassPrivate ? KeyPart::Private : KeyPart::Public);
+}
+
+Data VaspRSAKeyUtil::sha1FromStringInHex(std::string_view text) { return dataOf(text); }
 
 }  // namespace kelm

@@ -9,7 +9,8 @@
 
 namespace kelm {
 
-/// Builds RSA public keys from their numbers. Stateless and thread-safe. Never throws, never logs.
+/// Builds RSA public keys from their numbers. Stateless and thread-safe. Never throws,
+/// never logs.
 class KELM_API VaspRSAKeyUtil {
  public:
   VaspRSAKeyUtil() = delete;
@@ -20,6 +21,21 @@ class KELM_API VaspRSAKeyUtil {
   /// negative or longer than 127 bytes, nor for 64 KiB and more.
   static std::optional<Data> generateRSAPublicKeyWithModulus_exponent(
       std::optional<DataView> modulus, std::optional<DataView> exponent);
+  /// `generateRSAKeyWithHexModulus:andHexExponent:type:` The public key of two numbers in
+  /// hexadecimal, read as `VaspCryptoUtils` does, kept in the item store under the text
+  /// "modulus|exponent". Null for every key class but `kSecAttrKeyClassPublic`.
+  static KeyReference generateRSAKeyWithHexModulus_andHexExponent_type(std::string_view hexModulus,
+                                                                       std::string_view hexExponent,
+                                                                       std::string_view keyClass);
+  /// `dataKeyToSecKeyRef:withFingerprint:forKeyType:` Keeps a key of PKCS#1 form in the item store
+  /// in place of the one of that fingerprint and key class, and reads it back. Null when the store
+  /// refuses, and when what it returns is no RSA key of 512 to 8192 bits.
+  static KeyReference dataKeyToSecKeyRef_withFingerprint_forKeyType(DataView der,
+                                                                    std::string_view fingerprint,
+                                                                    std::string_view keyClass);
+  /// `sha1FromStringInHex:` The bytes of the text itself, in spite of the name: what tags of keys
+  /// that are kept already are made of.
+  static Data sha1FromStringInHex(std::string_view text);
 };
 
 }  // namespace kelm

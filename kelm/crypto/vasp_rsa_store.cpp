@@ -1,0 +1,85 @@
+#include <openssl/err.h>
+#include <openssl/rsa.h>
+
+#include <string>
+#include <utility>
+
+#include "kelm/base/error.h"
+#include "kelm/base/wipe.h"
+#include "kelm/crypto/crypto_key.h"
+#include "kelm/crypto/key_items.h"
+#include "kelm/crypto/vasp_rsa.h"
+#include "kelm/logging/vasp_logger.h"
+#include "kelm/platform/item_store.h"
+#include "kelm/platform/platform.h"
+
+// The part of VaspRSA that works with the item store.
+namespace kelm {
+
+namespace {
+
+using platform::ItemStore;
+
+ItemStore& store() { return *platform::Platform::current().itemStore; }
+
+Data publicTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_pub"); }
+Data privateTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_priv"); }
+
+KeyReference makeRsaKey(std::int32_t sizeBits) {
+  if (sizeBits < kLeastRsaBits || sizeBits > kMostRsaBits) return nullptr;
+  OpenSslKey native(EVP_RSA_gen(static_cast<unsigned>(sizeBits)));
+  if (!native) ERR_clear_error();
+  return makeKey(std::move(native), KeyPart::Private);
+}
+
+}  // namespace
+
+bool VaspRSA::generateKeyPairWithID_size(std::string_view identifier, std::int32_t sizeBits) {
+  KeyReference key = makeRsaKey(sizeBits);
+  const std::int32_t status = key ? addKeyPair(*key, publicTag(identifier), privateTag(identifier))
+                                  : item_status::kParameter;
+  if (status != item_status::kSuccess) {
+    VaspLogger::logwithLevel_aspect_from_message(
+        log_level::kError, log_aspect::kFrontend | log_aspect::kCrypto,
+        "-[VaspRSA generateKeyPairWithID:size:]", "Error generating keypair %@",
+        Error::make(ItemStore::kStatusDomain, status, platform::sentenceOfItemStatus(status)));
+    return false;
+  }
+  publicKey_ = publicHalfOf(*key);
+  privateKey_ = std::move(key);
+  return true;
+}
+
+bool VaspRSA::readKeyPairWithID(std::string_view identifier) {
+  KeyReference privateKey = findKey(keyQuery(privateTag(identifier)), KeyPart::Private);
+  if (!privateKey) return false;
+  KeyReference publicKey = findKey(keyQuery(publicTag(identifier)), KeyPart::Public);
+  if (!publicKey) return false;
+  privateKey_ = std::move(privateKey);
+  publicKey_ = std::move(publicKey);
+  return true;
+}
+
+bool VaspRSA::deleteKeyPairWithID(std::string_view identifier) {
+  // Both, whatever becomes of the first.
+  const std::int32_t publicStatus = store().remove(anyKeyQuery(publicTag(identifier)));
+  const std::int32_t privateStatus = store().remove(anyKeyQuery(privateTag(identifier)));
+  return publicStatus == item_status::kSuccess && privateStatus == item_status::kSuccess;
+}
+
+std::optional<Data> VaspRSA::legacy_serializeSecKey(const KeyReference& key) {
+  constexpr std::string_view kTag("temp.publickey", 15);  // with its zero byte
+  std::optional<Data> bytes = externalRepresentation(key.get());
+  if (!bytes) return std::nullopt;
+  Dictionary item = keyQuery(bytesOf(kTag));
+  item.set(kSecValueData, *std::move(bytes));
+  item.set(kSecReturnData, true);
+  platform::ItemAnswer answer = store().add(item);
+  wipe(*item.find(kSecValueData)->get<Data>());
+  if (answer.status != item_status::kSuccess) return std::nullopt;
+  (void)store().remove(keyQuery(bytesOf(kTag)));
+  Data* const stored = answer.result.get<Data>();
+  return stored != nullptr ? std::optional(std::move(*stored)) : std::nullopt;
+}
+
+}  // namespace kelm

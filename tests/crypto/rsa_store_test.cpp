@@ -1,0 +1,184 @@
+#include "kelm/crypto/hexadecimal.h"
+#include "kelm/crypto/vasp_rsa_key_util.h"
+#include "kelm/platform/item_store.h"
+#include "tests/crypto/rsa_fixture.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const DataView kText = bytesOf("signed text");
+
+class RsaStore : public ::testing::Test {
+ protected:
+  std::vector<std::string> names() {
+    std::vector<std::string> result;
+    for (const auto& call : store().takeCalls())
+      result.push_back(call.name);
+    return result;
+  }
+  MemoryItemStore& store() { return *services_.itemStore; }
+  static std::string generationLine(std::int32_t status) {
+    return "3 0x200200 -[VaspRSA generateKeyPairWithID:size:] Error generating keypair Error "
+           "Domain=NSOSStatusErrorDomain Code=" +
+           std::to_string(status) + " \"" + std::string(platform::sentenceOfItemStatus(status)) +
+           "\"";
+  }
+
+  TestPlatform services_;
+  TestScope scope_{services_};
+  LogCapture log_;
+};
+
+TEST_F(RsaStore, GeneratedPairIsKeptUnderItsTagsAndReadBack) {
+  VaspRSA made;
+  ASSERT_TRUE(made.generateKeyPairWithID_size("wallet", 512));
+  const auto calls = store().takeCalls();
+  ASSERT_EQ(calls.size(), 2U);
+  const struct {
+    std::string tag;
+    std::string_view keyClass;
+  } rows[] = {{"wallet_priv", kSecAttrKeyClassPrivate}, {"wallet_pub", kSecAttrKeyClassPublic}};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const Dictionary& item = calls[i].dictionary;
+    EXPECT_EQ(*item.find(kSecClass), Value(kSecClassKey));
+    EXPECT_EQ(*item.find(kSecAttrKeyType), Value("42"));
+    EXPECT_EQ(*item.find(kSecAttrKeyClass), Value(rows[i].keyClass));
+    EXPECT_EQ(*item.find(kSecAttrApplicationTag), Value(dataOf(rows[i].tag)));
+    EXPECT_EQ(*item.find(kSecAttrAccessible),
+              Value(kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly));
+    EXPECT_EQ(*item.find(kSecAttrIsPermanent), Value(true));
+  }
+  VaspRSA read;
+  ASSERT_TRUE(read.readKeyPairWithID("wallet"));
+  EXPECT_TRUE(read.check_withSign(kText, made.sign(kText)));
+  EXPECT_EQ(made.decryptWithData(*read.encryptWithData(kText)), dataOf("signed text"));
+  EXPECT_EQ(VaspRSA::serializeSecKey(read.privateKey()),
+            VaspRSA::serializeSecKey(made.privateKey()));
+  EXPECT_THAT(recordsOf(log_), IsEmpty());
+}
+
+TEST_F(RsaStore, DeletedPairIsGoneAndDeletingHalfOfOneIsFalse) {
+  VaspRSA rsa;
+  ASSERT_TRUE(rsa.generateKeyPairWithID_size("a", 512));
+  ASSERT_TRUE(rsa.generateKeyPairWithID_size("b", 512));
+  EXPECT_TRUE(rsa.deleteKeyPairWithID("a"));
+  EXPECT_FALSE(rsa.deleteKeyPairWithID("a"));
+  VaspRSA other;
+  EXPECT_FALSE(other.readKeyPairWithID("a"));
+  EXPECT_TRUE(other.readKeyPairWithID("b"));
+  EXPECT_TRUE(rsa.privateKey());
+  ASSERT_EQ(store().remove({{std::string(kSecClass), kSecClassKey},
+                            {std::string(kSecAttrApplicationTag), dataOf("b_pub")}}),
+            item_status::kSuccess);
+  EXPECT_FALSE(rsa.readKeyPairWithID("b"));
+  EXPECT_FALSE(rsa.deleteKeyPairWithID("b"));
+  EXPECT_EQ(store().itemCount(), 0U);
+  EXPECT_THAT(recordsOf(log_), IsEmpty());
+}
+
+TEST_F(RsaStore, FailedReadKeepsTheKeysOfTheObject) {
+  VaspRSA rsa;
+  ASSERT_TRUE(rsa.generateKeyPairWithID_size("a", 512));
+  const KeyReference before = rsa.privateKey();
+  for (const auto& statuses : {std::vector{item_status::kInteractionNotAllowed},
+                               std::vector{item_status::kSuccess, item_status::kDecode}}) {
+    for (const std::int32_t status : statuses)
+      store().answerNext({status});
+    EXPECT_FALSE(rsa.readKeyPairWithID("a"));
+    EXPECT_EQ(rsa.privateKey(), before);
+  }
+}
+
+TEST_F(RsaStore, FailedGenerationKeepsNothingAndLogsTheError) {
+  VaspRSA rsa;
+  for (const std::int32_t size : {-5, 0, 511, 8193, INT32_MAX}) {
+    EXPECT_FALSE(rsa.generateKeyPairWithID_size("a", size));
+    EXPECT_THAT(recordsOf(log_), ElementsAre(generationLine(item_status::kParameter)));
+    log_.clear();
+  }
+  store().answerNext({item_status::kDiskFull});
+  EXPECT_FALSE(rsa.generateKeyPairWithID_size("a", 512));
+  store().answerNext({item_status::kSuccess, item_status::kNotAvailable});
+  EXPECT_FALSE(rsa.generateKeyPairWithID_size("a", 512));
+  EXPECT_THAT(recordsOf(log_), ElementsAre(generationLine(item_status::kDiskFull),
+                                           generationLine(item_status::kNotAvailable)));
+  EXPECT_EQ(store().itemCount(), 0U);
+  EXPECT_FALSE(rsa.publicKey());
+  EXPECT_FALSE(rsa.privateKey());
+}
+
+TEST_F(RsaStore, SecondPairOfAnIdentifierLeavesTheFirstInUse) {
+  VaspRSA first;
+  VaspRSA second;
+  ASSERT_TRUE(first.generateKeyPairWithID_size("a", 512));
+  ASSERT_TRUE(second.generateKeyPairWithID_size("a", 512));
+  VaspRSA read;
+  ASSERT_TRUE(read.readKeyPairWithID("a"));
+  EXPECT_TRUE(read.check_withSign(kText, read.sign(kText)));
+  EXPECT_TRUE(first.check_withSign(kText, read.sign(kText)));
+  EXPECT_TRUE(read.deleteKeyPairWithID("a"));
+  EXPECT_EQ(store().itemCount(), 0U);
+}
+
+TEST_F(RsaStore, LegacySerialisationPassesThroughTheStoreAndLeavesNothing) {
+  const auto rsa = publicHalf();
+  EXPECT_EQ(VaspRSA::legacy_serializeSecKey(rsa->publicKey()), fileOf("public_key.der"));
+  const auto calls = store().takeCalls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(*calls[0].dictionary.find(kSecAttrApplicationTag),
+            Value(Data{'t', 'e', 'm', 'p', '.', 'p', 'u', 'b', 'l', 'i', 'c', 'k', 'e', 'y', 0}));
+  EXPECT_EQ(store().itemCount(), 0U);
+  store().answerNext({item_status::kDuplicateItem});
+  EXPECT_EQ(VaspRSA::legacy_serializeSecKey(rsa->publicKey()), std::nullopt);
+  EXPECT_THAT(names(), ElementsAre("add"));
+  EXPECT_EQ(VaspRSA::legacy_serializeSecKey(nullptr), std::nullopt);
+  EXPECT_THAT(recordsOf(log_), IsEmpty());
+}
+
+TEST(VaspRSAKeyUtil, WritesTheNumbersAsPkcs1) {
+  constexpr auto& write = VaspRSAKeyUtil::generateRSAPublicKeyWithModulus_exponent;
+  const Data exponent{1, 0, 1};
+  const auto row = [&](const std::string& start, const Data& modulus, const std::string& end) {
+    Data expected = bytesOfColumn(start);
+    append(expected, modulus);
+    append(expected, bytesOfColumn(end));
+    EXPECT_EQ(write(modulus, exponent), expected) << start;
+  };
+  row("3082010a0282010100", Data(256, 0xC0), "0203010001");
+  row("3082010902820100", Data(256, 0x40), "0203010001");
+  row("308186027f", Data(127, 0x40), "0203010001");
+  row("30818902818100", Data(128, 0x80), "0203010001");
+  row("308201090282010000", Data(255, 0x80), "0203010001");
+  row("30070200", {}, "0203010001");
+  EXPECT_EQ(write(std::nullopt, exponent), std::nullopt);
+  EXPECT_EQ(write(exponent, std::nullopt), std::nullopt);
+}
+
+TEST_F(RsaStore, HexNumbersBecomeAKeyThatIsKeptUnderThem) {
+  const Data der = fileOf("public_key.der");
+  const std::string modulus = hexText(DataView(der).subspan(9, 256), kLowerHex);
+  constexpr auto& make = VaspRSAKeyUtil::generateRSAKeyWithHexModulus_andHexExponent_type;
+  for (int i = 0; i < 2; ++i) {  // the second time in place of the first
+    const KeyReference key = make(modulus, "010001", kSecAttrKeyClassPublic);
+    EXPECT_EQ(VaspRSA::serializeSecKey(key), der);
+    EXPECT_EQ(store().itemCount(), 1U);
+    const auto calls = store().takeCalls();
+    ASSERT_EQ(calls.size(), 3U);
+    EXPECT_EQ(calls[0].name, "remove");
+    for (const auto& call : calls)
+      EXPECT_EQ(*call.dictionary.find(kSecAttrApplicationTag), Value(dataOf(modulus + "|010001")));
+  }
+  EXPECT_EQ(make(modulus, "010001", kSecAttrKeyClassPrivate), nullptr);
+  EXPECT_EQ(make("", "", kSecAttrKeyClassPublic), nullptr);
+  store().takeCalls();
+  store().answerNext({item_status::kSuccess, item_status::kReadOnly});
+  EXPECT_EQ(make(modulus, "010001", kSecAttrKeyClassPublic), nullptr);
+  EXPECT_THAT(names(), ElementsAre("remove", "add"));
+}
+
+}  // namespace
+}  // namespace kelm::test
