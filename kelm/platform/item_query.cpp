@@ -22,17 +22,19 @@ constexpr std::array kProtectionClasses = {
     kSecAttrAccessibleAlwaysThisDeviceOnly,
 };
 
-constexpr std::array kPasswordIdentity = {kSecAttrAccount, kSecAttrService, kSecAttrAccessGroup,
-                                          kSecAttrSynchronizable};
+// What queries name most often comes first: a store may look items up by the first ones. A generic
+// attribute counts too, so that what deletes an item by all its words makes room for it.
+constexpr std::array kPasswordIdentity = {kSecAttrService, kSecAttrAccount, kSecAttrGeneric,
+                                          kSecAttrAccessGroup, kSecAttrSynchronizable};
 constexpr std::array kInternetPasswordIdentity = {
-    kSecAttrAccount,     kSecAttrServer,         kSecAttrProtocol,
+    kSecAttrServer,      kSecAttrAccount,        kSecAttrProtocol,
     kSecAttrPort,        kSecAttrPath,           kSecAttrAuthenticationType,
     kSecAttrAccessGroup, kSecAttrSynchronizable,
 };
 constexpr std::array kCertificateIdentity = {kSecAttrIssuer, kSecAttrSerialNumber,
                                              kSecAttrAccessGroup, kSecAttrSynchronizable};
 constexpr std::array kKeyIdentity = {
-    kSecAttrKeyClass,         kSecAttrKeyType,     kSecAttrApplicationTag,
+    kSecAttrApplicationTag,   kSecAttrKeyType,     kSecAttrKeyClass,
     kSecAttrApplicationLabel, kSecAttrAccessGroup, kSecAttrSynchronizable,
 };
 
@@ -83,8 +85,8 @@ bool takeAccessControl(const Value& value, ItemRequest& request) {
 }
 
 bool isPlain(const Value& value) {
-  return value.isNumber() || value.text() || value.get<Data>() != nullptr ||
-         value.get<Date>() != nullptr;
+  return (value.isNumber() && value.get<Decimal>() == nullptr) || value.text() ||
+         value.get<Data>() != nullptr || value.get<Date>() != nullptr;
 }
 
 bool takeAttribute(const std::string& key, const Value& value, ItemRequest& request) {
@@ -174,11 +176,18 @@ bool matches(const ItemRequest& query, const StoredItem& item) {
   return std::all_of(
       query.attributes.begin(), query.attributes.end(), [&](const Dictionary::Entry& wanted) {
         const Value* value = item.attributes.find(wanted.key);
-        if (isUnset(wanted.key, &wanted.value)) return isUnset(wanted.key, value);
+        if (isUnset(wanted.key, &wanted.value)) return value == nullptr;
         if (wanted.key == kSecAttrSynchronizable && wanted.value == kSecAttrSynchronizableAny)
           return true;
         return value != nullptr && *value == wanted.value;
       });
+}
+
+bool mayUseGroup(const ItemRequest& request,
+                 const std::optional<std::vector<std::string>>& groups) {
+  const Value* group = request.attributes.find(kSecAttrAccessGroup);
+  if (!groups || isUnset(kSecAttrAccessGroup, group)) return true;
+  return std::find(groups->begin(), groups->end(), group->text().value_or("")) != groups->end();
 }
 
 StoredItem itemOf(const ItemRequest& request, const DeviceSecurity& security, Date now) {
@@ -187,6 +196,8 @@ StoredItem itemOf(const ItemRequest& request, const DeviceSecurity& security, Da
   item.attributes = request.attributes;
   item.accessFlags = request.accessFlags.value_or(0);
   item.secret = request.secret.value_or(Data());
+  if (isUnset(kSecAttrAccessGroup, item.attributes.find(kSecAttrAccessGroup)))
+    item.attributes.remove(kSecAttrAccessGroup);
   if (item.accessFlags != 0) item.biometricSet = security.biometricSet;
   if (!item.attributes.contains(kSecAttrAccessible))
     item.attributes.set(kSecAttrAccessible, kSecAttrAccessibleWhenUnlocked);
@@ -214,6 +225,11 @@ bool isInvalidated(const StoredItem& item, const DeviceSecurity& security) {
   const bool needsCurrentSet = (item.accessFlags & kBiometryCurrentSet) != 0 &&
                                (item.accessFlags & (kOr | kUserPresence)) == 0;
   return needsCurrentSet && item.biometricSet != security.biometricSet;
+}
+
+bool demandsUser(std::span<const StoredItem> items) {
+  return std::any_of(items.begin(), items.end(),
+                     [](const StoredItem& item) { return item.accessFlags != 0; });
 }
 
 std::int32_t authenticateFor(const ItemRequest& query, std::span<const StoredItem> items,

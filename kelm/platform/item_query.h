@@ -69,6 +69,10 @@ KELM_API std::span<const std::string_view> identifyingAttributes(std::string_vie
 /// Whether a query finds an item.
 KELM_API bool matches(const ItemRequest& query, const StoredItem& item);
 
+/// Whether a request names no access group, or one of these; absent: any.
+KELM_API bool mayUseGroup(const ItemRequest& request,
+                          const std::optional<std::vector<std::string>>& groups);
+
 /// The item that a request adds, with dates and the default protection; its secret is a copy.
 KELM_API StoredItem itemOf(const ItemRequest& request, const DeviceSecurity& security, Date now);
 /// Whether an item can be added while this protects the device.
@@ -76,6 +80,8 @@ KELM_API std::int32_t statusOfAdding(const StoredItem& item, const DeviceSecurit
 /// Whether an item is gone for good since `security` holds.
 KELM_API bool isInvalidated(const StoredItem& item, const DeviceSecurity& security);
 
+/// Whether reading one of these asks the user.
+KELM_API bool demandsUser(std::span<const StoredItem> items);
 /// Asks for what reading the found items demands, at most once for each kind of demand; success
 /// when nothing is demanded or asked for.
 KELM_API std::int32_t authenticateFor(const ItemRequest& query, std::span<const StoredItem> items,

@@ -85,12 +85,12 @@ struct ItemStoreUse {
 };
 
 /// Keeps secrets and their attributes, described by dictionaries (`item_attributes.h`). Two items
-/// of a class differ in what identifies them: account, service and access group of generic
-/// passwords; key class, key type, tag and label of keys; and the like. Once add() or remove()
-/// report success their effect is durable; when they fail nothing has changed. Secrets are read
-/// only in exchange for what their access control demands. Thread-safe; other processes may share
-/// the store. Calls block, on the disk and on the user, but for no longer than five seconds on
-/// another process.
+/// of a class differ in what identifies them: service, account, generic attribute and access group
+/// of generic passwords; tag, key type, key class and label of keys; and the like. Once add() or
+/// remove() report success their effect is durable; when they fail nothing has changed. Secrets are
+/// read only in exchange for what their access control demands. Thread-safe; other processes may
+/// share the store. Calls block, on the disk and on the user, but for no longer than five seconds
+/// on another process.
 class KELM_API ItemStore {
  public:
   virtual ~ItemStore() = default;

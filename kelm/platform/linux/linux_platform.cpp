@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "kelm/platform/home_folders.h"
 #include "kelm/platform/linux/services.h"
 
 namespace kelm::platform {
@@ -19,6 +20,13 @@ Platform Platform::makeSystem(std::shared_ptr<Bundle> bundle) {
   platform.systemLog = makeSystemLog();
   platform.urlSessions = makeUrlSessions(platform.clock, platform.console);
   platform.application = makeApplication(platform.dispatcher);
+  platform.itemStore = makeSqliteItemStore({.files = platform.fileSystem,
+                                            .attributes = platform.fileAttributes,
+                                            .clock = platform.clock,
+                                            .random = platform.random,
+                                            .folder = platform.homeFolders->home() + "/Keychain",
+                                            .vfs = {},
+                                            .accessGroups = {}});
   return platform;
 }
 

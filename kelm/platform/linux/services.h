@@ -2,6 +2,9 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "kelm/platform/platform.h"
 
@@ -36,5 +39,17 @@ std::shared_ptr<SystemLog> makeSystemLog();
 std::shared_ptr<UrlSessions> makeUrlSessions(std::shared_ptr<Clock> clock,
                                              std::shared_ptr<Console> console);
 std::shared_ptr<Application> makeApplication(std::shared_ptr<Dispatcher> dispatcher);
+/// What the item store in SQLite is made of.
+struct SqliteItemStoreParts {
+  std::shared_ptr<FileSystem> files;
+  std::shared_ptr<FileAttributes> attributes;
+  std::shared_ptr<Clock> clock;
+  std::shared_ptr<Random> random;
+  std::string folder;  ///< where the database and its key file are
+  std::string vfs;     ///< SQLite's name of how it reaches files; empty: its own way
+  /// The access groups that items may name; absent: all of them.
+  std::optional<std::vector<std::string>> accessGroups;
+};
+std::shared_ptr<ItemStore> makeSqliteItemStore(SqliteItemStoreParts parts);
 
 }  // namespace kelm::platform

@@ -1,0 +1,198 @@
+#include "kelm/platform/linux/item_encoding.h"
+
+#include <bit>
+#include <cmath>
+#include <string>
+#include <utility>
+
+namespace kelm::platform {
+
+namespace {
+
+enum class Kind : std::uint8_t { Absent, Bool, Signed, Unsigned, Real, Text, Bytes, Time };
+
+void appendHeader(Data& out, Kind kind, std::size_t size) {
+  out.push_back(static_cast<std::uint8_t>(kind));
+  for (int shift = 24; shift >= 0; shift -= 8)
+    out.push_back(static_cast<std::uint8_t>(size >> shift));
+}
+
+void appendBytes(Data& out, Kind kind, DataView bytes) {
+  appendHeader(out, kind, bytes.size());
+  append(out, bytes);
+}
+
+void appendNumber(Data& out, Kind kind, std::uint64_t bits) {
+  appendHeader(out, kind, sizeof bits);
+  for (int shift = 56; shift >= 0; shift -= 8)
+    out.push_back(static_cast<std::uint8_t>(bits >> shift));
+}
+
+void appendReal(Data& out, double number) {
+  constexpr double kSafe = 9007199254740992;  // 2^53: whole numbers below are exact
+  if (std::trunc(number) == number && std::abs(number) < kSafe)
+    appendNumber(out, Kind::Signed, static_cast<std::uint64_t>(static_cast<std::int64_t>(number)));
+  else
+    appendNumber(out, Kind::Real, std::bit_cast<std::uint64_t>(number));
+}
+
+bool appendValue(Data& out, const Value& value) {
+  if (const auto* truth = value.get<bool>())
+    appendBytes(out, Kind::Bool, Data{*truth ? std::uint8_t{1} : std::uint8_t{0}});
+  else if (const auto* number = value.get<std::int64_t>())
+    appendNumber(out, Kind::Signed, static_cast<std::uint64_t>(*number));
+  else if (const auto* large = value.get<std::uint64_t>())
+    appendNumber(out, *large >> 63 != 0 ? Kind::Unsigned : Kind::Signed, *large);
+  else if (const auto* real = value.get<double>())
+    appendReal(out, *real);
+  else if (const auto* text = value.get<std::string>())
+    appendBytes(out, Kind::Text, bytesOf(*text));
+  else if (const auto* bytes = value.get<Data>())
+    appendBytes(out, Kind::Bytes, *bytes);
+  else if (const auto* date = value.get<Date>())
+    appendNumber(out, Kind::Time, std::bit_cast<std::uint64_t>(date->secondsSince1970));
+  else
+    return false;
+  return true;
+}
+
+/// Takes values off the front of bytes that anybody may have changed.
+class Reader {
+ public:
+  explicit Reader(DataView bytes) : rest_(bytes) {}
+
+  bool isAtEnd() const { return rest_.empty(); }
+
+  /// `Null` for an absent value.
+  bool take(Value& value) {
+    if (rest_.size() < 5) return false;
+    const auto kind = static_cast<Kind>(rest_[0]);
+    const std::size_t size = std::size_t{rest_[1]} << 24 | std::size_t{rest_[2]} << 16 |
+                             std::size_t{rest_[3]} << 8 | std::size_t{rest_[4]};
+    if (rest_.size() - 5 < size) return false;
+    const DataView bytes = rest_.subspan(5, size);
+    rest_ = rest_.subspan(5 + size);
+    return make(kind, bytes, value);
+  }
+
+ private:
+  static bool make(Kind kind, DataView bytes, Value& value) {
+    if (kind == Kind::Text) {
+      value = textOf(bytes);
+      return true;
+    }
+    if (kind == Kind::Bytes) {
+      value = Data(bytes.begin(), bytes.end());
+      return true;
+    }
+    if (kind == Kind::Absent) {
+      value = Null();
+      return bytes.empty();
+    }
+    if (kind == Kind::Bool) {
+      value = !bytes.empty() && bytes[0] != 0;
+      return bytes.size() == 1;
+    }
+    return bytes.size() == sizeof(std::uint64_t) && makeNumber(kind, bytes, value);
+  }
+
+  static bool makeNumber(Kind kind, DataView bytes, Value& value) {
+    std::uint64_t bits = 0;
+    for (const std::uint8_t byte : bytes)
+      bits = bits << 8 | byte;
+    if (kind == Kind::Signed)
+      value = static_cast<std::int64_t>(bits);
+    else if (kind == Kind::Unsigned)
+      value = bits;
+    else if (kind == Kind::Real)
+      value = std::bit_cast<double>(bits);
+    else if (kind == Kind::Time)
+      value = Date{std::bit_cast<double>(bits)};
+    else
+      return false;
+    return true;
+  }
+
+  DataView rest_;
+};
+
+void appendOptional(Data& out, const std::optional<Data>& bytes) {
+  if (bytes)
+    appendBytes(out, Kind::Bytes, *bytes);
+  else
+    appendHeader(out, Kind::Absent, 0);
+}
+
+bool takeOptional(Reader& reader, std::optional<Data>& bytes) {
+  Value value;
+  if (!reader.take(value)) return false;
+  bytes.reset();
+  if (value.isNull()) return true;
+  if (auto* content = value.get<Data>()) bytes = std::move(*content);
+  return bytes.has_value();
+}
+
+}  // namespace
+
+std::optional<Data> encodeItem(const StoredItem& item) {
+  Data out;
+  appendNumber(out, Kind::Unsigned, item.accessFlags);
+  appendOptional(out, item.biometricSet);
+  for (const Dictionary::Entry& entry : item.attributes) {
+    appendBytes(out, Kind::Text, bytesOf(entry.key));
+    if (!appendValue(out, entry.value)) return std::nullopt;
+  }
+  return out;
+}
+
+bool decodeItem(DataView bytes, StoredItem& item) {
+  Reader reader(bytes);
+  Value flags;
+  if (!reader.take(flags) || flags.get<std::uint64_t>() == nullptr) return false;
+  item.accessFlags = static_cast<std::uint32_t>(*flags.get<std::uint64_t>());
+  if (!takeOptional(reader, item.biometricSet)) return false;
+  while (!reader.isAtEnd()) {
+    Value key;
+    Value value;
+    if (!reader.take(key) || !key.text() || !reader.take(value)) return false;
+    item.attributes.set(*key.text(), std::move(value));
+  }
+  const Value* protection = item.attributes.find(kSecAttrAccessible);
+  return protection != nullptr && isProtectionClass(protection->text().value_or(""));
+}
+
+Data identityOf(const StoredItem& item) {
+  Data out;
+  for (const std::string_view key : identifyingAttributes(item.itemClass)) {
+    const Value* value = item.attributes.find(key);
+    if (value == nullptr || !appendValue(out, *value)) appendHeader(out, Kind::Absent, 0);
+  }
+  return out;
+}
+
+Data identityPrefixOf(const ItemRequest& query) {
+  Data out;
+  for (const std::string_view key : identifyingAttributes(query.itemClass)) {
+    const Value* value = query.attributes.find(key);
+    // From the access group on, words of a query stand for more than themselves.
+    if (value == nullptr || key == kSecAttrAccessGroup || !appendValue(out, *value)) break;
+  }
+  return out;
+}
+
+Data encodeSecurity(const DeviceSecurity& security) {
+  Data out;
+  appendValue(out, security.isPasscodeSet);
+  appendOptional(out, security.biometricSet);
+  return out;
+}
+
+bool decodeSecurity(DataView bytes, DeviceSecurity& security) {
+  Reader reader(bytes);
+  Value passcode;
+  if (!reader.take(passcode) || passcode.get<bool>() == nullptr) return false;
+  security.isPasscodeSet = *passcode.get<bool>();
+  return takeOptional(reader, security.biometricSet) && reader.isAtEnd();
+}
+
+}  // namespace kelm::platform

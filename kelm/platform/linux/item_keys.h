@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "kelm/platform/file_attributes.h"
+#include "kelm/platform/file_system.h"
+#include "kelm/platform/linux/item_database.h"
+#include "kelm/platform/linux/item_seal.h"
+#include "kelm/platform/random.h"
+
+namespace kelm::platform {
+
+/// The keys that seal items: one for each protection class, random, kept in the database sealed
+/// under the master key, which is a file of 32 bytes that only its owner may read. To destroy the
+/// key of a class is to destroy what it sealed. Not thread-safe. Statuses are those of the item
+/// store.
+class ItemKeys {
+ public:
+  ItemKeys(std::string path, std::shared_ptr<FileSystem> files,
+           std::shared_ptr<FileAttributes> attributes, std::shared_ptr<Random> random);
+
+  /// Reads the master key, in a transaction. Makes one only for a database without keys: with any
+  /// other master key its items would be lost unnoticed.
+  std::int32_t load(ItemDatabase& database);
+  const SealKey& master() const { return master_; }
+
+  /// The key of a class and its number; made when there is none, in a transaction.
+  std::int32_t keyOfClass(ItemDatabase& database, std::string_view protection, std::int64_t& number,
+                          SealKey& key);
+  /// The key of that number. `kDecode` when there is none, or it was tampered with.
+  std::int32_t keyOfNumber(ItemDatabase& database, std::int64_t number, SealKey& key);
+  /// Destroys the key of a class, in a transaction.
+  std::int32_t destroy(ItemDatabase& database, std::string_view protection);
+
+  /// Forgets what was read: the database, or a key in it, may be another one now.
+  void forget() { known_.clear(); }
+
+ private:
+  std::int32_t make();
+  std::int32_t openSealed(std::int64_t number, std::string_view protection, DataView sealed,
+                          SealKey& key);
+
+  const std::string path_;
+  const std::shared_ptr<FileSystem> files_;
+  const std::shared_ptr<FileAttributes> attributes_;
+  const std::shared_ptr<Random> random_;
+  SealKey master_;
+  std::map<std::int64_t, SealKey> known_;
+};
+
+/// Reads a key file: a regular file of the caller's with mode 0600 or less, and of the size of a
+/// key. `kItemNotFound` when nothing is there; `kNotAvailable` for anything else.
+std::int32_t readKeyFile(const std::string& path, SealKey& key);
+
+}  // namespace kelm::platform

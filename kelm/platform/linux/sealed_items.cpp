@@ -1,0 +1,252 @@
+#include "kelm/platform/linux/sealed_items.h"
+
+#include <cerrno>
+#include <optional>
+#include <utility>
+
+#include "kelm/base/wipe.h"
+#include "kelm/platform/linux/item_encoding.h"
+
+namespace kelm::platform {
+
+namespace {
+
+constexpr std::string_view kSecurityContext = "device security";
+
+/// What the tag of a secret covers beside it.
+Data contextOf(std::string_view itemClass, DataView attributes) {
+  Data context;
+  context.reserve(itemClass.size() + 1 + attributes.size());
+  append(context, itemClass);
+  context.push_back(0);
+  append(context, attributes);
+  return context;
+}
+
+Data referenceOf(std::int64_t row) {
+  Data reference;
+  for (int shift = 56; shift >= 0; shift -= 8)
+    reference.push_back(static_cast<std::uint8_t>(row >> shift));
+  return reference;
+}
+
+/// The least bytes above all that begin with `prefix`.
+Data endOfPrefix(DataView prefix) {
+  Data end(prefix.begin(), prefix.end());
+  while (!end.empty() && end.back() == 0xff)
+    end.pop_back();
+  if (end.empty()) return {0xff};  // identities begin with the kind of a value
+  ++end.back();
+  return end;
+}
+
+}  // namespace
+
+SealedItems::SealedItems(const SqliteItemStoreParts& parts)
+    : parts_(parts),
+      database_(parts.folder + "/items.db", parts.vfs),
+      keys_(parts.folder + "/master.key", parts.files, parts.attributes, parts.random) {}
+
+std::int32_t SealedItems::open() {
+  if (const Failure failure = parts_.files->createDirectories(parts_.folder))
+    return failure->code == ENOSPC ? item_status::kDiskFull : item_status::kNotAvailable;
+  if (const int error = database_.open()) return itemStatusOfSqlite(error);
+  ItemTransaction transaction(database_);
+  if (const int error = transaction.begin()) return itemStatusOfSqlite(error);
+  if (const std::int32_t status = keys_.load(database_)) return status;
+  return itemStatusOfSqlite(transaction.keep());
+}
+
+std::int32_t SealedItems::add(const ItemRequest& request, Date now, StoredItem& added) {
+  ItemTransaction transaction(database_);
+  if (const int error = transaction.begin()) return itemStatusOfSqlite(error);
+  DeviceSecurity security;
+  if (const std::int32_t status = readSecurity(security)) return status;
+  added = itemOf(request, security, now);
+  if (const std::int32_t status = statusOfAdding(added, security)) return status;
+  if (const std::int32_t status = insert(added)) return status;
+  return itemStatusOfSqlite(transaction.keep());
+}
+
+std::int32_t SealedItems::insert(StoredItem& item) {
+  const std::optional<Data> attributes = encodeItem(item);
+  if (!attributes) return item_status::kParameter;
+  const Data identity = identityOf(item);
+  std::int64_t number = 0;
+  SealKey key;
+  const Value* protection = item.attributes.find(kSecAttrAccessible);
+  if (const std::int32_t status =
+          keys_.keyOfClass(database_, protection->text().value_or(""), number, key))
+    return status;
+  const std::optional<Data> sealed =
+      seal(key, item.secret, contextOf(item.itemClass, *attributes), *parts_.random);
+  if (!sealed) return item_status::kNotAvailable;
+  const auto insertRow = [&] {
+    return itemStatusOfSqlite(
+        database_
+            .statement("INSERT INTO items(class, identity, class_key, attributes, sealed)"
+                       " VALUES(?1, ?2, ?3, ?4, ?5)")
+            .bind(1, item.itemClass)
+            .bind(2, identity)
+            .bind(3, number)
+            .bind(4, *attributes)
+            .bind(5, *sealed)
+            .run());
+  };
+  std::int32_t status = insertRow();
+  if (status == item_status::kDuplicateItem) {
+    status = removeDamagedTwin(item, identity);
+    if (status == item_status::kSuccess) status = insertRow();
+  }
+  item.persistentReference = referenceOf(database_.lastRow());
+  return status;
+}
+
+/// Makes room where a row that nobody can read any more, nor find to remove, has the identity of a
+/// new item. `kDuplicateItem` when the row is sound.
+std::int32_t SealedItems::removeDamagedTwin(const StoredItem& item, DataView identity) {
+  std::vector<std::int64_t> rows;
+  std::int32_t opened = item_status::kDecode;
+  const std::int32_t status = eachRow(
+      item.itemClass, identity, [&](const ItemStatement& row, StoredItem& twin, bool isReadable) {
+        rows.push_back(row.number(0));
+        if (isReadable && identityOf(twin) == Data(identity.begin(), identity.end()))
+          opened = openRow(row, twin);
+        return false;
+      });
+  if (status != item_status::kSuccess) return status;
+  if (opened == item_status::kSuccess) return item_status::kDuplicateItem;
+  return opened == item_status::kDecode ? removeRows(rows) : opened;
+}
+
+std::int32_t SealedItems::eachRow(std::string_view itemClass, DataView prefix,
+                                  const TakeRow& take) {
+  const Data end = endOfPrefix(prefix);
+  ItemStatement row = database_.statement(
+      "SELECT id, class_key, attributes, sealed FROM items"
+      " WHERE class = ?1 AND identity >= ?2 AND identity < ?3 ORDER BY id");
+  row.bind(1, itemClass).bind(2, prefix).bind(3, end);
+  int result = row.step();
+  for (; result == SQLITE_ROW; result = row.step()) {
+    StoredItem item;
+    item.itemClass = itemClass;
+    item.persistentReference = referenceOf(row.number(0));
+    const bool isReadable = decodeItem(row.bytes(2), item);
+    if (!take(row, item, isReadable)) return item_status::kSuccess;
+  }
+  return itemStatusOfSqlite(result);
+}
+
+std::int32_t SealedItems::openRow(const ItemStatement& row, StoredItem& item) {
+  SealKey key;
+  if (const std::int32_t status = keys_.keyOfNumber(database_, row.number(1), key)) return status;
+  std::optional<Data> secret = unseal(key, row.bytes(3), contextOf(item.itemClass, row.bytes(2)));
+  if (!secret) return item_status::kDecode;
+  item.secret = *std::move(secret);
+  return item_status::kSuccess;
+}
+
+std::int32_t SealedItems::find(const ItemRequest& query, std::vector<StoredItem>& items,
+                               DeviceSecurity& security) {
+  std::int32_t worst = item_status::kItemNotFound;
+  const std::int32_t status =
+      eachRow(query.itemClass, identityPrefixOf(query),
+              [&](const ItemStatement& row, StoredItem& item, bool isReadable) {
+                if (isReadable && !matches(query, item)) return true;
+                const std::int32_t opened = isReadable ? openRow(row, item) : item_status::kDecode;
+                if (opened != item_status::kSuccess) {
+                  worst = opened;
+                  return opened == item_status::kDecode;
+                }
+                items.push_back(std::move(item));
+                return query.wantsAll;
+              });
+  if (status != item_status::kSuccess) return status;
+  if (worst != item_status::kItemNotFound && worst != item_status::kDecode) return worst;
+  if (items.empty()) return worst;
+  for (const StoredItem& item : items)
+    if (item.accessFlags != 0) return readSecurity(security);
+  return item_status::kSuccess;
+}
+
+std::int32_t SealedItems::remove(const ItemRequest& query) {
+  ItemTransaction transaction(database_);
+  if (const int error = transaction.begin()) return itemStatusOfSqlite(error);
+  const Data prefix = identityPrefixOf(query);
+  std::vector<std::int64_t> rows;
+  const std::int32_t status =
+      eachRow(query.itemClass, prefix,
+              [&](const ItemStatement& row, const StoredItem& item, bool isReadable) {
+                // A damaged row goes with those that its look-up bytes put it beside.
+                if (isReadable ? matches(query, item) : !prefix.empty())
+                  rows.push_back(row.number(0));
+                return true;
+              });
+  if (status != item_status::kSuccess) return status;
+  if (rows.empty()) return item_status::kItemNotFound;
+  if (const std::int32_t removed = removeRows(rows)) return removed;
+  return itemStatusOfSqlite(transaction.keep());
+}
+
+std::int32_t SealedItems::removeRows(const std::vector<std::int64_t>& rows) {
+  for (const std::int64_t row : rows)
+    if (const int error = database_.statement("DELETE FROM items WHERE id = ?1").bind(1, row).run())
+      return itemStatusOfSqlite(error);
+  return item_status::kSuccess;
+}
+
+std::int32_t SealedItems::apply(const DeviceSecurity& security) {
+  ItemTransaction transaction(database_);
+  if (const int error = transaction.begin()) return itemStatusOfSqlite(error);
+  DeviceSecurity earlier;
+  const std::int32_t status = readSecurity(earlier);
+  if (status != item_status::kSuccess && status != item_status::kDecode) return status;
+  if (status == item_status::kSuccess && earlier == security) return item_status::kSuccess;
+  if (const std::int32_t removed = removeInvalidated(security)) return removed;
+  if (const std::int32_t written = writeSecurity(security)) return written;
+  if (const int error = transaction.keep()) return itemStatusOfSqlite(error);
+  // What was removed leaves the journal too. Readers in other processes may keep it for a while.
+  database_.run("PRAGMA wal_checkpoint(TRUNCATE)");
+  return item_status::kSuccess;
+}
+
+std::int32_t SealedItems::removeInvalidated(const DeviceSecurity& security) {
+  std::vector<std::int64_t> rows;
+  for (const std::string_view itemClass : {kSecClassGenericPassword, kSecClassInternetPassword,
+                                           kSecClassCertificate, kSecClassKey, kSecClassIdentity}) {
+    const std::int32_t status =
+        eachRow(itemClass, {}, [&](const ItemStatement& row, const StoredItem& item, bool) {
+          if (isInvalidated(item, security)) rows.push_back(row.number(0));
+          return true;
+        });
+    if (status != item_status::kSuccess) return status;
+  }
+  if (const std::int32_t status = removeRows(rows)) return status;
+  return security.isPasscodeSet
+             ? item_status::kSuccess
+             : keys_.destroy(database_, kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly);
+}
+
+std::int32_t SealedItems::readSecurity(DeviceSecurity& security) {
+  security = DeviceSecurity();
+  ItemStatement query = database_.statement("SELECT sealed FROM device WHERE id = 1");
+  const int result = query.step();
+  if (result != SQLITE_ROW) return itemStatusOfSqlite(result);
+  std::optional<Data> bytes = unseal(keys_.master(), query.bytes(0), bytesOf(kSecurityContext));
+  if (!bytes) return item_status::kDecode;
+  const bool isSound = decodeSecurity(*bytes, security);
+  wipe(*bytes);
+  return isSound ? item_status::kSuccess : item_status::kDecode;
+}
+
+std::int32_t SealedItems::writeSecurity(const DeviceSecurity& security) {
+  const std::optional<Data> sealed =
+      seal(keys_.master(), encodeSecurity(security), bytesOf(kSecurityContext), *parts_.random);
+  if (!sealed) return item_status::kNotAvailable;
+  return itemStatusOfSqlite(
+      database_.statement("INSERT OR REPLACE INTO device(id, sealed) VALUES(1, ?1)")
+          .bind(1, *sealed)
+          .run());
+}
+
+}  // namespace kelm::platform
