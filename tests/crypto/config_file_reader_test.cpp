@@ -153,12 +153,6 @@ TEST(ConfigFileReader, ContentThatIsNotSignedIsCode4) {
   EXPECT_THAT(world.log.lines(), ::testing::Contains("ERROR DER data is invalid"));
 }
 
-TEST(ConfigFileReader, EmptyConfigurationNeverOpens) {
-  ConfigFileWorld world;
-  world.storeSealed(ConfigFileWorld::envelope("{}", ""));
-  EXPECT_EQ(world.openedWith(), 4);
-}
-
 TEST(ConfigFileReader, PrimitivesLogInTheOrderInWhichTheyFail) {
   ConfigFileWorld world;
   const auto opened =
