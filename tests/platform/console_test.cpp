@@ -6,9 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -53,22 +51,13 @@ class PipedError {
   std::array<int, 2> ends_{-1, -1};
 };
 
-TEST(LinuxConsole, LinesArriveAsTheyAre) {
-  PipedError pipe;
-  const auto console = platform::makeConsole();
-  console->writeLine("LOG ERROR %@ %n");
-  console->writeLine("");
-  console->writeLine(std::string_view("a\0b\xff", 4));
-  EXPECT_EQ(pipe.read(), std::string("LOG ERROR %@ %n\n\na\0b\xff\n", 22));
-}
-
 TEST(LinuxConsole, LinesOfManyThreadsStayWhole) {
   PipedError pipe;
   const auto console = platform::makeConsole();
   std::vector<std::thread> writers;
   for (int t = 0; t < 4; ++t)
     writers.emplace_back([&, t] {
-      const std::string line(30'000, static_cast<char>('a' + t));
+      const std::string line(30'000, static_cast<char>(t));
       for (int i = 0; i < 10; ++i)
         console->writeLine(line);
     });

@@ -89,22 +89,22 @@ TEST(LinuxFileAttributes, FileSystemThatRefusesThemCountsAsSuccess) {
 
 TEST(LinuxFileAttributes, BackupProgramsSeeTheFlagAndNewFilesHaveItFromTheirFolder) {
   AttributeWorld world = AttributeWorld::real();
+  struct statx status {};
   const auto hasFlag = [&](const std::string& name) {
-    struct statx status {};
     ::statx(AT_FDCWD, world.files.at(name).c_str(), 0, 0, &status);
-    return (status.stx_attributes_mask & STATX_ATTR_NODUMP) == 0
-               ? std::nullopt
-               : std::optional((status.stx_attributes & STATX_ATTR_NODUMP) != 0);
+    return (status.stx_attributes & STATX_ATTR_NODUMP) != 0;
   };
   world.files.makeFolder("folder");
-  if (!hasFlag("folder")) GTEST_SKIP() << "this file system has no such flag";
+  (void)hasFlag("folder");  // may have it from the folder of temporary files
+  if ((status.stx_attributes_mask & STATX_ATTR_NODUMP) == 0)
+    GTEST_SKIP() << "this file system has no such flag";
   EXPECT_EQ(codeOf(world.attributes->setExcludedFromBackup(world.files.at("folder"), true)), 0);
   world.files.put("folder/file", "1");
-  EXPECT_EQ(hasFlag("folder"), true);
-  EXPECT_EQ(hasFlag("folder/file"), true);
+  EXPECT_TRUE(hasFlag("folder"));
+  EXPECT_TRUE(hasFlag("folder/file"));
   EXPECT_EQ(codeOf(world.attributes->setExcludedFromBackup(world.files.at("folder/file"), false)),
             0);
-  EXPECT_EQ(hasFlag("folder/file"), false);
+  EXPECT_FALSE(hasFlag("folder/file"));
 }
 
 }  // namespace

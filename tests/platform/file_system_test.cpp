@@ -126,45 +126,14 @@ TEST_P(FileSystemContract, NamesAreNeverDecoded) {
 
 // Every operation on every kind of path must do the same, or fail for the same reason, in both.
 
-const std::string kPaths[] = {std::string("cut\0here", 8),
-                              std::string(256, 'n'),
-                              std::string(5000, '/') + "x",
-                              ".",
-                              "..",
-                              "",
-                              "none",
-                              "none/",
-                              "none/x",
-                              "file",
-                              "file/",
-                              "file/x",
-                              "file/.",
-                              "file/..",
-                              "folder",
-                              "folder/",
-                              "folder/.",
-                              "folder/..",
-                              "folder/file",
-                              "folder/new",
-                              "folder/new/",
-                              "folder/none/x",
-                              "toFile",
-                              "toFile/",
-                              "toFile/x",
-                              "toFolder",
-                              "toFolder/",
-                              "toFolder/..",
-                              "toFolder/file",
-                              "toFolder/new",
-                              "dangling",
-                              "dangling/",
-                              "dangling/x",
-                              "loop",
-                              "loop/x",
-                              "//folder//file",
-                              "none/../file",
-                              "folder/deep/deeper",
-                              "absolute/file"};
+std::vector<std::string> oddPaths() {
+  std::vector<std::string> paths{"", ".", "folder/.", "//folder//file"};
+  for (const std::string item :
+       {"none", "file", "folder", "toFile", "toFolder", "dangling", "loop", "absolute"})
+    for (const char* const suffix : {"", "/", "/x", "/.."})
+      paths.push_back(item + suffix);
+  return paths;
+}
 
 FileWorld furnished(FileWorld world) {
   world.makeFolder("w/folder/deep/deeper");
@@ -192,6 +161,10 @@ const std::pair<const char*, Operation> kOperations[] = {
                        const std::string& p) { return codeOf(w->replaceFile(p, bytesOf("new"))); }},
     {"createDirectories",
      [](const FileWorld& w, const std::string& p) { return codeOf(w->createDirectories(p)); }},
+    {"move to",
+     [](const FileWorld& w, const std::string& p) { return codeOf(w->move(w.at("w/file"), p)); }},
+    {"copy from",
+     [](const FileWorld& w, const std::string& p) { return codeOf(w->copy(p, w.at("w/copy"))); }},
     {"remove", [](const FileWorld& w, const std::string& p) { return codeOf(w->remove(p)); }},
 };
 
@@ -218,8 +191,12 @@ class Twins {
 
 TEST(FileSystemEquality, EachOperationEndsAlikeOnEachPath) {
   Twins twins;
+  std::vector<std::string> paths = oddPaths();
+  for (const std::string& bad :
+       {std::string("cut\0here", 8), std::string(256, 'n'), std::string(5000, '/') + "x"})
+    paths.push_back(bad);
   for (const auto& [operation, run] : kOperations)
-    for (const std::string& path : kPaths)
+    for (const std::string& path : paths)
       twins.expectAlike(
           [&, run = run](const FileWorld& world) { return run(world, world.at("w/" + path)); },
           std::string(operation) + ' ' + path);
@@ -227,8 +204,8 @@ TEST(FileSystemEquality, EachOperationEndsAlikeOnEachPath) {
 
 TEST(FileSystemEquality, EachMoveAndCopyEndsAlike) {
   Twins twins;
-  for (const std::string& from : kPaths)
-    for (const std::string& to : kPaths) {
+  for (const std::string& from : oddPaths())
+    for (const std::string& to : oddPaths()) {
       const auto paths = [&](const FileWorld& w) {
         return std::pair(w.at("w/" + from), w.at("w/" + to));
       };

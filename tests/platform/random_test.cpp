@@ -11,13 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "kelm/base/data.h"
 #include "kelm/platform/linux/services.h"
 
 namespace kelm::test {
 namespace {
-
-using platform::RandomSources;
 
 template <int error>
 std::ptrdiff_t refuse(void*, std::size_t, unsigned) {
@@ -36,17 +33,6 @@ int refuse(unsigned char*, int) { return 0; }
 
 using Draw = std::array<std::uint8_t, 32>;
 
-TEST(LinuxRandom, SystemsGeneratorFillsAllSizesWithDifferentBytes) {
-  const auto random = platform::makeSystemRandom();
-  for (const std::size_t size : {0, 1, 16, 4096}) {
-    Data buffer(size);
-    EXPECT_TRUE(random->fill(buffer)) << size;
-  }
-  Data large(1 << 20);
-  ASSERT_TRUE(random->fill(large));
-  EXPECT_EQ(std::set<std::uint8_t>(large.begin(), large.end()).size(), 256U);
-}
-
 TEST(LinuxRandom, RefusalIsToldAndInterruptionsAndShortAnswersAreNot) {
   Draw buffer{};
   for (const auto source : {&refuse<ENOSYS>, &refuse<EAGAIN>, &refuse<EFAULT>})
@@ -55,45 +41,27 @@ TEST(LinuxRandom, RefusalIsToldAndInterruptionsAndShortAnswersAreNot) {
   EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0), 0) << "every byte is from the source";
 }
 
-TEST(LinuxRandom, ThousandFallbackDrawsDifferWhateverRefuses) {
-  const RandomSources kAllRefuse{&refuse<ENOSYS>, refuse};
-  for (const auto& random :
-       {platform::makeSystemRandom(), platform::makeSystemRandom(kAllRefuse)}) {
-    std::set<Draw> draws;
-    std::size_t ones = 0;
-    for (int i = 0; i < 1000; ++i) {
-      Draw draw{};
-      random->fillFromFallback(draw);
-      draws.insert(draw);
-      for (const std::uint8_t byte : draw)
-        ones += std::bitset<8>(byte).count();
-    }
-    EXPECT_EQ(draws.size(), 1000U);
-    EXPECT_NEAR(static_cast<double>(ones), 128'000.0, 6 * 253.0);  // six standard deviations
-  }
-}
-
 TEST(LinuxRandom, GeneratorsOfLastResortDifferFromEachOtherAndUnderThreads) {
-  const RandomSources kAllRefuse{&refuse<ENOSYS>, refuse};
-  const auto shared = platform::makeSystemRandom(kAllRefuse);
+  const auto shared = platform::makeSystemRandom({&refuse<ENOSYS>, refuse});
   std::vector<std::vector<Draw>> draws(4, std::vector<Draw>(200));
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (auto& mine : draws)
     threads.emplace_back([&] {
       for (Draw& draw : mine)
         shared->fillFromFallback(draw);
+      platform::makeSystemRandom({&refuse<ENOSYS>, refuse})->fillFromFallback(mine.back());
     });
-  for (std::thread& thread : threads)
-    thread.join();
+  threads.clear();
   std::set<Draw> all;
+  std::size_t ones = 0;
   for (const auto& mine : draws)
-    all.insert(mine.begin(), mine.end());
-  for (int i = 0; i < 50; ++i) {
-    Draw draw{};
-    platform::makeSystemRandom(kAllRefuse)->fillFromFallback(draw);
-    all.insert(draw);
-  }
-  EXPECT_EQ(all.size(), 850U);
+    for (const Draw& draw : mine) {
+      all.insert(draw);
+      for (const std::uint8_t byte : draw)
+        ones += std::bitset<8>(byte).count();
+    }
+  EXPECT_EQ(all.size(), 800U);
+  EXPECT_NEAR(static_cast<double>(ones), 102'400.0, 6 * 226.0);  // six standard deviations
 }
 
 }  // namespace

@@ -75,12 +75,10 @@ class MemoryWorld final : public World {
   std::shared_ptr<MemoryUrlSessions> sessions_;
 };
 
-enum class Kind { Real, Memory };
-
-class UrlSessionContract : public testing::TestWithParam<Kind> {
+class UrlSessionContract : public testing::TestWithParam<const char*> {
  protected:
   void serve(HttpServer::Handler handler) {
-    if (GetParam() == Kind::Real)
+    if (std::string_view(GetParam()) == "real")
       world = std::make_unique<RealWorld>(services, std::move(handler));
     else
       world = std::make_unique<MemoryWorld>(services, std::move(handler));
@@ -105,73 +103,57 @@ class UrlSessionContract : public testing::TestWithParam<Kind> {
   std::unique_ptr<World> world;
 };
 
-HttpReply echo(const HttpRequest& request) {
-  return {200,
-          request.method + ' ' + request.body + ' ' + request.header("X-Who").value_or("-"),
-          {},
-          false};
-}
+HttpReply ok(const HttpRequest&) { return {200, "ok", {}, false}; }
 
-TEST_P(UrlSessionContract, AnyStatusIsAnAnswerWithItsHeadersAndBody) {
+TEST_P(UrlSessionContract, AnyStatusIsAnAnswerToTheRequestWithTheHeadersOfBoth) {
   serve([](const HttpRequest& request) {
-    return HttpReply{std::stoi(request.target.substr(1)), "text", {{"X-Mark", "7"}}, false};
+    return HttpReply{
+        std::stoi(request.target.substr(1)),
+        request.method + ' ' + request.body + ' ' + request.header("X-Who").value_or("-"),
+        {{"X-Mark", "7"}},
+        false};
   });
-  for (const int status : {200, 201, 400, 404, 500, 503}) {
-    const auto outcome = perform(*makeSession(), to('/' + std::to_string(status)));
-    ASSERT_EQ(outcome.code(), 0);
-    EXPECT_EQ(outcome.status(), status);
-    EXPECT_EQ(outcome.text(), "text");
-    EXPECT_EQ(*outcome.response->headers.find("X-Mark"), Value("7"));
-    EXPECT_EQ(outcome.response->url, world->url('/' + std::to_string(status)));
-    EXPECT_EQ(outcome.response->expectedLength, 4);
-  }
-}
-
-TEST_P(UrlSessionContract, RequestArrivesWithMethodBodyAndTheHeadersOfBoth) {
-  serve(echo);
   UrlSessionConfiguration configuration;
   configuration.additionalHeaders = {{"x-who", "session"}};
   const auto session = makeSession(configuration);
-  UrlRequest request = to("/");
-  EXPECT_EQ(perform(*session, request).text(), "GET  session");
-  request.method = "PUT";
-  request.body = dataOf("body");
-  request.headers = {{"X-WHO", "request"}};
-  EXPECT_EQ(perform(*session, request).text(), "PUT body request");
+  EXPECT_EQ(perform(*session, to("/200")).text(), "GET  session");
+  for (const int status : {200, 404, 503}) {
+    UrlRequest request = to('/' + std::to_string(status));
+    request.method = "PUT";
+    request.body = dataOf("body");
+    request.headers = {{"X-WHO", "request"}};
+    const auto outcome = perform(*session, request);
+    ASSERT_EQ(outcome.code(), 0);
+    EXPECT_EQ(outcome.status(), status);
+    EXPECT_EQ(outcome.text(), "PUT body request");
+    EXPECT_EQ(*outcome.response->headers.find("X-Mark"), Value("7"));
+    EXPECT_EQ(outcome.response->url, request.url);
+    EXPECT_EQ(outcome.response->expectedLength, 16);
+  }
 }
 
-struct BadRequest {
-  const char* why;
-  std::optional<std::string> url;
-  std::string method;
-  Dictionary headers;
-  std::int64_t code;
-};
-
 TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer) {
-  serve(echo);
+  serve(ok);
   const std::string good = world->url("/");
-  const BadRequest table[] = {
+  const struct {
+    const char* why;
+    std::optional<std::string> url;
+    std::string method;
+    Dictionary headers;
+    std::int64_t code;
+  } table[] = {
       {"absent", std::nullopt, "GET", {}, url_error::kBadUrl},
-      {"empty", "", "GET", {}, url_error::kBadUrl},
       {"no scheme", "127.0.0.1/path", "GET", {}, url_error::kBadUrl},
-      {"no host", "http:///path", "GET", {}, url_error::kBadUrl},
-      {"only the scheme", "http://", "GET", {}, url_error::kBadUrl},
-      {"blank", good + "a b", "GET", {}, url_error::kBadUrl},
       {"line end", good + "a\r\nX: y", "GET", {}, url_error::kBadUrl},
       {"NUL", good + std::string("a\0b", 3), "GET", {}, url_error::kBadUrl},
       {"another scheme", "file:///etc/passwd", "GET", {}, url_error::kUnsupportedUrl},
-      {"another scheme", "ftp://127.0.0.1/", "GET", {}, url_error::kUnsupportedUrl},
-      {"empty method", good, "", {}, url_error::kBadUrl},
       {"lower-case method", good, "post", {}, url_error::kBadUrl},
       {"method of two lines", good, "GET / HTTP/1.1\r\nX:", {}, url_error::kBadUrl},
       {"value of two lines", good, "GET", {{"A", "b\r\nC: d"}}, url_error::kBadUrl},
-      {"value with LF", good, "GET", {{"A", "b\nC: d"}}, url_error::kBadUrl},
       {"value with NUL", good, "GET", {{"A", std::string("b\0", 2)}}, url_error::kBadUrl},
       {"name with colon", good, "GET", {{"A: b", "c"}}, url_error::kBadUrl},
-      {"empty name", good, "GET", {{"", "c"}}, url_error::kBadUrl},
   };
-  for (const BadRequest& bad : table) {
+  for (const auto& bad : table) {
     SCOPED_TRACE(bad.why);
     UrlRequest request;
     request.url = bad.url;
@@ -182,8 +164,7 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
     EXPECT_EQ(outcome.response, nullptr);
     ASSERT_TRUE(outcome.error);
     EXPECT_EQ(outcome.error->domain, "url");
-    EXPECT_FALSE(outcome.error->localizedDescription().empty());
-    if (!bad.url || bad.url->empty()) continue;
+    if (!bad.url) continue;
     EXPECT_EQ(*outcome.error->userInfo.find("NSErrorFailingURLStringKey"), Value(*bad.url));
   }
   UrlSessionConfiguration configuration;
@@ -193,7 +174,7 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
 }
 
 TEST_P(UrlSessionContract, CancelledTaskCompletesOnceAndIsNeverSent) {
-  serve(echo);
+  serve(ok);
   const UrlReceiver receiver;
   const auto task = makeSession()->makeDataTask(to("/"), receiver.completion());
   task->cancel();
@@ -206,7 +187,7 @@ TEST_P(UrlSessionContract, CancelledTaskCompletesOnceAndIsNeverSent) {
 }
 
 TEST_P(UrlSessionContract, ResumeAndCancelAfterTheEndChangeNothing) {
-  serve(echo);
+  serve(ok);
   const UrlReceiver receiver;
   const auto task = makeSession()->makeDataTask(to("/"), receiver.completion());
   task->resume();
@@ -219,18 +200,8 @@ TEST_P(UrlSessionContract, ResumeAndCancelAfterTheEndChangeNothing) {
   EXPECT_THAT(world->targets(), ElementsAre("/", "/later"));
 }
 
-TEST_P(UrlSessionContract, TaskThatRunsOutlivesItsHandleAndItsSession) {
-  serve(echo);
-  const UrlReceiver receiver;
-  {
-    const auto session = makeSession();
-    session->makeDataTask(to("/"), receiver.completion())->resume();
-  }
-  EXPECT_EQ(await(receiver).status(), 200);
-}
-
 TEST_P(UrlSessionContract, CompletionMayDropEverythingAndStartTheNext) {
-  serve(echo);
+  serve(ok);
   struct Owner {
     std::shared_ptr<UrlSession> session;
     std::shared_ptr<platform::DataTask> task;
@@ -248,24 +219,16 @@ TEST_P(UrlSessionContract, CompletionMayDropEverythingAndStartTheNext) {
   EXPECT_THAT(world->targets(), ElementsAre("/first", "/second"));
 }
 
-TEST_P(UrlSessionContract, TasksHaveNumbersOfTheirOwn) {
-  serve(echo);
-  const auto session = makeSession();
-  const auto first = session->makeDataTask(to("/"), {});
-  const auto second = session->makeDataTask(to("/"), {});
-  EXPECT_NE(first->id(), second->id());
-}
-
 TEST_P(UrlSessionContract, DelegateLearnsWhatMoved) {
   serve([](const HttpRequest&) { return HttpReply{200, std::string(3000, 'x'), {}, false}; });
   UrlRequest request = to("/");
   request.method = "POST";
   request.body = Data(2000, 'u');
   perform(*makeSession(), request);
-  ASSERT_FALSE(delegate->sent().empty());
-  EXPECT_EQ(delegate->sent().back(), (std::pair<std::int64_t, std::int64_t>(2000, 2000)));
-  ASSERT_FALSE(delegate->received().empty());
-  EXPECT_EQ(delegate->received().back(), (std::pair<std::int64_t, std::int64_t>(3000, 3000)));
+  ASSERT_FALSE(delegate->sent.empty());
+  EXPECT_EQ(delegate->sent.back(), (std::pair<std::int64_t, std::int64_t>(2000, 2000)));
+  ASSERT_FALSE(delegate->received.empty());
+  EXPECT_EQ(delegate->received.back(), (std::pair<std::int64_t, std::int64_t>(3000, 3000)));
 }
 
 TEST_P(UrlSessionContract, CookiesAreKeptAndSentUntilTheyExpire) {
@@ -288,10 +251,8 @@ TEST_P(UrlSessionContract, CookiesAreKeptAndSentUntilTheyExpire) {
   EXPECT_EQ(perform(*session, to("/x")).text(), "none");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, UrlSessionContract, testing::Values(Kind::Real, Kind::Memory),
-                         [](const auto& kind) {
-                           return kind.param == Kind::Real ? "real" : "memory";
-                         });
+INSTANTIATE_TEST_SUITE_P(Kinds, UrlSessionContract, testing::Values("real", "memory"),
+                         [](const auto& kind) { return std::string(kind.param); });
 
 }  // namespace
 }  // namespace kelm::test

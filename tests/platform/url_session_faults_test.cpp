@@ -15,13 +15,6 @@ namespace url_error = platform::url_error;
 
 constexpr const char* kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
-struct Fault {
-  const char* what;
-  std::function<void(RawServer::Connection&)> act;
-  std::int64_t code;
-  int status;
-};
-
 RawServer::Script answering(std::string bytes) {
   return [bytes](RawServer::Connection& connection) {
     connection.readRequest();
@@ -39,31 +32,19 @@ std::string manyHeaders(std::size_t count) {
 class UrlSessionFaults : public UrlSessionTest {};
 
 TEST_F(UrlSessionFaults, BrokenAnswersBecomeErrorsThatTellWhatCame) {
-  const Fault table[] = {
+  const struct {
+    const char* what;
+    RawServer::Script act;
+    std::int64_t code;
+    int status;
+  } table[] = {
       {"closes at once", [](auto&) {}, url_error::kConnectionLost, 0},
-      {"resets at once",
-       [](auto& c) {
-         c.readRequest();
-         c.reset();
-       },
-       url_error::kConnectionLost, 0},
-      {"says nothing", answering(""), url_error::kConnectionLost, 0},
       {"half a head", answering("HTTP/1.1 200 OK\r\nContent-"), url_error::kConnectionLost, 200},
       {"half a body", answering("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"),
        url_error::kConnectionLost, 200},
       {"half a chunk", answering("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nhalf"),
        url_error::kConnectionLost, 200},
-      {"resets in the body",
-       [](auto& c) {
-         c.readRequest();
-         c.send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf");
-         c.reset();
-       },
-       url_error::kConnectionLost, 200},
       {"garbage", answering("garbage\r\n\r\n"), url_error::kBadServerResponse, 0},
-      {"an older protocol", answering("<html>hello</html>"), url_error::kBadServerResponse, 0},
-      {"binary", answering(std::string("\0\xff\x16\x03\x01\0\0", 7)), url_error::kBadServerResponse,
-       0},
       {"negative length", answering("HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\n"),
        url_error::kBadServerResponse, 200},
       {"too many headers", answering(manyHeaders(2000)), url_error::kBadServerResponse, 200},
@@ -73,7 +54,7 @@ TEST_F(UrlSessionFaults, BrokenAnswersBecomeErrorsThatTellWhatCame) {
       {"a huge length", answering("HTTP/1.1 200 OK\r\nContent-Length: 9000000000000000\r\n\r\nx"),
        url_error::kConnectionLost, 200},
   };
-  for (const Fault& fault : table) {
+  for (const auto& fault : table) {
     SCOPED_TRACE(fault.what);
     const RawServer server(fault.act);
     const auto outcome = get(server.url());
@@ -83,35 +64,12 @@ TEST_F(UrlSessionFaults, BrokenAnswersBecomeErrorsThatTellWhatCame) {
   }
 }
 
-TEST_F(UrlSessionFaults, OddButWholeAnswersAreUnderstood) {
-  const struct {
-    const char* bytes;
-    const char* body;
-  } table[] = {
-      {"HTTP/1.1 200 OK\r\n\r\nuntil the end", "until the end"},
-      {"HTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok", "ok"},
-      {"HTTP/1.1 100 Continue\r\nA: 1\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok", "ok"},
-      {"HTTP/1.1 200\r\nContent-Length: 2\r\n\r\nok", "ok"},
-      {"HTTP/1.1 200 OK\nContent-Length: 2\n\nok", "ok"},
-      {"HTTP/1.1 204 No\r\n\r\n", ""},
-  };
-  for (const auto& row : table) {
-    const RawServer server(answering(row.bytes));
-    const auto outcome = get(server.url());
-    EXPECT_EQ(outcome.code(), 0) << row.bytes;
-    EXPECT_EQ(outcome.text(), row.body) << row.bytes;
-    EXPECT_FALSE(outcome.response && outcome.response->headers.contains("A"))
-        << "of the interim answer";
-  }
-}
-
-TEST_F(UrlSessionFaults, SlowAnswerArrivesByteByByte) {
-  const RawServer server([](RawServer::Connection& connection) {
-    connection.readRequest();
-    for (const char byte : std::string(kOk))
-      connection.send({&byte, 1});
-  });
-  EXPECT_EQ(get(server.url()).text(), "ok");
+TEST_F(UrlSessionFaults, InterimAnswerLeavesNothingBehind) {
+  const RawServer server(
+      answering("HTTP/1.1 100 Continue\r\nA: 1\r\n\r\nHTTP/1.1 200 OK\r\n\r\nend"));
+  const auto outcome = get(server.url());
+  EXPECT_EQ(outcome.text(), "end");
+  EXPECT_FALSE(outcome.response->headers.contains("A"));
 }
 
 TEST_F(UrlSessionFaults, UnreachableServersAreToldApart) {
@@ -177,10 +135,6 @@ TEST_F(UrlSessionFaults, WholeExchangeIsLimitedThoughBytesKeepMoving) {
   UrlRequest request = requestTo(server.url());
   request.timeoutSeconds = 0.05;
   EXPECT_EQ(perform(*makeSession(), request).code(), url_error::kTimedOut);
-  UrlSessionConfiguration configuration;
-  configuration.resourceTimeoutSeconds = 0.05;
-  request.timeoutSeconds = 0;
-  EXPECT_EQ(perform(*makeSession(configuration), request).code(), url_error::kTimedOut);
   over = true;
 }
 
@@ -229,26 +183,6 @@ TEST_F(UrlSessionFaults, WaitingForAConnectionIsNeitherSilenceNorConnecting) {
   EXPECT_EQ(first.await().text(), "ok");
   EXPECT_EQ(waiting.await().text(), "ok");
   EXPECT_EQ(served, 2) << "the one that timed out was never sent";
-}
-
-TEST_F(UrlSessionFaults, ManyAtOnceShareFewConnections) {
-  std::atomic<int> now{0}, most{0};
-  const HttpServer server([&](const HttpRequest& request) {
-    const int running = ++now;
-    int known = most;
-    while (known < running && !most.compare_exchange_weak(known, running)) {
-    }
-    HttpReply reply{200, request.target, {}, false};
-    --now;
-    return reply;
-  });
-  const auto session = makeSession();
-  std::vector<UrlReceiver> receivers;
-  for (int i = 0; i < 200; ++i)
-    receivers.push_back(start(*session, requestTo(server.url('/' + std::to_string(i)))));
-  for (int i = 0; i < 200; ++i)
-    EXPECT_EQ(receivers[static_cast<std::size_t>(i)].await().text(), '/' + std::to_string(i));
-  EXPECT_LE(most, 6);
 }
 
 TEST_F(UrlSessionFaults, ThreadsMayStartCancelAndDropAsTheyLike) {

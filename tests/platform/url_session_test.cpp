@@ -1,7 +1,6 @@
 // Exchanges with a proper server: bodies, methods, headers, redirects, connections.
 
 #include <algorithm>
-#include <atomic>
 #include <future>
 
 #include "kelm/platform/cookies.h"
@@ -14,7 +13,6 @@ namespace {
 using platform::UrlRequest;
 using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
-using testing::ElementsAre;
 using testing::Pair;
 
 std::string pattern(std::size_t size) {
@@ -24,25 +22,22 @@ std::string pattern(std::size_t size) {
   return text;
 }
 
-class UrlSessionBodies : public UrlSessionTest, public testing::WithParamInterface<std::size_t> {};
-
-TEST_P(UrlSessionBodies, ArriveWholeWithAndWithoutALength) {
-  const std::string body = pattern(GetParam());
-  const HttpServer server([&](const HttpRequest& request) {
-    return HttpReply{200, body, {}, request.target == "/chunked"};
-  });
-  const auto plain = get(server.url("/"));
-  EXPECT_TRUE(plain.text() == body);
-  EXPECT_EQ(plain.response->expectedLength, static_cast<std::int64_t>(body.size()));
-  if (body.empty()) return;  // the server sends no empty chunked body
-  const auto chunked = get(server.url("/chunked"));
-  EXPECT_TRUE(chunked.text() == body);
-  EXPECT_EQ(chunked.response->expectedLength, -1);
-}
-INSTANTIATE_TEST_SUITE_P(Sizes, UrlSessionBodies,
-                         testing::Values(0, 1, 16384, 1 << 20, (20 << 20) + 7));
-
 class UrlSessionHttp : public UrlSessionTest {};
+
+TEST_F(UrlSessionHttp, BodiesArriveWholeWithAndWithoutALength) {
+  for (const std::size_t size : {1, (20 << 20) + 7}) {
+    const std::string body = pattern(size);
+    const HttpServer server([&](const HttpRequest& request) {
+      return HttpReply{200, body, {}, request.target == "/chunked"};
+    });
+    for (const auto& [target, length] :
+         {std::pair("/", static_cast<std::int64_t>(size)), std::pair("/chunked", -1L)}) {
+      const auto outcome = get(server.url(target));
+      EXPECT_TRUE(outcome.text() == body);
+      EXPECT_EQ(outcome.response->expectedLength, length);
+    }
+  }
+}
 
 TEST_F(UrlSessionHttp, MethodsSendTheBodyThatTheyHave) {
   const HttpServer server;
@@ -54,14 +49,9 @@ TEST_F(UrlSessionHttp, MethodsSendTheBodyThatTheyHave) {
       {"GET", std::nullopt, std::nullopt},
       {"POST", "abc", "3"},
       {"POST", std::nullopt, "0"},
-      {"POST", "", "0"},
-      {"PUT", "abc", "3"},
-      {"PATCH", "abc", "3"},
       {"DELETE", "abc", "3"},
       {"DELETE", std::nullopt, std::nullopt},
-      {"HEAD", std::nullopt, std::nullopt},
       {"HEAD", "abc", std::nullopt},
-      {"GET", std::nullopt, std::nullopt},
   };
   const auto session = makeSession();
   for (const auto& row : table) {
@@ -110,32 +100,21 @@ TEST_F(UrlSessionHttp, EmptyHeaderIsSentAsSuch) {
   EXPECT_THAT(seen.get_future().get(), testing::HasSubstr("\r\nX-Empty:\r\n"));
 }
 
-TEST_F(UrlSessionHttp, UploadReportsItsProgressAndExpectsNoPermission) {
-  const HttpServer server;
-  const auto delegate = std::make_shared<RecordingUrlDelegate>();
-  UrlRequest request = requestTo(server.url(), "POST");
-  const std::string body = pattern(3 << 20);
-  request.body = dataOf(body);
-  EXPECT_EQ(perform(*makeSession({}, delegate), request).status(), 200);
-  EXPECT_TRUE(server.requests().back().body == body);
-  EXPECT_EQ(server.requests().back().header("Expect"), std::nullopt);
-  const auto sent = delegate->sent();
-  EXPECT_GT(sent.size(), 2U);
-  EXPECT_TRUE(std::is_sorted(sent.begin(), sent.end()));
-  EXPECT_THAT(sent.back(), Pair(body.size(), body.size()));
-}
-
-TEST_F(UrlSessionHttp, DownloadReportsItsProgressNowAndThen) {
-  const HttpServer server([](const HttpRequest&) {
-    return HttpReply{200, pattern(1 << 20), {}, false};
+TEST_F(UrlSessionHttp, ProgressIsReportedNowAndThen) {
+  const HttpServer server([](const HttpRequest& request) {
+    return HttpReply{200, request.body, {}, false};
   });
   const auto delegate = std::make_shared<RecordingUrlDelegate>();
-  EXPECT_EQ(perform(*makeSession({}, delegate), requestTo(server.url())).status(), 200);
-  const auto received = delegate->received();
-  EXPECT_GT(received.size(), 2U);
-  EXPECT_LE(received.size(), 17U) << "every 64 KiB";
-  EXPECT_TRUE(std::is_sorted(received.begin(), received.end()));
-  EXPECT_THAT(received.back(), Pair(1 << 20, 1 << 20));
+  UrlRequest request = requestTo(server.url(), "POST");
+  const std::string body = pattern(1 << 20);
+  request.body = dataOf(body);
+  EXPECT_TRUE(perform(*makeSession({}, delegate), request).text() == body);
+  for (const auto& progress : {delegate->sent, delegate->received}) {
+    EXPECT_GT(progress.size(), 2U);
+    EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+    EXPECT_THAT(progress.back(), Pair(body.size(), body.size()));
+  }
+  EXPECT_LE(delegate->received.size(), 17U) << "every 64 KiB";
 }
 
 TEST_F(UrlSessionHttp, EqualNamesAreJoinedAndCookiesCanStillBeToldApart) {
@@ -157,25 +136,21 @@ TEST_F(UrlSessionHttp, EqualNamesAreJoinedAndCookiesCanStillBeToldApart) {
   EXPECT_EQ(cookies[0].name + cookies[1].name, "ab");
 }
 
-struct RedirectCase {
-  int status;
-  const char* method;
-  const char* expectedMethod;
-  const char* expectedBody;
-};
-
 TEST_F(UrlSessionHttp, RedirectsKeepOrChangeTheMethodByTheirStatus) {
   const HttpServer server([](const HttpRequest& request) {
     if (request.target == "/end") return HttpReply{200, "end", {}, false};
     const std::string status = request.target.substr(1);
     return HttpReply{std::stoi(status), "moved", {{"Location", "end"}}, false};
   });
-  for (const auto& row : {RedirectCase{301, "POST", "GET", ""},
-                          {302, "POST", "GET", ""},
-                          {303, "PUT", "GET", ""},
-                          {307, "POST", "POST", "abc"},
-                          {308, "PUT", "PUT", "abc"},
-                          {302, "PUT", "PUT", "abc"}}) {
+  const struct {
+    int status;
+    const char* method;
+    const char* expectedMethod;
+    const char* expectedBody;
+  } table[] = {{301, "POST", "GET", ""},   {302, "POST", "GET", ""},
+               {303, "PUT", "GET", ""},    {307, "POST", "POST", "abc"},
+               {308, "PUT", "PUT", "abc"}, {302, "PUT", "PUT", "abc"}};
+  for (const auto& row : table) {
     UrlRequest request = requestTo(server.url('/' + std::to_string(row.status)), row.method);
     request.body = dataOf("abc");
     request.headers = {{"Content-Type", "text/x"}, {"Authorization", "secret"}};
@@ -225,27 +200,6 @@ TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
   EXPECT_EQ(unfollowed.code(), 0);
   EXPECT_EQ(unfollowed.text(), "moved");
   EXPECT_EQ(configuration.cookies->cookiesFor(server.url()).size(), 1U);
-}
-
-TEST_F(UrlSessionHttp, ConnectionIsKeptForTheNextAndClosedWithTheSession) {
-  std::atomic<int> connections{0}, closed{0};
-  {
-    const RawServer server([&](RawServer::Connection& connection) {
-      ++connections;
-      while (!connection.readRequest().empty())
-        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-      ++closed;
-    });
-    auto session = makeSession();
-    for (int i = 0; i < 3; ++i)
-      EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok");
-    EXPECT_EQ(connections, 1);
-    session.reset();
-    perform(*makeSession(), requestTo("http://"));  // the network thread has got to it
-    EXPECT_EQ(perform(*makeSession(), requestTo(server.url())).text(), "ok");
-    EXPECT_EQ(connections, 2) << "sessions share no connection";
-  }
-  EXPECT_EQ(closed, 2);
 }
 
 TEST_F(UrlSessionHttp, ThrownFailuresOfTheHostAreReportedAndHarmless) {

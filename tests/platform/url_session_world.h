@@ -68,46 +68,24 @@ class UrlReceiver {
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-/// Remembers what it was told, and answers challenges as the test says.
+/// Remembers what it was told, and answers challenges as the test says. It is called on one thread;
+/// the test looks once it has the completion.
 class RecordingUrlDelegate : public platform::UrlSessionDelegate {
  public:
-  using Progress = std::vector<std::pair<std::int64_t, std::int64_t>>;  // so far, expected
-
   Disposition didReceiveChallenge(const platform::ServerTrust& trust) override {
-    const Lock lock(mutex_);
-    trusts_.push_back(trust);
-    return disposition_;
+    trusts.push_back(trust);
+    return disposition;
   }
-  void didSendBodyData(std::uint64_t, std::int64_t sent, std::int64_t expected) override {
-    const Lock lock(mutex_);
-    sent_.emplace_back(sent, expected);
+  void didSendBodyData(std::uint64_t, std::int64_t soFar, std::int64_t expected) override {
+    sent.emplace_back(soFar, expected);
   }
-  void didReceiveData(std::uint64_t, std::int64_t received, std::int64_t expected) override {
-    const Lock lock(mutex_);
-    received_.emplace_back(received, expected);
-  }
-  void answerChallenges(Disposition disposition) {
-    const Lock lock(mutex_);
-    disposition_ = disposition;
-  }
-  std::vector<platform::ServerTrust> trusts() const {
-    const Lock lock(mutex_);
-    return trusts_;
-  }
-  Progress sent() const {
-    const Lock lock(mutex_);
-    return sent_;
-  }
-  Progress received() const {
-    const Lock lock(mutex_);
-    return received_;
+  void didReceiveData(std::uint64_t, std::int64_t soFar, std::int64_t expected) override {
+    received.emplace_back(soFar, expected);
   }
 
- private:
-  mutable Mutex mutex_;
-  Disposition disposition_ = Disposition::PerformDefaultHandling;
-  std::vector<platform::ServerTrust> trusts_;
-  Progress sent_, received_;
+  Disposition disposition = Disposition::PerformDefaultHandling;
+  std::vector<platform::ServerTrust> trusts;
+  std::vector<std::pair<std::int64_t, std::int64_t>> sent, received;
 };
 
 inline platform::UrlRequest requestTo(std::string url, std::string method = "GET") {

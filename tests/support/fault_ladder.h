@@ -11,7 +11,6 @@ namespace kelm::test {
 /// next one. An operation without an error result shows a failure as "not there".
 class FaultLadder {
  public:
-  void failNextCall(int error = EIO) { failCall(1, error); }
   void failCall(std::uint64_t number, int error = EIO) { fail(number, number, error); }
   void failFromCall(std::uint64_t number, int error = EIO) {
     fail(number, std::numeric_limits<std::uint64_t>::max() - calls_, error);

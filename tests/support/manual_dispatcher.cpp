@@ -206,10 +206,10 @@ class ManualDispatcher::ManualMainLoop : public platform::MainLoop {
     post([] {});
   }
   bool runPending() override {
-    std::size_t count = 0;
+    bool ran = false;
     while (agenda_->runNext())
-      ++count;
-    return count > 0;
+      ran = true;
+    return ran;
   }
   /// Moves the clock; when nothing waits that could change the condition, to the limit at once.
   bool runUntil(const std::function<bool()>& done, Duration limit) override {
@@ -258,11 +258,9 @@ void ManualDispatcher::postGlobal(platform::Priority, Task task) {
   agenda_->add(Duration::zero(), {Agenda::kGlobal, std::move(task), 0, nullptr});
 }
 
-std::size_t ManualDispatcher::runUntilIdle() {
-  std::size_t count = 0;
-  while (agenda_->runNext())
-    ++count;
-  return count;
+void ManualDispatcher::runUntilIdle() {
+  while (agenda_->runNext()) {
+  }
 }
 
 void ManualDispatcher::advance(Duration duration) {
@@ -272,11 +270,6 @@ void ManualDispatcher::advance(Duration duration) {
   } while (agenda_->advanceToNext(end));
   agenda_->clock->advance(
       Duration(std::max<std::int64_t>(end - agenda_->clock->monotonicNanoseconds(), 0)));
-}
-
-std::size_t ManualDispatcher::waiting() const {
-  const Lock lock(agenda_->mutex);
-  return agenda_->items.size();
 }
 
 }  // namespace kelm::test

@@ -28,12 +28,10 @@ class ManualDispatcher : public platform::Dispatcher {
   std::shared_ptr<platform::Queue> makeSerialQueue(std::string_view name) override;
   void postGlobal(platform::Priority priority, platform::Task task) override;
 
-  /// Runs what is due, and what that posts, without moving the clock. The number of tasks run.
-  std::size_t runUntilIdle();
+  /// Runs what is due, and what that posts, without moving the clock.
+  void runUntilIdle();
   /// Moves the clock from one due time to the next, running what is due, until `duration` is over.
   void advance(platform::Duration duration);
-  /// Tasks and timers that wait, due or not.
-  std::size_t waiting() const;
 
  private:
   struct Agenda;

@@ -7,41 +7,24 @@
 
 namespace kelm::test {
 
-/// An installed application that the test describes.
+/// An installed application without a description, whose identifier the test may set.
 class MemoryBundle : public platform::Bundle {
  public:
   std::optional<std::string> identifier() const override {
     const Lock lock(mutex_);
     return identifier_;
   }
-  std::string path() const override {
-    const Lock lock(mutex_);
-    return path_;
-  }
-  std::optional<Value> info(std::string_view key) const override {
-    const Lock lock(mutex_);
-    const Value* value = info_.find(key);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
-  }
+  std::string path() const override { return "/app"; }
+  std::optional<Value> info(std::string_view) const override { return std::nullopt; }
 
   void setIdentifier(std::optional<std::string> identifier) {
     const Lock lock(mutex_);
     identifier_ = std::move(identifier);
   }
-  void setPath(std::string path) {
-    const Lock lock(mutex_);
-    path_ = std::move(path);
-  }
-  void setInfo(std::string_view key, Value value) {
-    const Lock lock(mutex_);
-    info_.set(key, std::move(value));
-  }
 
  private:
   mutable Mutex mutex_;
   std::optional<std::string> identifier_ KELM_GUARDED_BY(mutex_) = "com.example.till";
-  std::string path_ KELM_GUARDED_BY(mutex_) = "/app";
-  Dictionary info_ KELM_GUARDED_BY(mutex_);
 };
 
 }  // namespace kelm::test

@@ -20,10 +20,6 @@ class MemoryConsole : public platform::Console {
     const Lock lock(mutex_);
     return lines_;
   }
-  void clear() {
-    const Lock lock(mutex_);
-    lines_.clear();
-  }
 
  private:
   mutable Mutex mutex_;

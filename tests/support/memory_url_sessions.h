@@ -40,8 +40,6 @@ class MemoryUrlSessions final : public platform::UrlSessions {
 
   /// The requests that were resumed, with the headers that the session adds.
   std::vector<platform::UrlRequest> requests() const { return core_->requests(); }
-  /// How many tasks wait for the delivery of their completion.
-  std::size_t pending() const { return core_->pending(); }
   /// Completes the task that was resumed (or cancelled) first; false when none waits.
   bool deliver() { return core_->deliver(); }
   /// Completes all, those that completions start too.
@@ -79,10 +77,6 @@ class MemoryUrlSessions final : public platform::UrlSessions {
     std::vector<platform::UrlRequest> requests() const {
       const Lock lock(mutex_);
       return requests_;
-    }
-    std::size_t pending() const {
-      const Lock lock(mutex_);
-      return waiting_.size();
     }
     void record(const platform::UrlRequest& request) {
       const Lock lock(mutex_);

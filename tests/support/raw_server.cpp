@@ -43,11 +43,6 @@ void RawServer::Connection::send(std::string_view bytes) const {
   }
 }
 
-void RawServer::Connection::reset() const {
-  const linger none{1, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-}
-
 void RawServer::Connection::waitForClose() {
   while (readMore())
     buffer_.clear();

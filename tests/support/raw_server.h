@@ -17,8 +17,6 @@ class RawServer {
     /// Head and body of the next request; empty once the client has closed.
     std::string readRequest();
     void send(std::string_view bytes) const;
-    /// Closes with a reset instead of an end.
-    void reset() const;
     /// Waits until the client has closed, or the server is destroyed.
     void waitForClose();
 

@@ -2,18 +2,18 @@
 
 #include <memory>
 
+#include "kelm/platform/local_application.h"
+#include "kelm/platform/local_notification_center.h"
 #include "kelm/platform/platform.h"
 #include "tests/support/fixed_random.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/manual_dispatcher.h"
-#include "tests/support/memory_application.h"
 #include "tests/support/memory_bundle.h"
 #include "tests/support/memory_console.h"
 #include "tests/support/memory_file_attributes.h"
 #include "tests/support/memory_file_system.h"
 #include "tests/support/memory_home_folders.h"
 #include "tests/support/memory_item_store.h"
-#include "tests/support/memory_notification_center.h"
 #include "tests/support/memory_system_log.h"
 #include "tests/support/memory_url_sessions.h"
 #include "tests/support/memory_user_defaults.h"
@@ -31,11 +31,12 @@ struct TestPlatform {
   std::shared_ptr<MemoryFileAttributes> fileAttributes =
       std::make_shared<MemoryFileAttributes>(fileSystem);
   std::shared_ptr<MemoryBundle> bundle = std::make_shared<MemoryBundle>();
-  std::shared_ptr<MemoryNotificationCenter> notificationCenter =
-      std::make_shared<MemoryNotificationCenter>();
+  std::shared_ptr<platform::LocalNotificationCenter> notificationCenter =
+      std::make_shared<platform::LocalNotificationCenter>();
   std::shared_ptr<MemorySystemLog> systemLog = std::make_shared<MemorySystemLog>();
   std::shared_ptr<MemoryUrlSessions> urlSessions = std::make_shared<MemoryUrlSessions>();
-  std::shared_ptr<MemoryApplication> application = std::make_shared<MemoryApplication>(dispatcher);
+  std::shared_ptr<platform::LocalApplication> application =
+      std::make_shared<platform::LocalApplication>(dispatcher);
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
 
