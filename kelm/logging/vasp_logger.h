@@ -27,6 +27,7 @@ inline constexpr LogLevel kCritical = 5;  // only logEventAndExit
 /// A set of categories; bit i stands for label i of `VaspLogger::LOG_PREFIXES()`.
 using LogAspect = std::int32_t;
 namespace log_aspect {
+inline constexpr LogAspect kParamRes = 0x2;
 inline constexpr LogAspect kInternal = 0x4;
 inline constexpr LogAspect kNet = 0x100;
 inline constexpr LogAspect kCrypto = 0x200;

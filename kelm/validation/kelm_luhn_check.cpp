@@ -1,0 +1,135 @@
+#include "kelm/validation/kelm_luhn_check.h"
+
+#include <array>
+
+#include "kelm/base/error.h"
+#include "kelm/base/format.h"
+#include "kelm/base/utf16.h"
+
+namespace kelm {
+
+namespace {
+
+using Values = std::array<std::uint8_t, 256>;
+
+/// What each byte adds where it counts once, and where it counts twice.
+constexpr Values kPlain = [] {
+  Values values{};
+  for (std::uint8_t digit = 0; digit < 10; ++digit)
+    values['0' + digit] = digit;
+  return values;
+}();
+constexpr Values kDoubled = [] {
+  Values values{};
+  for (std::uint8_t digit = 0; digit < 10; ++digit)
+    values['0' + digit] = static_cast<std::uint8_t>(2 * digit / 10 + 2 * digit % 10);
+  return values;
+}();
+
+bool passes(std::string_view text) {
+  std::uint32_t sum = 0;
+  std::size_t left = text.size();
+  const auto byte = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
+  for (; left >= 2; left -= 2)
+    sum += kPlain[byte(left - 1)] + std::uint32_t{kDoubled[byte(left - 2)]};
+  if (left == 1) sum += kPlain[byte(0)];
+  return static_cast<std::int32_t>(sum) % 10 == 0;
+}
+
+/// The text with one byte a UTF-16 code unit: what is not ASCII has the value 0.
+std::string withAByteAUnit(std::string_view text) {
+  std::string units;
+  for (std::size_t at = 0; at < text.size();) {
+    std::size_t next = at + 1;
+    while (next < text.size() && (text[next] & 0xC0) == 0x80)
+      ++next;
+    const std::string_view sequence = text.substr(at, next - at);
+    if (sequence.size() == 1 && isAscii(sequence))
+      units += sequence;
+    else
+      units.append(utf16Length(sequence), ' ');
+    at = next;
+  }
+  return units;
+}
+
+[[noreturn]] void raiseRange(std::int64_t position, std::size_t length) {
+  throw Exception(exception_name::kRange,
+                  format("Range or index out of bounds: %@ of %@", position, length));
+}
+
+bool isInside(std::int32_t position, std::size_t length) {
+  return position >= 0 && static_cast<std::size_t>(position) < length;
+}
+
+}  // namespace
+
+bool KelmLuhnCheck::doLuhnCheckWithString(std::optional<std::string_view> text) const {
+  return doLuhnCheckWithString_checksumPosition(text, -1);
+}
+
+bool KelmLuhnCheck::doLuhnCheckWithString_checksumPosition(std::optional<std::string_view> text,
+                                                           std::int32_t position) const {
+  if (!text || position == -1) return luhnTest(text);
+  if (position < 0) {
+    const auto length = static_cast<std::int64_t>(utf16Length(*text));
+    position = static_cast<std::int32_t>(static_cast<std::uint32_t>(length + position));
+  }
+  return luhnTest(repositionChecksumDigitWithString_checksumPosition(text, position));
+}
+
+std::optional<std::string> KelmLuhnCheck::repositionChecksumDigitWithString_checksumPosition(
+    std::optional<std::string_view> text, std::int32_t position) const {
+  if (!text) return std::nullopt;
+  if (!isInside(position, utf16Length(*text))) return std::string(*text);
+  return deleteCharInString_atPosition(*text, position) +
+         utf16Substring(*text, static_cast<std::size_t>(position), 1);
+}
+
+bool KelmLuhnCheck::luhnTest(std::optional<std::string_view> text) const {
+  if (!text) return true;
+  return isAscii(*text) ? passes(*text) : passes(withAByteAUnit(*text));
+}
+
+std::vector<std::string> KelmLuhnCheck::toCharArrayFromString(
+    std::optional<std::string_view> text) const {
+  std::vector<std::string> characters;
+  if (!text) return characters;
+  for (std::size_t at = 0; at < text->size();) {
+    std::size_t next = at + 1;
+    while (next < text->size() && ((*text)[next] & 0xC0) == 0x80)
+      ++next;
+    const std::string_view sequence = text->substr(at, next - at);
+    const std::size_t units = utf16Length(sequence);
+    for (std::size_t unit = 0; unit < units; ++unit)
+      characters.push_back(utf16Substring(sequence, unit, 1));
+    at = next;
+  }
+  return characters;
+}
+
+std::string KelmLuhnCheck::deleteCharInString_atPosition(std::string_view text,
+                                                         std::int32_t position) const {
+  const std::size_t length = utf16Length(text);
+  if (!isInside(position, length)) raiseRange(position, length);
+  const auto at = static_cast<std::size_t>(position);
+  return utf16Substring(text, 0, at) + utf16Substring(text, at + 1, length - at - 1);
+}
+
+bool KelmLuhnCheck::doLuhnModNCheckWithString_checksumPosition(std::optional<std::string_view> text,
+                                                               std::int32_t position) const {
+  if (!text) return false;
+  const std::size_t length = utf16Length(*text);
+  if (position < 0 || length < static_cast<std::size_t>(position)) return false;
+  generateCheckDigit(deleteCharInString_atPosition(*text, position));
+}
+
+std::int64_t KelmLuhnCheck::generateCheckDigit(std::optional<std::string_view>) const {
+  __builtin_trap();
+}
+
+std::int64_t KelmLuhnCheck::getLuhnChecksumDigitWith(std::optional<std::string_view> text) const {
+  raiseRange(-1, utf16Length(text.value_or(std::string_view())));
+}
+
+}  // namespace kelm
