@@ -17,6 +17,8 @@
 
 #include "kelm/base/format.h"
 #include "kelm/logging/vasp_logger.h"
+#include "kelm/validation/kelm_amount_formatter.h"
+#include "terminal/entry.h"
 #include "terminal/till.h"
 
 namespace {
@@ -27,13 +29,17 @@ Takes the sales of a file, or of the keyboard when there is none, keeps each on 
 encrypted, and delivers them to the acquirer, oldest first. Sales survive a dead network, a crash
 and a loss of power; a file that was taken in part is continued where it stopped.
 
-A line of sales: id,time,amount,currency,card (last four digits),description
-Lines that are empty or begin with # are passed over; a bad line is reported, the others go on.
+A line of sales: id;time;amount;currency;card number or IBAN;description
+Amounts are typed as the locale writes them. Cards and IBANs are checked, and only their last four
+signs are kept. Lines that are empty or begin with # are passed over; a bad line is reported, the
+others go on.
 
   --acquirer URL   where to deliver (default: http://127.0.0.1:8091)
   --data FOLDER    where sales, key and settings are kept (default: ./till-data)
   --offline        take sales, deliver nothing
   --deliver        deliver what waits, take nothing
+  --locale ID      how amounts are typed and receipts printed (default: the system's locale)
+  --receipts       print a receipt for each sale (the keyboard always gets one)
   --patience MS    give up when nothing could be delivered for so long (default: 20000)
   --pace MS        pause between two sales, as at a real till (default: 0)
   --log FILE       appends what the library logs to FILE ("-": standard error)
@@ -52,6 +58,8 @@ struct Options {
   std::chrono::milliseconds patience{20000};
   std::chrono::milliseconds pace{0};
   std::string log;
+  std::string locale = kelm::KelmAmountFormatter().locale();
+  bool receipts = false;
 };
 
 bool readOptions(int argc, char** argv, Options& options) {
@@ -62,6 +70,8 @@ bool readOptions(int argc, char** argv, Options& options) {
                           {"patience", required_argument, nullptr, 'p'},
                           {"pace", required_argument, nullptr, 'P'},
                           {"log", required_argument, nullptr, 'l'},
+                          {"locale", required_argument, nullptr, 'L'},
+                          {"receipts", no_argument, nullptr, 'r'},
                           {"help", no_argument, nullptr, 'h'},
                           {nullptr, 0, nullptr, 0}};
   for (int c; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
@@ -86,6 +96,12 @@ bool readOptions(int argc, char** argv, Options& options) {
         break;
       case 'l':
         options.log = optarg;
+        break;
+      case 'L':
+        options.locale = optarg;
+        break;
+      case 'r':
+        options.receipts = true;
         break;
       case 'h':
         std::cout << kHelp;
@@ -130,7 +146,7 @@ bool isPassedOver(std::string_view line) { return line.empty() || line.front() =
 bool takeLine(std::string_view line, std::size_t number, terminal::Till& till,
               terminal::Screen& screen, const Options& options, Taken& taken) {
   if (isPassedOver(line)) return true;
-  const auto parsed = terminal::parseSale(line);
+  const auto parsed = terminal::parseEntry(line, options.locale);
   if (const auto* problem = std::get_if<std::string>(&parsed)) {
     ++taken.refused;
     screen.warn(kelm::format("line %@: %@", number, *problem));
@@ -146,6 +162,7 @@ bool takeLine(std::string_view line, std::size_t number, terminal::Till& till,
   }
   ++taken.sales;
   taken.totals.add(sale);
+  if (options.receipts) screen.say(terminal::receiptOf(sale, options.locale));
   return true;
 }
 
@@ -192,17 +209,15 @@ bool takeFile(const Options& options, terminal::Till& till, terminal::Screen& sc
   return true;
 }
 
-bool takeKeyboard(const Options& options, terminal::Till& till, terminal::Screen& screen,
-                  Taken& taken) {
+bool takeKeyboard(Options options, terminal::Till& till, terminal::Screen& screen, Taken& taken) {
   const bool typed = isatty(STDIN_FILENO) == 1;
   if (typed) {
-    screen.say("Type sales as id,time,amount,currency,card,description; end with Ctrl-D.");
+    options.receipts = true;
+    screen.say("Type sales as id;time;amount;currency;card or IBAN;description; end with Ctrl-D.");
   }
   std::string line;
   for (std::size_t number = 1; std::getline(std::cin, line); ++number) {
-    const std::size_t before = taken.sales;
     if (!takeLine(line, number, till, screen, options, taken)) return false;
-    if (typed && taken.sales > before) screen.say("taken");
   }
   return true;
 }
@@ -220,7 +235,7 @@ int main(int argc, char** argv) {
   kelm::VaspLogger::setLogDelegate(std::make_shared<LogFile>(options.log));
 
   terminal::Screen screen;
-  terminal::Till till({options.data, options.acquirer}, screen);
+  terminal::Till till({options.data, options.acquirer, options.locale}, screen);
   if (!till.open()) return 1;
   if (const std::size_t waiting = till.waiting(); waiting > 0) {
     screen.say(kelm::format("%@ sales wait from before.", waiting));

@@ -22,6 +22,14 @@ bool isAmount(std::string_view text) {
          allDigits(text.substr(point + 1)) && text.size() - point - 1 == 2;
 }
 
+// "card 4242" or "IBAN IT 3456".
+bool isAccount(std::string_view text) {
+  const bool isCard = text.starts_with("card ") && text.size() == 9;
+  const bool isIban = text.starts_with("IBAN ") && text.size() == 12 && text[7] == ' ';
+  return (isCard || isIban) && std::ranges::all_of(text.substr(text.size() - 4),
+                                                   [](unsigned char c) { return std::isalnum(c); });
+}
+
 std::int64_t hundredthsOf(std::string_view amount) {
   std::int64_t sum = 0;
   for (const char c : amount) {
@@ -39,7 +47,7 @@ constexpr std::array<Field, 6> kFields{{{"id", &Sale::id},
                                         {"time", &Sale::time},
                                         {"amount", &Sale::amount},
                                         {"currency", &Sale::currency},
-                                        {"card", &Sale::card},
+                                        {"account", &Sale::account},
                                         {"description", &Sale::description}}};
 
 }  // namespace
@@ -63,9 +71,7 @@ std::variant<Sale, std::string> parseSale(std::string_view line) {
       !std::ranges::all_of(sale.currency, [](unsigned char c) { return std::isupper(c); })) {
     return kelm::format("'%@' is no currency code", sale.currency);
   }
-  if (sale.card.size() != 4 || !allDigits(sale.card)) {
-    return kelm::format("'%@' are not the last four digits of a card", sale.card);
-  }
+  if (!isAccount(sale.account)) return kelm::format("'%@' is no masked account", sale.account);
   return sale;
 }
 

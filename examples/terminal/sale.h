@@ -11,19 +11,19 @@
 
 namespace terminal {
 
-/// One sale as the till took it.
+/// One sale as the till keeps and delivers it.
 struct Sale {
   std::string id;
   std::string time;      ///< ISO 8601 with its offset
   std::string amount;    ///< exact decimal text, two digits after the point
   std::string currency;  ///< ISO 4217 letters
-  std::string card;      ///< last four digits
+  std::string account;   ///< "card 4242" or "IBAN IT 3456": the last four signs alone
   std::string description;
 
   bool operator==(const Sale&) const = default;
 };
 
-/// Reads "id,time,amount,currency,card,description"; the description may hold commas. On a bad
+/// Reads "id,time,amount,currency,account,description"; the description may hold commas. On a bad
 /// line the text says what is wrong with it.
 std::variant<Sale, std::string> parseSale(std::string_view line);
 /// The line that parseSale reads.

@@ -13,6 +13,7 @@
 #include "kelm/platform/url_session.h"
 #include "kelm/platform/user_defaults.h"
 #include "kelm/storage/vasp_file_handler.h"
+#include "terminal/entry.h"
 
 namespace terminal {
 
@@ -92,7 +93,7 @@ std::size_t Till::waiting() const {
 bool Till::full() const { return waiting() >= kMostWaiting; }
 
 bool Till::holds(std::string_view line) const {
-  const auto parsed = parseSale(line);
+  const auto parsed = parseEntry(line, settings_.locale);
   const auto* sale = std::get_if<Sale>(&parsed);
   if (sale == nullptr || waiting() == 0) return false;
   const auto files = kelm::KelmReliableQueue::getInstance().getFileHandler();

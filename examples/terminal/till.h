@@ -16,6 +16,7 @@ class Till {
   struct Settings {
     std::string dataFolder;  ///< absolute
     std::string acquirerUrl;
+    std::string locale;  ///< how amounts are typed
   };
 
   Till(Settings settings, Screen& screen);
