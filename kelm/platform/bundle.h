@@ -21,6 +21,14 @@ class KELM_API Bundle {
   virtual std::string path() const = 0;
   /// A value of the application's description file; absent when it has none.
   virtual std::optional<Value> info(std::string_view key) const = 0;
+  /// The text under a key of the application's main string table, in the user's language; the key
+  /// itself when there is none. On Linux the table is the description's dictionary "strings".
+  virtual std::string localizedText(std::string_view key) const {
+    const std::optional<Value> table = info("strings");
+    const auto* texts = table ? table->get<Dictionary>() : nullptr;
+    const Value* text = texts != nullptr ? texts->find(key) : nullptr;
+    return std::string(text != nullptr ? text->text().value_or(key) : key);
+  }
 };
 
 /// The application as its host describes it; its description file is "Info.json" in `path`.

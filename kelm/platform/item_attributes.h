@@ -8,7 +8,7 @@
 // queries, and what calls report.
 namespace kelm {
 
-/// The class of an item: the one key that every dictionary must have.
+/// The class of an item. A dictionary of attributes without it is about generic passwords.
 inline constexpr std::string_view kSecClass = "class";
 inline constexpr std::string_view kSecClassGenericPassword = "genp";
 inline constexpr std::string_view kSecClassInternetPassword = "inet";

@@ -150,6 +150,8 @@ ItemRequest::~ItemRequest() {
 std::int32_t readItemRequest(const Dictionary& dictionary, ItemRequest& request) {
   for (const Dictionary::Entry& entry : dictionary)
     if (!takeEntry(entry.key, entry.value, request)) return item_status::kParameter;
+  if (request.itemClass.empty() && !request.attributes.empty())
+    request.itemClass = kSecClassGenericPassword;
   const bool tooLarge = request.secret && request.secret->size() > kMostSecretBytes;
   return isClass(request.itemClass) && !tooLarge ? item_status::kSuccess : item_status::kParameter;
 }
@@ -232,14 +234,19 @@ bool demandsUser(std::span<const StoredItem> items) {
                      [](const StoredItem& item) { return item.accessFlags != 0; });
 }
 
-std::int32_t authenticateFor(const ItemRequest& query, std::span<const StoredItem> items,
+std::int32_t authenticateFor(const ItemRequest& query, std::vector<StoredItem>& items,
                              const DeviceSecurity& security,
                              const ItemAuthenticator& authenticator) {
   if (!query.wantsData && !query.wantsReference) return item_status::kSuccess;
+  if (demandsUser(items) && (!query.mayAskUser || !authenticator)) {
+    if (query.wantsAll)
+      std::erase_if(items, [](const StoredItem& item) { return item.accessFlags != 0; });
+    return query.wantsAll && !items.empty() ? item_status::kSuccess
+                                            : item_status::kInteractionNotAllowed;
+  }
   std::set<std::uint32_t> asked;
   for (const StoredItem& item : items) {
     if (item.accessFlags == 0 || asked.contains(item.accessFlags)) continue;
-    if (!query.mayAskUser || !authenticator) return item_status::kInteractionNotAllowed;
     AuthenticationRequest demand = demandOf(item, security);
     if (!demand.passcode && !demand.biometry) return item_status::kAuthenticationFailed;
     demand.prompt = query.prompt;

@@ -83,8 +83,9 @@ KELM_API bool isInvalidated(const StoredItem& item, const DeviceSecurity& securi
 /// Whether reading one of these asks the user.
 KELM_API bool demandsUser(std::span<const StoredItem> items);
 /// Asks for what reading the found items demands, at most once for each kind of demand; success
-/// when nothing is demanded or asked for.
-KELM_API std::int32_t authenticateFor(const ItemRequest& query, std::span<const StoredItem> items,
+/// when nothing is demanded or asked for. Where nobody can be asked, a query for all goes on with
+/// the items that demand nothing, if there are any.
+KELM_API std::int32_t authenticateFor(const ItemRequest& query, std::vector<StoredItem>& items,
                                       const DeviceSecurity& security,
                                       const ItemAuthenticator& authenticator);
 /// The answer made of at least one item.

@@ -104,7 +104,7 @@ class KELM_API ItemStore {
   /// several give a dictionary with the others under the `kSecValue…` keys. With
   /// `kSecMatchLimitAll` a list of these. An item that demands authentication asks the user when
   /// its data or reference is wanted; `kInteractionNotAllowed` where nobody may or can be asked.
-  /// A damaged item is `kDecode`, and is left out where others are found.
+  /// A damaged item is `kDecode`. Both are left out of a list in which others remain.
   virtual ItemAnswer copyMatching(const Dictionary& query) = 0;
   /// Removes every item that the query finds; nobody is asked. `kItemNotFound` when there is none.
   virtual std::int32_t remove(const Dictionary& query) = 0;

@@ -209,6 +209,7 @@ TEST_P(ItemStoreContract, DictionariesThatMakeNoSenseAreRefused) {
     EXPECT_EQ(world.store->remove(item), -50) << describe(item);
   }
   EXPECT_EQ(add({}), -50);
+  EXPECT_EQ(world.store->remove({}), -50);
   EXPECT_EQ(accountsOf({{std::string(kSecClass), kSecClassGenericPassword}}), "-25300");
 }
 
