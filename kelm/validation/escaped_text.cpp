@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -23,17 +24,21 @@ constexpr auto kJsonLetters = [] {
   return letters;
 }();
 
-constexpr std::size_t kBlock = 32;
+/// 1 or 0.
+constexpr int changesInJson(unsigned char c) {
+  return (c == '"') | (c == '/') | ((c >= '\b') & (c <= '\r') & (c != '\v'));
+}
 
-/// False only when nothing in a block needs a backslash. Without a branch in the loop, which the
-/// compiler so turns into a few vector instructions.
-bool mayNeedEscapes(const char* block) {
-  unsigned char any = 0;
-  for (std::size_t i = 0; i < kBlock; ++i) {
-    const auto byte = static_cast<unsigned char>(block[i]);
-    any |= static_cast<unsigned char>((byte == '"') | (byte == '/') | (byte < 0x10));
+/// Writes what `size` bytes become, and maybe one more; returns where they end.
+char* putForJson(char* out, const char* bytes, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    const char letter = kJsonLetters[static_cast<unsigned char>(bytes[i])];
+    const bool isEscaped = letter != 0;
+    out[0] = isEscaped ? '\\' : bytes[i];
+    out[1] = letter;
+    out += 1 + isEscaped;
   }
-  return any != 0;
+  return out;
 }
 
 /// What a character below U+0080 becomes.
@@ -42,8 +47,10 @@ struct XmlText {
   std::uint8_t length = 0;
 };
 
-constexpr bool staysInXml(char c) {
-  return (c >= '*' && c <= '9') || c == '_' || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+/// 1 or 0.
+constexpr int changesInXml(unsigned char c) {
+  const unsigned char letter = c | 0x20;
+  return 1 ^ (((c >= '*') & (c <= '9')) | (c == '_') | ((letter >= 'a') & (letter <= 'z')));
 }
 
 constexpr auto kXmlTexts = [] {
@@ -51,7 +58,7 @@ constexpr auto kXmlTexts = [] {
   for (std::size_t code = 0; code < texts.size(); ++code) {
     XmlText& entry = texts[code];
     const auto put = [&entry](char c) { entry.text[entry.length++] = c; };
-    if (staysInXml(static_cast<char>(code))) {
+    if (changesInXml(static_cast<unsigned char>(code)) == 0) {
       put(static_cast<char>(code));
       continue;
     }
@@ -66,22 +73,40 @@ constexpr auto kXmlTexts = [] {
 }();
 static_assert(sizeof(XmlText) == 8);
 
-/// Appends what the ASCII characters at the start of `text` become; returns how many there were.
-std::size_t appendAsciiForXml(std::string& out, std::string_view text) {
-  constexpr std::size_t kPiece = 256;
-  std::array<char, (kPiece + 1) * sizeof(XmlText)> piece;
-  std::size_t at = 0;
-  while (at < text.size() && static_cast<signed char>(text[at]) >= 0) {
-    const std::size_t end = std::min(text.size(), at + kPiece);
-    char* next = piece.data();
-    for (; at < end && static_cast<signed char>(text[at]) >= 0; ++at) {
-      const XmlText& entry = kXmlTexts[static_cast<unsigned char>(text[at])];
-      std::memcpy(next, &entry, sizeof entry);  // the length is overwritten by what follows
-      next += entry.length;
-    }
-    out.append(piece.data(), static_cast<std::size_t>(next - piece.data()));
+/// Writes what `size` ASCII characters become, and maybe some bytes more; returns where they end.
+char* putForXml(char* out, const char* characters, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    const XmlText& entry = kXmlTexts[static_cast<unsigned char>(characters[i])];
+    std::memcpy(out, &entry, sizeof entry);  // the length is overwritten by what follows
+    out += entry.length;
   }
-  return at;
+  return out;
+}
+
+constexpr std::size_t kPiece = 512;
+
+/// Appends what a piece of text becomes: copied by blocks wherever nothing changes. `put` writes
+/// at most `kMostBytes` for each byte.
+template <auto changes, auto put, std::size_t kMostBytes>
+void appendPiece(std::string& out, std::string_view piece) {
+  constexpr std::size_t kBlock = 32;
+  std::array<char, (kPiece + 1) * kMostBytes> buffer;
+  char* next = buffer.data();
+  const char* block = piece.data();
+  const char* const end = block + piece.size();
+  for (; end - block >= static_cast<std::ptrdiff_t>(kBlock); block += kBlock) {
+    std::uint8_t changed = 0;  // without branches: the compiler makes vector instructions of this
+    for (std::size_t i = 0; i < kBlock; ++i)
+      changed = static_cast<std::uint8_t>(changed | changes(static_cast<unsigned char>(block[i])));
+    if (changed != 0) {
+      next = put(next, block, kBlock);
+    } else {
+      std::memcpy(next, block, kBlock);
+      next += kBlock;
+    }
+  }
+  next = put(next, block, static_cast<std::size_t>(end - block));
+  out.append(buffer.data(), static_cast<std::size_t>(next - buffer.data()));
 }
 
 void appendReference(std::string& out, std::uint32_t unit) {
@@ -111,29 +136,22 @@ std::size_t appendOtherForXml(std::string& out, std::string_view text) {
 std::string escapedForJson(std::string_view text) {
   std::string out;
   out.reserve(text.size() + text.size() / 16);
-  std::size_t copied = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    if (text.size() - at >= kBlock && !mayNeedEscapes(text.data() + at)) {
-      at += kBlock;
-      continue;
-    }
-    for (const std::size_t end = std::min(text.size(), at + kBlock); at < end; ++at) {
-      const char letter = kJsonLetters[static_cast<unsigned char>(text[at])];
-      if (letter == 0) continue;
-      out.append(text, copied, at - copied).push_back('\\');
-      out.push_back(letter);
-      copied = at + 1;
-    }
-  }
-  return out.append(text, copied);
+  for (; !text.empty(); text.remove_prefix(std::min(kPiece, text.size())))
+    appendPiece<changesInJson, putForJson, 2>(out, text.substr(0, kPiece));
+  return out;
 }
 
 std::string escapedForXml(std::string_view text) {
   std::string out;
-  out.reserve(text.size() * 2);
+  out.reserve(text.size() + text.size() / 2);
   while (!text.empty()) {
-    text.remove_prefix(appendAsciiForXml(out, text));
-    if (!text.empty()) text.remove_prefix(appendOtherForXml(out, text));
+    std::size_t size = asciiRun(text.substr(0, kPiece), 0);
+    if (size == 0 && static_cast<signed char>(text.front()) >= 0) size = 1;
+    if (size == 0)
+      size = appendOtherForXml(out, text);
+    else
+      appendPiece<changesInXml, putForXml, sizeof(XmlText)>(out, text.substr(0, size));
+    text.remove_prefix(size);
   }
   return out;
 }
