@@ -39,6 +39,8 @@ constexpr Registered kRegistry[] = {
 
 bool isLetter(char c) { return c >= 'A' && c <= 'Z'; }
 bool isLetterOrDigit(char c) { return isLetter(c) || (c >= '0' && c <= '9'); }
+/// Of a character in UTF-8.
+bool isFirstByte(char c) { return (c & 0xC0) != 0x80; }
 
 }  // namespace
 
@@ -69,17 +71,16 @@ std::string ibanInGroups(std::string_view iban) {
   std::size_t length = 0;
   for (const char c : iban) {
     if (c == ' ') continue;
-    if (length > 0 && length % kGroup == 0) groups += ' ';
+    if (isFirstByte(c) && length++ % kGroup == 0 && !groups.empty()) groups += ' ';
     groups += c;
-    ++length;
   }
   return groups;
 }
 
 bool isBic(std::string_view code) {
   if (code.size() != 8 && code.size() != 11) return false;
-  return std::all_of(code.begin(), code.begin() + 6, isLetter) &&
-         std::all_of(code.begin() + 6, code.end(), isLetterOrDigit);
+  return std::all_of(code.begin(), code.end(), isLetterOrDigit) && isLetter(code[4]) &&
+         isLetter(code[5]);
 }
 
 }  // namespace kelm

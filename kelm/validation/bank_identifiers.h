@@ -24,8 +24,9 @@ KELM_API bool isRegisteredIban(std::string_view iban);
 /// format of ISO 13616-1. Blanks that it has already go.
 KELM_API std::string ibanInGroups(std::string_view iban);
 
-/// Whether `code` has the shape of a business identifier code (ISO 9362): four letters, a country
-/// of two letters, two letters or digits, and none or three more.
+/// Whether `code` has the shape of a business identifier code (ISO 9362:2014): four letters or
+/// digits, in practice letters, a country of two letters, two letters or digits, and none or three
+/// more. Whether the country or the code exists is not asked.
 KELM_API bool isBic(std::string_view code);
 
 }  // namespace kelm

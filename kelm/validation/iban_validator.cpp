@@ -1,9 +1,9 @@
 #include "kelm/validation/iban_validator.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 
+#include "kelm/base/utf16.h"
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/validation/icu_text.h"
 #include "kelm/validation/mod97.h"
@@ -130,7 +130,7 @@ std::string IBANValidator::formattingISO3166FromIbanString(
         "Iban to format is Nil or lenght == 0");
     return "";
   }
-  const icu::UnicodeString units = icuText(*iban);
+  const icu::UnicodeString units = icuText(repairedUtf8(*iban));
   icu::UnicodeString groups;
   for (std::int32_t at = 0; at + kGroup <= units.length(); at += kGroup)
     groups.append(units, at, kGroup).append(u' ');

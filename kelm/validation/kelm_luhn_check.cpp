@@ -1,10 +1,12 @@
 #include "kelm/validation/kelm_luhn_check.h"
 
+#include <algorithm>
 #include <array>
 
 #include "kelm/base/error.h"
 #include "kelm/base/format.h"
 #include "kelm/base/utf16.h"
+#include "kelm/base/utf8.h"
 
 namespace kelm {
 
@@ -36,21 +38,23 @@ bool passes(std::string_view text) {
   return static_cast<std::int32_t>(sum) % 10 == 0;
 }
 
+/// Hands the bytes of every character to `take`, a malformed byte alone, and its UTF-16 units.
+template <class Take>
+void forEachCharacter(std::string_view text, Take take) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = std::max<std::size_t>(sequenceLength(text, at), 1);
+    take(text.substr(at, length), length == 4 ? std::size_t{2} : std::size_t{1});
+    at += length;
+  }
+}
+
 /// The text with one byte a UTF-16 code unit: what is not ASCII has the value 0.
 std::string withAByteAUnit(std::string_view text) {
-  std::string units;
-  for (std::size_t at = 0; at < text.size();) {
-    std::size_t next = at + 1;
-    while (next < text.size() && (text[next] & 0xC0) == 0x80)
-      ++next;
-    const std::string_view sequence = text.substr(at, next - at);
-    if (sequence.size() == 1 && isAscii(sequence))
-      units += sequence;
-    else
-      units.append(utf16Length(sequence), ' ');
-    at = next;
-  }
-  return units;
+  std::string bytes;
+  forEachCharacter(text, [&](std::string_view character, std::size_t units) {
+    bytes.append(units, isAscii(character) ? character.front() : ' ');
+  });
+  return bytes;
 }
 
 [[noreturn]] void raiseRange(std::int64_t position, std::size_t length) {
@@ -95,16 +99,10 @@ std::vector<std::string> KelmLuhnCheck::toCharArrayFromString(
     std::optional<std::string_view> text) const {
   std::vector<std::string> characters;
   if (!text) return characters;
-  for (std::size_t at = 0; at < text->size();) {
-    std::size_t next = at + 1;
-    while (next < text->size() && ((*text)[next] & 0xC0) == 0x80)
-      ++next;
-    const std::string_view sequence = text->substr(at, next - at);
-    const std::size_t units = utf16Length(sequence);
+  forEachCharacter(*text, [&](std::string_view character, std::size_t units) {
     for (std::size_t unit = 0; unit < units; ++unit)
-      characters.push_back(utf16Substring(sequence, unit, 1));
-    at = next;
-  }
+      characters.push_back(utf16Substring(character, unit, 1));
+  });
   return characters;
 }
 

@@ -26,7 +26,7 @@ class KELM_API KelmLuhnCheck {
   /// `position` moved to its end; unchanged for a position outside of it. Absent for absent.
   std::optional<std::string> repositionChecksumDigitWithString_checksumPosition(
       std::optional<std::string_view> text, std::int32_t position) const;
-  /// `luhnTest:`
+  /// `luhnTest:` The check itself, with the check digit last.
   bool luhnTest(std::optional<std::string_view> text) const;
   /// `toCharArrayFromString:` A text for each character; for half of a surrogate pair U+FFFD.
   std::vector<std::string> toCharArrayFromString(std::optional<std::string_view> text) const;

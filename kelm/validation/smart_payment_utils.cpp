@@ -18,7 +18,7 @@ namespace {
 std::int64_t wrappingMod97(std::string_view text) {
   constexpr std::uint64_t kReducedAbove = 42'949'671;
   std::uint64_t sum = 0;
-  const icu::UnicodeString units = icuText(text);
+  const icu::UnicodeString units = icuText(repairedUtf8(text));
   for (std::int32_t at = 0; at < units.length(); ++at) {
     const std::uint32_t unit = units.charAt(at);
     std::uint64_t value = unit - '0';

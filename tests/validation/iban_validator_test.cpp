@@ -102,6 +102,9 @@ TEST(SmartPaymentUtils, Mod97IsThatOfTheStreamThatWraps) {
       {"\xC3\xA9\xE2\x82\xAC"
        "99",
        u"\u00E9\u20AC99"},
+      {"\xE2\x82"
+       "99",
+       u"\uFFFD\uFFFD99"},  // one unit a malformed byte
   };
   for (const auto& [text, units] : kTexts)
     EXPECT_EQ(SmartPaymentUtils::calculateMod97(text), stepwise(units)) << text;
@@ -145,7 +148,8 @@ TEST(BankIdentifiers, TodaysLengthsGroupsAndShapes) {
   for (const auto* const bad : {"CR05 0152 0200 1026 2840 67", "GB82WEST1234569876543", "", "GB"})
     EXPECT_FALSE(isRegisteredIban(bad)) << bad;
   EXPECT_EQ(ibanInGroups("GB82WEST123 45698765432"), "GB82 WEST 1234 5698 7654 32");
-  for (const auto* const good : {"DEUTDEFF", "UNCRITMM", "BCITITMM7XX"})
+  EXPECT_EQ(ibanInGroups("ABC\xC3\xA9\xC3\xA9"), "ABC\xC3\xA9 \xC3\xA9");  // no character is cut
+  for (const auto* const good : {"DEUTDEFF", "UNCRITMM", "BCITITMM7XX", "1234DEFF"})
     EXPECT_TRUE(isBic(good)) << good;
   for (const auto* const bad : {"DEUTDEF", "deutdeff", "DEUTD3FF", "DEUTDEFF50", ""})
     EXPECT_FALSE(isBic(bad)) << bad;

@@ -34,6 +34,9 @@ TEST(KelmLuhnCheck, CheckDigitMayStandAnywhere) {
       {"5\xF0\x9F\x92\xB6\x80"
        "5",
        -1, true},  // three positions: 5 counts once
+      {"1\x80"
+       "9",
+       -1, true},  // a malformed byte takes nothing from the digit before it
   };
   for (const auto& [text, position, passes] : kCases)
     EXPECT_EQ(KelmLuhnCheck().doLuhnCheckWithString_checksumPosition(text, position), passes)
