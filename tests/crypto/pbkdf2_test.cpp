@@ -10,8 +10,6 @@ using ::testing::IsEmpty;
 
 constexpr auto& ofData = VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_performingRound;
 constexpr auto& ofText = VaspPBKDF2::pbkdf2OfPassword_withSalt_expectingSize_performingRound;
-constexpr auto& ofHex =
-    VaspPBKDF2::pbkdf2OfPasswordDataCastingToHexadecimal_withSalt_expectingSize_performingRound;
 
 const DataView kPassword = bytesOf("password");
 const DataView kSalt = bytesOf("salt");

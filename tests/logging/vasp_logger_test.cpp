@@ -35,8 +35,6 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr LogLevel kLevels[] = {0, 1, 2, 3, 4, 5, 6, 1'000'000};
-
 struct LoggerTest : testing::Test {
   TestPlatform services;
   TestScope scope{services};
