@@ -1,0 +1,83 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kelm/base/describe.h"
+#include "kelm/security/keychain_in_use.h"
+#include "kelm/security/vasp_keychain_wrapper.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+
+/// A keychain in memory on a device with a passcode and fingers, and what is logged meanwhile.
+struct KeychainFixture {
+  KeychainFixture() {
+    store.reportDeviceSecurity({true, dataOf("fingers")});
+    setMarkKeychainAsInUse([this] { ++marks; });
+  }
+  ~KeychainFixture() {
+    setMarkKeychainAsInUse({});
+    VaspKeychainWrapper::setQueryTranslationCallback({});
+  }
+
+  /// The dictionary of the only item.
+  Dictionary item() {
+    const List all = query(kSecClassGenericPassword);
+    return all.size() == 1 ? *all[0].get<Dictionary>() : Dictionary();
+  }
+  List query(std::string_view itemClass) {
+    const auto answer = store.copyMatching({{std::string(kSecClass), itemClass},
+                                            {std::string(kSecReturnAttributes), true},
+                                            {std::string(kSecMatchLimit), kSecMatchLimitAll}});
+    store.takeCalls();
+    const auto* list = answer.result.get<List>();
+    return list != nullptr ? *list : List();
+  }
+  void put(std::string_view account, std::string_view secret, const Dictionary& more = {}) {
+    Dictionary added = {{std::string(kSecClass), kSecClassGenericPassword},
+                        {std::string(kSecAttrService), "tills"},
+                        {std::string(kSecAttrAccount), account},
+                        {std::string(kSecValueData), dataOf(secret)}};
+    added.addEntries(more);
+    ASSERT_EQ(store.add(added).status, 0);
+    store.takeCalls();
+  }
+  /// The names of the calls since the last time of asking.
+  std::string calls() {
+    std::string names;
+    for (const auto& call : store.takeCalls())
+      names += (names.empty() ? "" : " ") + call.name;
+    return names;
+  }
+  /// The lines so far that are not of level DEBUG, without the stack.
+  std::vector<std::string> lines() {
+    std::vector<std::string> lines = log.lines();
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("DEBUG"); });
+    return lines;
+  }
+  /// Texts of an item's attributes, with commas.
+  static std::string texts(const Dictionary& item, std::vector<std::string_view> keys) {
+    std::string out;
+    for (const std::string_view key : keys)
+      out += (item.contains(key) ? describe(*item.find(key)) : "-") + ',';
+    return out;
+  }
+
+  TestPlatform services;
+  MemoryItemStore& store = *services.itemStore;
+  TestScope scope{services};
+  LogCapture log;
+  VaspKeychainWrapper keychain;
+  int marks = 0;
+};
+
+inline std::string statusText(std::int32_t status) {
+  return VaspKeychainWrapper::osStatusToString(status);
+}
+
+}  // namespace kelm::test
