@@ -4,6 +4,10 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
+#include <cstdint>
+#include <iterator>
+
+#include "kelm/base/utf16.h"
 #include "kelm/validation/icu_text.h"
 
 namespace kelm {
@@ -262,21 +266,36 @@ constexpr IsoCountryInfo kRows[] = {
 };
 static_assert(std::size(kRows) == 249);
 
+constexpr char32_t kOffset = U'\U0001F1E6' - U'A';
+
+/// In UTF-8, of four bytes.
+void appendSymbol(std::string& symbols, char32_t letter) {
+  const char32_t symbol = letter + kOffset;
+  const char bytes[] = {
+      static_cast<char>(0xF0 | symbol >> 18), static_cast<char>(0x80 | (symbol >> 12 & 0x3F)),
+      static_cast<char>(0x80 | (symbol >> 6 & 0x3F)), static_cast<char>(0x80 | (symbol & 0x3F))};
+  symbols.append(bytes, sizeof bytes);
+}
+
 }  // namespace
 
 std::span<const IsoCountryInfo> IsoCountries::all() { return kRows; }
 
 std::optional<std::string> IsoCountries::flag(std::string_view countryCode) {
-  constexpr UChar32 kSymbolOfA = 0x1F1E6;
   if (countryCode.empty()) return {};
-  const icu::UnicodeString code = icuText(countryCode).toUpper(icu::Locale::getRoot());
-  icu::UnicodeString symbols;
-  for (std::int32_t at = 0; at < code.length(); at = code.moveIndex32(at, 1)) {
-    const UChar32 symbol = code.char32At(at) + (kSymbolOfA - U'A');
-    if (symbol > UCHAR_MAX_VALUE) return {};
-    symbols.append(symbol);
+  std::string symbols;
+  if (isAscii(countryCode)) {
+    for (const char c : countryCode)
+      appendSymbol(symbols, static_cast<char32_t>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c));
+    return symbols;
   }
-  return utf8Text(symbols);
+  const icu::UnicodeString code = icuText(countryCode).toUpper(icu::Locale::getRoot());
+  for (std::int32_t at = 0; at < code.length(); at = code.moveIndex32(at, 1)) {
+    const auto letter = static_cast<char32_t>(code.char32At(at));
+    if (letter > UCHAR_MAX_VALUE - kOffset) return {};
+    appendSymbol(symbols, letter);
+  }
+  return symbols;
 }
 
 }  // namespace kelm
