@@ -1,0 +1,135 @@
+// The contract of item stores on a real keyring daemon, and what becomes of items while it is
+// locked. To be run by with_keyring.
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "kelm/platform/secret_service.h"
+#include "tests/platform/item_store_contract.h"
+#include "tests/support/test_platform.h"
+
+namespace kelm::test {
+namespace {
+
+/// Each application has items of its own.
+std::shared_ptr<platform::ItemStore> connect(const std::string& application) {
+  const TestPlatform services;
+  services.bundle->setIdentifier(application);
+  auto store = platform::connectSecretService(services.platform());
+  if (!store) throw std::runtime_error(describe(store.error()));
+  return *store;
+}
+
+ItemStoreWorld inSecretService() {
+  static int count = 0;
+  const std::string application = "com.example.till" + std::to_string(++count);
+  return {connect(application), [application] { return connect(application); }, nullptr};
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, ItemStoreContract,
+                         testing::Values(ItemStoreMaker{"SecretService", inSecretService}),
+                         testing::PrintToStringParamName());
+
+/// The daemon's default collection, as a person would lock and unlock it.
+class Collection {
+ public:
+  Collection() {
+    service()
+        .callMethod("ReadAlias")
+        .onInterface(kService)
+        .withArguments("default")
+        .storeResultsTo(path_);
+  }
+
+  void lock() {
+    std::vector<sdbus::ObjectPath> done;
+    sdbus::ObjectPath prompt;
+    service()
+        .callMethod("Lock")
+        .onInterface(kService)
+        .withArguments(std::vector{path_})
+        .storeResultsTo(done, prompt);
+    ASSERT_EQ(done.size(), 1U);
+  }
+  void unlock() {
+    const std::string password = std::getenv("KEYRING_PASSWORD");
+    sdbus::Variant answer;
+    sdbus::ObjectPath session;
+    service()
+        .callMethod("OpenSession")
+        .onInterface(kService)
+        .withArguments("plain", sdbus::Variant(""))
+        .storeResultsTo(answer, session);
+    const sdbus::Struct<sdbus::ObjectPath, Data, Data, std::string> secret(
+        session, Data(), dataOf(password), "text/plain");
+    service()
+        .callMethod("UnlockWithMasterPassword")
+        .onInterface("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface")
+        .withArguments(path_, secret);
+  }
+
+ private:
+  static constexpr const char* kService = "org.freedesktop.Secret.Service";
+  sdbus::IProxy& service() { return *service_; }
+
+  std::unique_ptr<sdbus::IConnection> bus_ = sdbus::createSessionBusConnection();
+  std::unique_ptr<sdbus::IProxy> service_ =
+      sdbus::createProxy(*bus_, "org.freedesktop.secrets", "/org/freedesktop/secrets");
+  sdbus::ObjectPath path_;
+};
+
+TEST(SecretService, LockedItemsAreThereButNeedTheUser) {
+  const auto store = connect("com.example.locked");
+  const Dictionary anna = withSecret(password("anna"), "pw");
+  const Dictionary question = with(password("anna"), kSecReturnData, true);
+  ASSERT_EQ(store->add(anna).status, 0);
+  Collection collection;
+  collection.lock();
+  EXPECT_EQ(store->copyMatching(question).status, -25308);
+  EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25300);
+  EXPECT_EQ(store->add(anna).status, -25308);
+  EXPECT_EQ(store->add(withSecret(password("carla"), "pw")).status, -25308);
+  EXPECT_EQ(store->remove(password("anna")), -25308);
+  EXPECT_EQ(store->reportDeviceSecurity({true, {}}), -25308);
+  EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25308)
+      << "a report is pending";
+  collection.unlock();
+  EXPECT_EQ(store->copyMatching(question).result, Value(dataOf("pw")));
+  EXPECT_EQ(store
+                ->add(withControl(password("dora"), kSecAttrAccessibleAlways,
+                                  access_control_flag::kDevicePasscode))
+                .status,
+            0)
+      << "the report has been written down";
+}
+
+TEST(SecretService, ItemsOfOtherApplicationsAndGroupsAreOutOfReach) {
+  const auto store = connect("com.example.first");
+  ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+  const auto other = connect("com.example.second");
+  EXPECT_EQ(other->copyMatching(password("anna")).status, -25300);
+  EXPECT_EQ(other->remove(password("anna")), -25300);
+  const auto grouped = platform::connectSecretService(TestPlatform().platform(), {{"shared"}});
+  ASSERT_TRUE(grouped);
+  EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "shared")).status, 0);
+  EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "foreign")).status, -25243);
+}
+
+TEST(SecretService, WithoutAServiceThereIsAnErrorAndNoOtherStore) {
+  const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+  const auto store = platform::connectSecretService(TestPlatform().platform());
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+  ASSERT_FALSE(store);
+  EXPECT_EQ(store.error().code, -25291);
+}
+
+}  // namespace
+}  // namespace kelm::test
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
