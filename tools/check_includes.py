@@ -38,6 +38,8 @@ THIRD_PARTY = {
     "expat.h": "EXPAT::",
     "nettle/": "PkgConfig::NETTLE",
     "systemd/": "PkgConfig::SYSTEMD",
+    "pango/": "PkgConfig::PANGO",
+    "hb.h": "PkgConfig::PANGO",
 }
 SYSTEM_MACRO = re.compile(r"__linux|__unix|_WIN32|_WIN64|__APPLE__|__ANDROID__|__FreeBSD__|_POSIX_")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
