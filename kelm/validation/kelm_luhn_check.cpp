@@ -28,14 +28,24 @@ constexpr Values kDoubled = [] {
   return values;
 }();
 
-bool passes(std::string_view text) {
-  std::uint32_t sum = 0;
-  std::size_t left = text.size();
-  const auto byte = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
-  for (; left >= 2; left -= 2)
-    sum += kPlain[byte(left - 1)] + std::uint32_t{kDoubled[byte(left - 2)]};
-  if (left == 1) sum += kPlain[byte(0)];
-  return static_cast<std::int32_t>(sum) % 10 == 0;
+/// For a text with a byte a position; absent when it has bytes that are not ASCII.
+std::optional<bool> outcome(std::string_view text) {
+  const char* left = text.data();
+  const char* const end = left + text.size();
+  std::uint8_t seen = 0;
+  const auto next = [&] {
+    const auto byte = static_cast<std::uint8_t>(*left++);
+    seen |= byte;
+    return byte;
+  };
+  std::uint32_t plain = text.size() % 2 == 1 ? kPlain[next()] : 0;
+  std::uint32_t doubled = 0;
+  while (left != end) {
+    doubled += kDoubled[next()];
+    plain += kPlain[next()];
+  }
+  if (seen >= 0x80) return std::nullopt;
+  return static_cast<std::int32_t>(plain + doubled) % 10 == 0;
 }
 
 /// Hands the bytes of every character to `take`, a malformed byte alone, and its UTF-16 units.
@@ -69,7 +79,7 @@ bool isInside(std::int32_t position, std::size_t length) {
 }  // namespace
 
 bool KelmLuhnCheck::doLuhnCheckWithString(std::optional<std::string_view> text) const {
-  return doLuhnCheckWithString_checksumPosition(text, -1);
+  return luhnTest(text);
 }
 
 bool KelmLuhnCheck::doLuhnCheckWithString_checksumPosition(std::optional<std::string_view> text,
@@ -92,7 +102,8 @@ std::optional<std::string> KelmLuhnCheck::repositionChecksumDigitWithString_chec
 
 bool KelmLuhnCheck::luhnTest(std::optional<std::string_view> text) const {
   if (!text) return true;
-  return isAscii(*text) ? passes(*text) : passes(withAByteAUnit(*text));
+  const std::optional<bool> passes = outcome(*text);
+  return passes ? *passes : *outcome(withAByteAUnit(*text));
 }
 
 std::vector<std::string> KelmLuhnCheck::toCharArrayFromString(

@@ -22,14 +22,21 @@ inline constexpr std::array<std::uint8_t, 256> kIbanValues = [] {
 class Mod97 {
  public:
   /// `value` is at most 35.
-  void append(std::uint8_t value) {
-    constexpr std::uint64_t kRoomForTwoDigits = std::uint64_t{1} << 56;
-    number_ = number_ * (value < 10 ? 10 : 100) + value;
-    if (number_ >= kRoomForTwoDigits) number_ %= 97;
+  void append(std::uint8_t value) { grow(factorOf(value), value); }
+  /// Both at once, which waits for one multiplication instead of two.
+  void append(std::uint8_t first, std::uint8_t second) {
+    grow(factorOf(first) * factorOf(second), first * factorOf(second) + second);
   }
   std::int64_t remainder() const { return static_cast<std::int64_t>(number_ % 97); }
 
  private:
+  static std::uint64_t factorOf(std::uint8_t value) { return value < 10 ? 10 : 100; }
+  void grow(std::uint64_t factor, std::uint64_t value) {
+    constexpr std::uint64_t kRoomForFourDigits = std::uint64_t{1} << 50;
+    number_ = number_ * factor + value;
+    if (number_ >= kRoomForFourDigits) number_ %= 97;
+  }
+
   std::uint64_t number_ = 0;
 };
 

@@ -34,11 +34,20 @@ std::int64_t wrappingMod97(std::string_view text) {
 
 std::int64_t SmartPaymentUtils::calculateMod97(std::optional<std::string_view> text) {
   if (!text) return 0;
+  const auto value = [&](std::size_t at) {
+    return kIbanValues[static_cast<std::uint8_t>((*text)[at])];
+  };
   Mod97 sum;
-  for (const char c : *text) {
-    const std::uint8_t value = kIbanValues[static_cast<std::uint8_t>(c)];
-    if (value == kNoIbanCharacter) return wrappingMod97(*text);
-    sum.append(value);
+  std::size_t at = 0;
+  for (; at + 2 <= text->size(); at += 2) {
+    const std::uint8_t first = value(at);
+    const std::uint8_t second = value(at + 1);
+    if ((first | second) == kNoIbanCharacter) return wrappingMod97(*text);
+    sum.append(first, second);
+  }
+  if (at < text->size()) {
+    if (value(at) == kNoIbanCharacter) return wrappingMod97(*text);
+    sum.append(value(at));
   }
   return sum.remainder();
 }
