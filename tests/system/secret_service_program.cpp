@@ -4,7 +4,9 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdlib>
+#include <map>
 #include <stdexcept>
+#include <thread>
 
 #include "kelm/platform/secret_service.h"
 #include "tests/platform/item_store_contract.h"
@@ -54,7 +56,35 @@ class Collection {
     ASSERT_EQ(done.size(), 1U);
   }
   void unlock() {
-    const std::string password = std::getenv("KEYRING_PASSWORD");
+    const std::string secret = std::getenv("KEYRING_PASSWORD");
+    service()
+        .callMethod("UnlockWithMasterPassword")
+        .onInterface("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface")
+        .withArguments(path_, sent(secret));
+  }
+  /// Puts something else in place of the secret of an application's only item.
+  void spoil(const std::string& application, const std::string& content) {
+    std::vector<sdbus::ObjectPath> unlocked;
+    std::vector<sdbus::ObjectPath> locked;
+    service()
+        .callMethod("SearchItems")
+        .onInterface(kService)
+        .withArguments(std::map<std::string, std::string>{{"kelm.application", application}})
+        .storeResultsTo(unlocked, locked);
+    ASSERT_EQ(unlocked.size(), 1U);
+    sdbus::createProxy(*bus_, kDestination, unlocked[0])
+        ->callMethod("SetSecret")
+        .onInterface("org.freedesktop.Secret.Item")
+        .withArguments(sent(content));
+  }
+
+ private:
+  using Secret = sdbus::Struct<sdbus::ObjectPath, Data, Data, std::string>;
+
+  static constexpr const char* kDestination = "org.freedesktop.secrets";
+  static constexpr const char* kService = "org.freedesktop.Secret.Service";
+
+  Secret sent(const std::string& content) {
     sdbus::Variant answer;
     sdbus::ObjectPath session;
     service()
@@ -62,21 +92,13 @@ class Collection {
         .onInterface(kService)
         .withArguments("plain", sdbus::Variant(""))
         .storeResultsTo(answer, session);
-    const sdbus::Struct<sdbus::ObjectPath, Data, Data, std::string> secret(
-        session, Data(), dataOf(password), "text/plain");
-    service()
-        .callMethod("UnlockWithMasterPassword")
-        .onInterface("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface")
-        .withArguments(path_, secret);
+    return {session, Data(), dataOf(content), "application/octet-stream"};
   }
-
- private:
-  static constexpr const char* kService = "org.freedesktop.Secret.Service";
   sdbus::IProxy& service() { return *service_; }
 
   std::unique_ptr<sdbus::IConnection> bus_ = sdbus::createSessionBusConnection();
   std::unique_ptr<sdbus::IProxy> service_ =
-      sdbus::createProxy(*bus_, "org.freedesktop.secrets", "/org/freedesktop/secrets");
+      sdbus::createProxy(*bus_, kDestination, "/org/freedesktop/secrets");
   sdbus::ObjectPath path_;
 };
 
@@ -115,6 +137,36 @@ TEST(SecretService, ItemsOfOtherApplicationsAndGroupsAreOutOfReach) {
   ASSERT_TRUE(grouped);
   EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "shared")).status, 0);
   EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "foreign")).status, -25243);
+}
+
+TEST(SecretService, OfTwoProcessesThatAddAnItemAtOnceOneSucceeds) {
+  const auto first = connect("com.example.race");
+  const auto second = connect("com.example.race");
+  for (int round = 0; round < 30; ++round) {
+    const Dictionary item = withSecret(password("anna" + std::to_string(round)), "pw");
+    std::int32_t elsewhere = 0;
+    std::thread thread([&] { elsewhere = second->add(item).status; });
+    const std::int32_t here = first->add(item).status;
+    thread.join();
+    EXPECT_EQ(here + elsewhere, -25299) << here;
+    EXPECT_EQ(first->copyMatching(with(item, kSecReturnData, true)).status, 0);
+  }
+}
+
+TEST(SecretService, ItemThatAnotherProgramSpoiltIsRefusedAndMakesRoomForANewOne) {
+  const auto store = connect("com.example.spoilt");
+  const Dictionary question = with(password("anna"), kSecReturnData, true);
+  Collection collection;
+  for (const std::string& content :
+       {std::string(), std::string("genp"), std::string("genp\0\0\0\x09x", 9),
+        std::string("genp\xff\xff\xff\xff", 8), std::string(200, 'x')}) {
+    ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+    collection.spoil("com.example.spoilt", content);
+    EXPECT_EQ(store->copyMatching(question).status, -26275);
+    EXPECT_EQ(store->add(withSecret(password("anna"), "new")).status, 0);
+    EXPECT_EQ(store->copyMatching(question).result, Value(dataOf("new")));
+    EXPECT_EQ(store->remove(password("anna")), 0);
+  }
 }
 
 TEST(SecretService, WithoutAServiceThereIsAnErrorAndNoOtherStore) {
