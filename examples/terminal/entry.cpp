@@ -3,20 +3,25 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdint>
 #include <optional>
 
+#include "kelm/base/date.h"
 #include "kelm/base/decimal.h"
 #include "kelm/base/format.h"
 #include "kelm/validation/iban_validator.h"
 #include "kelm/validation/kelm_amount_formatter.h"
 #include "kelm/validation/kelm_date_formatter.h"
 #include "kelm/validation/kelm_luhn_check.h"
+#include "kelm/validation/time_zone.h"
 
 namespace terminal {
 
 namespace {
 
-constexpr const char* kTimePattern = "yyyy-MM-dd'T'HH:mm:ssXXX";
+constexpr const char* kTimePattern = "yyyy-MM-dd'T'HH:mm:ss";
+constexpr std::size_t kTimeLength = 19;
+constexpr const char* kMost = "9999999.99";  // the formatter shows seven digits and two decimals
 constexpr std::size_t kShortestCard = 12;
 constexpr std::size_t kLongestCard = 19;
 
@@ -36,15 +41,30 @@ kelm::KelmAmountFormatter amounts(const std::string& locale) {
   return formatter;
 }
 
+/// Whether `typed` is how the formatter writes the number, with or without its grouping and the
+/// zeros at its end. Reading alone is lenient: it makes 340 of "3.40" in it_IT, drops signs and the
+/// eighth digit, and rounds.
+bool isWrittenSo(std::string_view typed, const kelm::Decimal& number,
+                 kelm::KelmAmountFormatter formatter) {
+  for (std::int32_t digits = 0; digits <= formatter.maxDecimalDigits(); ++digits) {
+    formatter.setMinDecimalDigits(digits);
+    if (typed == formatter.formattedStringWithNumber(number) ||
+        typed == formatter.editingNumberStringWithNumber(number))
+      return true;
+  }
+  return false;
+}
+
 /// "1250.00" for the "1.250,00" of a locale; absent when that is no amount above zero.
 std::optional<std::string> readAmount(std::string_view typed, const std::string& locale) {
-  // The formatter leaves out what is no digit: a letter is more likely a slip.
-  const bool isPlain = std::ranges::none_of(typed, [](unsigned char c) { return std::isalpha(c); });
   const kelm::KelmAmountFormatter formatter = amounts(locale);
-  const auto number = formatter.numberWithFormattedString(typed);
-  if (!isPlain || !number || *number == kelm::Decimal()) return std::nullopt;
-  kelm::KelmAmountFormatter plain = amounts("en_US_POSIX");
-  return plain.numberStringWithNumber(number);
+  // The first one knows how the locale groups amounts, the second one its own digits.
+  for (const auto& number : {formatter.numberWithFormattedString(typed),
+                             formatter.numberWithEditingNumberString(typed)}) {
+    if (number && *number > kelm::Decimal() && isWrittenSo(typed, *number, formatter))
+      return amounts("en_US_POSIX").numberStringWithNumber(number);
+  }
+  return std::nullopt;
 }
 
 /// The account as it is kept; absent when its check digits are wrong.
@@ -61,16 +81,37 @@ std::optional<std::string> maskedAccount(const std::string& account) {
   return "IBAN " + account.substr(0, 2) + ' ' + tail;
 }
 
-/// The zone of a time that ends with "+01:00" or "Z".
-std::optional<kelm::TimeZone> zoneOf(std::string_view time) {
-  if (time.ends_with('Z')) return kelm::KelmDateFormatter::timezoneWithTimezoneOffsetString("0");
-  const std::string_view offset = time.substr(time.size() - 6);
+struct Time {
+  kelm::Date date;
+  kelm::TimeZone zone;
+};
+
+/// The zone that "+01:00" or "Z" stands for.
+std::optional<kelm::TimeZone> zoneOf(std::string_view offset) {
+  if (offset == "Z") return kelm::TimeZone::fixed(0);
+  const auto isDigit = [&](std::size_t at) { return offset[at] >= '0' && offset[at] <= '9'; };
+  if (offset.size() != 6 || (offset[0] != '+' && offset[0] != '-') || offset[3] != ':' ||
+      !isDigit(1) || !isDigit(2) || !isDigit(4) || offset[4] > '5' || !isDigit(5))
+    return std::nullopt;
   const auto twoDigits = [&](std::size_t at) {
     return (offset[at] - '0') * 10 + (offset[at + 1] - '0');
   };
-  const int minutes = twoDigits(1) * 60 + twoDigits(4);
-  return kelm::KelmDateFormatter::timezoneWithTimezoneOffsetString(
-      kelm::format("%d", (offset[0] == '-' ? -minutes : minutes) * 60'000));
+  const int seconds = (twoDigits(1) * 60 + twoDigits(4)) * 60;
+  return kelm::TimeZone::fixed(offset[0] == '-' ? -seconds : seconds);
+}
+
+/// Absent for what is no time, also for February 30, which the formatter alone takes for March 2.
+std::optional<Time> readTime(std::string_view typed) {
+  const std::string_view local = typed.substr(0, kTimeLength);
+  const auto zone = zoneOf(typed.substr(local.size()));
+  if (!zone) return std::nullopt;
+  kelm::KelmDateFormatter times;
+  times.setLocale("en_US_POSIX");
+  times.setDateFormat(kTimePattern);
+  times.setTimezone(&*zone);
+  const auto date = times.dateWithFormattedString(local);
+  if (!date || times.formattedStringWithDate(date) != local) return std::nullopt;
+  return Time{*date, *zone};
 }
 
 }  // namespace
@@ -88,11 +129,13 @@ std::variant<Sale, std::string> parseEntry(std::string_view line, const std::str
   const auto& [id, time, amount, currency, account, description] = fields;
   if (std::ranges::any_of(fields, [](auto field) { return field.empty(); }))
     return "a field is empty";
-  kelm::KelmDateFormatter times;
-  times.setDateFormat(kTimePattern);
-  if (!times.dateWithFormattedString(time)) return kelm::format("'%@' is no time", time);
+  if (!readTime(time))
+    return kelm::format("'%@' is no time such as 2026-03-14T08:15:09+01:00", time);
   const auto number = readAmount(amount, locale);
-  if (!number) return kelm::format("'%@' is no amount above zero", amount);
+  if (!number)
+    return kelm::format("'%@' is no amount such as %@, at most %@", amount,
+                        amounts(locale).formattedStringWithNumber(1250),
+                        amounts(locale).formattedStringWithNumber(kelm::Decimal::fromText(kMost)));
   const std::string whole = withoutBlanks(account);
   const auto masked = maskedAccount(whole);
   if (!masked) {
@@ -108,17 +151,17 @@ std::variant<Sale, std::string> parseEntry(std::string_view line, const std::str
 }
 
 std::string receiptOf(const Sale& sale, const std::string& locale) {
+  const auto time = readTime(sale.time);
   kelm::KelmDateFormatter times;
-  times.setDateFormat(kTimePattern);
-  const auto time = times.dateWithFormattedString(sale.time);
-  const auto zone = zoneOf(sale.time);
-  times.setTimezone(zone ? &*zone : nullptr);
   times.setLocale(locale);
   times.setDateFormat("d MMMM yyyy, HH:mm");
+  times.setTimezone(time ? &time->zone : nullptr);
+  const auto printed =
+      times.formattedStringWithDate(time ? std::optional(time->date) : std::nullopt);
   kelm::KelmAmountFormatter formatter = amounts(locale);
   formatter.setCurrencySymbol(sale.currency);
   const auto amount = kelm::KelmAmountFormatter::numberWithNumberString(sale.amount);
-  return kelm::format("%@  %@  %@  %@  %@", sale.id, times.formattedStringWithDate(time),
+  return kelm::format("%@  %@  %@  %@  %@", sale.id, printed,
                       formatter.formattedStringWithNumber(amount), sale.account, sale.description);
 }
 
