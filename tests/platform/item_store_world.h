@@ -1,18 +1,20 @@
 #pragma once
 
+#include <sqlite3.h>
+
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "kelm/platform/linux/services.h"
-#include "tests/platform/item_store_contract.h"
-#include "tests/support/fixed_random.h"
+#include "tests/platform/file_world.h"
+#include "tests/platform/item_store_fixture.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/temporary_folder.h"
 
 namespace kelm::test {
 
-/// A folder of the system and the stores that are opened on it.
+/// A folder of the system, the stores that are opened on it, and the database as anybody sees it.
 struct ItemFolder {
   TemporaryFolder root;
   std::string folder = root / "keys";
@@ -21,7 +23,7 @@ struct ItemFolder {
 
   platform::SqliteItemStoreParts parts() const {
     platform::SqliteItemStoreParts parts;
-    parts.files = platform::makeFileSystem();
+    parts.files = platform::makeFileSystem(std::make_shared<UnsyncedCalls>());
     parts.attributes = platform::makeFileAttributes();
     parts.clock = std::make_shared<ManualClock>();
     parts.random = platform::makeSystemRandom();
@@ -32,5 +34,50 @@ struct ItemFolder {
     return platform::makeSqliteItemStore(parts());
   }
 };
+
+/// Somebody else's connection to a database.
+class RawDatabase {
+ public:
+  explicit RawDatabase(const std::string& path) {
+    EXPECT_EQ(sqlite3_open(path.c_str(), &connection_), SQLITE_OK);
+    run("PRAGMA synchronous=OFF");
+  }
+  ~RawDatabase() { sqlite3_close(connection_); }
+  RawDatabase(const RawDatabase&) = delete;
+  RawDatabase& operator=(const RawDatabase&) = delete;
+
+  void run(const std::string& sql) {
+    EXPECT_EQ(sqlite3_exec(connection_, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(connection_);
+  }
+  /// The bytes at a place such as "sealed FROM items WHERE id = 1".
+  Data bytes(const std::string& place) {
+    sqlite3_stmt* query = nullptr;
+    sqlite3_prepare_v2(connection_, ("SELECT " + place).c_str(), -1, &query, nullptr);
+    EXPECT_EQ(sqlite3_step(query), SQLITE_ROW) << place;
+    const auto* start = static_cast<const std::uint8_t*>(sqlite3_column_blob(query, 0));
+    Data result(start, start + sqlite3_column_bytes(query, 0));
+    sqlite3_finalize(query);
+    return result;
+  }
+  void setBytes(const std::string& table, const std::string& column, const Data& bytes) {
+    sqlite3_stmt* change = nullptr;
+    const std::string sql = "UPDATE " + table + " SET " + column + " = ?1 WHERE id = 1";
+    sqlite3_prepare_v2(connection_, sql.c_str(), -1, &change, nullptr);
+    sqlite3_bind_blob(change, 1, bytes.data(), static_cast<int>(bytes.size()), SQLITE_STATIC);
+    EXPECT_EQ(sqlite3_step(change), SQLITE_DONE);
+    sqlite3_finalize(change);
+  }
+
+ private:
+  sqlite3* connection_ = nullptr;
+};
+
+/// The secret under a query, or its status as text.
+inline std::string secretIn(platform::ItemStore& store, const Dictionary& query) {
+  const auto answer = store.copyMatching(with(query, kSecReturnData, true));
+  const Data* secret = answer.result.get<Data>();
+  return secret != nullptr ? std::string(textOf(*secret)) : std::to_string(answer.status);
+}
 
 }  // namespace kelm::test

@@ -12,7 +12,6 @@ namespace kelm::platform {
 
 namespace {
 
-constexpr int kBusyMilliseconds = 2000;
 constexpr std::int64_t kApplication = 0x4b4c4d49;  // "KLMI", in the file's header
 constexpr std::int64_t kVersion = 1;
 
@@ -76,8 +75,8 @@ DataView ItemStatement::bytes(int column) const {
   return {static_cast<const std::uint8_t*>(start), static_cast<std::size_t>(size)};
 }
 
-ItemDatabase::ItemDatabase(std::string path, std::string vfs)
-    : path_(std::move(path)), vfs_(std::move(vfs)) {}
+ItemDatabase::ItemDatabase(std::string path, std::string vfs, int patienceMilliseconds)
+    : path_(std::move(path)), vfs_(std::move(vfs)), patienceMilliseconds_(patienceMilliseconds) {}
 
 ItemDatabase::~ItemDatabase() {
   for (const auto& [sql, statement] : statements_)
@@ -103,7 +102,7 @@ int ItemDatabase::open() {
   if (const int result = sqlite3_open_v2(path_.c_str(), &connection_, kFlags,
                                          vfs_.empty() ? nullptr : vfs_.c_str()))
     return result;
-  sqlite3_busy_timeout(connection_, kBusyMilliseconds);
+  sqlite3_busy_timeout(connection_, patienceMilliseconds_);
   if (const int result = applySettings()) return result;
   return prepareTables();
 }
@@ -111,9 +110,9 @@ int ItemDatabase::open() {
 int ItemDatabase::applySettings() {
   // Of two processes that change the journal's kind at once SQLite sends one away without waiting.
   constexpr int kPauseMicroseconds = 20000;
-  for (int left = 1000 * kBusyMilliseconds / kPauseMicroseconds;; --left) {
+  for (int left = 1000 * patienceMilliseconds_ / kPauseMicroseconds;; --left) {
     const int result = sqlite3_exec(connection_, kSettings, nullptr, nullptr, nullptr);
-    if (result != SQLITE_BUSY || left == 0) return result;
+    if (result != SQLITE_BUSY || left <= 0) return result;
     ::usleep(kPauseMicroseconds);
   }
 }

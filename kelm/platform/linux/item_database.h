@@ -43,7 +43,7 @@ class ItemStatement {
 class ItemDatabase {
  public:
   /// `vfs`: SQLite's name of how files are reached; empty: its own way.
-  ItemDatabase(std::string path, std::string vfs);
+  ItemDatabase(std::string path, std::string vfs, int patienceMilliseconds);
   ~ItemDatabase();
   ItemDatabase(const ItemDatabase&) = delete;
   ItemDatabase& operator=(const ItemDatabase&) = delete;
@@ -67,6 +67,7 @@ class ItemDatabase {
 
   const std::string path_;
   const std::string vfs_;
+  const int patienceMilliseconds_;
   sqlite3* connection_ = nullptr;
   std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
@@ -79,7 +80,7 @@ class ItemTransaction {
   ItemTransaction(const ItemTransaction&) = delete;
   ItemTransaction& operator=(const ItemTransaction&) = delete;
 
-  /// Waits for other processes, up to two seconds.
+  /// Waits for other processes as long as the database's patience lasts.
   int begin();
   int keep();
 

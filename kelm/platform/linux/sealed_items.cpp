@@ -44,7 +44,7 @@ Data endOfPrefix(DataView prefix) {
 
 SealedItems::SealedItems(const SqliteItemStoreParts& parts)
     : parts_(parts),
-      database_(parts.folder + "/items.db", parts.vfs),
+      database_(parts.folder + "/items.db", parts.vfs, parts.patienceMilliseconds),
       keys_(parts.folder + "/master.key", parts.files, parts.attributes, parts.random) {}
 
 std::int32_t SealedItems::open() {

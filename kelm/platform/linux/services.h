@@ -45,8 +45,9 @@ struct SqliteItemStoreParts {
   std::shared_ptr<FileAttributes> attributes;
   std::shared_ptr<Clock> clock;
   std::shared_ptr<Random> random;
-  std::string folder;  ///< where the database and its key file are
-  std::string vfs;     ///< SQLite's name of how it reaches files; empty: its own way
+  std::string folder;               ///< where the database and its key file are
+  std::string vfs;                  ///< SQLite's name of how it reaches files; empty: its own way
+  int patienceMilliseconds = 2000;  ///< how long a change waits for that of another process
   /// The access groups that items may name; absent: all of them.
   std::optional<std::vector<std::string>> accessGroups;
 };
