@@ -232,6 +232,7 @@ int main(int argc, char** argv) {
   }
   options.data = std::filesystem::absolute(options.data).lexically_normal().string();
   setenv("XDG_CONFIG_HOME", (options.data + "/settings").c_str(), 1);
+  setenv("XDG_DATA_HOME", options.data.c_str(), 1);  // the keychain
   kelm::VaspLogger::setLogDelegate(std::make_shared<LogFile>(options.log));
 
   terminal::Screen screen;

@@ -6,12 +6,15 @@
 
 #include "kelm/base/format.h"
 #include "kelm/base/json.h"
+#include "kelm/base/wipe.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/dispatch.h"
+#include "kelm/platform/item_store.h"
 #include "kelm/platform/platform.h"
 #include "kelm/platform/url_session.h"
 #include "kelm/platform/user_defaults.h"
+#include "kelm/security/vasp_keychain_wrapper.h"
 #include "kelm/storage/vasp_file_handler.h"
 #include "terminal/entry.h"
 
@@ -63,24 +66,25 @@ bool Till::open() {
 }
 
 bool Till::loadKey() {
-  kelm::VaspFileHandler files;
-  const std::string path = settings_.dataFolder + "/queue.key";
-  std::optional<kelm::Data> secret = files.readNSDataWithFullpath(path);
-  if (!secret) {
+  kelm::VaspKeychainWrapper keychain;
+  keychain.setService("terminal");
+  std::int32_t status = 0;
+  std::optional<kelm::Data> secret = keychain.readWithKey_returnStatus(kQueueId, &status);
+  if (status == kelm::item_status::kItemNotFound) {
     secret = kelm::VaspCryptoUtils::getRandom(2 * kKeyBytes);
-    if (!files.storeNSData_withFullpath(*secret, path)) {
-      screen_.warn(kelm::format("The key cannot be kept at %@", path));
-      return false;
-    }
+    keychain.store_withKey_returnStatus(*secret, kQueueId, &status);
   }
-  if (secret->size() != 2 * kKeyBytes) {
-    screen_.warn(kelm::format("%@ is not a key of this program", path));
+  if (status != kelm::item_status::kSuccess || !secret || secret->size() != 2 * kKeyBytes) {
+    screen_.warn(kelm::format("No key for the queue from %@: %@",
+                              kelm::platform::Platform::current().itemStore->use().place,
+                              kelm::VaspKeychainWrapper::osStatusToString(status)));
     return false;
   }
   kelm::KelmReliableQueue& queue = kelm::KelmReliableQueue::getInstance();
   const auto middle = secret->begin() + kKeyBytes;
   queue.setFilesystemKey(kelm::Data(secret->begin(), middle));
   queue.setFilesystemIV(kelm::Data(middle, secret->end()));
+  kelm::wipe(*secret);
   return true;
 }
 

@@ -21,7 +21,8 @@ class Till {
 
   Till(Settings settings, Screen& screen);
 
-  /// Makes the folder and the key on first use and opens the queue; says what went wrong.
+  /// Opens the queue, whose key it keeps in the keychain and makes on first use; says what went
+  /// wrong.
   bool open();
   /// Keeps one sale. True once it would survive a loss of power. False when it could not be
   /// kept, or when as many sales wait as the queue holds: deliver first.
