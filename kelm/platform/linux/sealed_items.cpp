@@ -42,10 +42,21 @@ Data endOfPrefix(DataView prefix) {
 
 }  // namespace
 
-SealedItems::SealedItems(const SqliteItemStoreParts& parts)
-    : parts_(parts),
-      database_(parts.folder + "/items.db", parts.vfs, parts.patienceMilliseconds),
-      keys_(parts.folder + "/master.key", parts.files, parts.attributes, parts.random) {}
+SealedItems::SealedItems(SqliteItemStoreParts parts)
+    : parts_(std::move(parts)),
+      database_(parts_.folder + "/items.db", parts_.vfs, parts_.patienceMilliseconds),
+      keys_(parts_.folder + "/master.key", parts_.files, parts_.attributes, parts_.random) {}
+
+std::shared_ptr<ItemStore> makeSqliteItemStore(SqliteItemStoreParts parts) {
+  const std::shared_ptr<Clock> clock = parts.clock;
+  const TableItemStore::AccessGroups groups = parts.accessGroups;
+  ItemStoreUse use = {"sqlite", parts.folder + "/items.db",
+                      "Nothing needs to be installed or unlocked for it; the host chose no other "
+                      "store."};
+  return std::make_shared<TableItemStore>(
+      [parts = std::move(parts)] { return std::make_unique<SealedItems>(parts); }, clock, groups,
+      std::move(use));
+}
 
 std::int32_t SealedItems::open() {
   if (const Failure failure = parts_.files->createDirectories(parts_.folder))

@@ -10,26 +10,22 @@
 #include "kelm/platform/linux/item_database.h"
 #include "kelm/platform/linux/item_keys.h"
 #include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/table_item_store.h"
 
 namespace kelm::platform {
 
-/// The items of one open database, and the keys that seal them. Not thread-safe. After the statuses
-/// `kNotAvailable` and `kInputOutput` it is to be dropped and opened anew.
-class SealedItems {
+/// Items in one SQLite database: secrets sealed with AES-256-GCM together with their attributes.
+class SealedItems : public ItemTable {
  public:
-  explicit SealedItems(const SqliteItemStoreParts& parts);
+  explicit SealedItems(SqliteItemStoreParts parts);
 
-  std::int32_t open();
-  /// True when the database is no longer the one that its path leads to.
-  bool hasMoved() const { return database_.hasMoved(); }
-
-  std::int32_t add(const ItemRequest& request, Date now, StoredItem& added);
-  /// What a query finds, unsealed, and what protects the device.
+  std::int32_t open() override;
+  bool hasMoved() const override { return database_.hasMoved(); }
+  std::int32_t add(const ItemRequest& request, Date now, StoredItem& added) override;
   std::int32_t find(const ItemRequest& query, std::vector<StoredItem>& items,
-                    DeviceSecurity& security);
-  std::int32_t remove(const ItemRequest& query);
-  /// Remembers what protects the device, and removes what cannot be read any more.
-  std::int32_t apply(const DeviceSecurity& security);
+                    DeviceSecurity& security) override;
+  std::int32_t remove(const ItemRequest& query) override;
+  std::int32_t apply(const DeviceSecurity& security) override;
 
  private:
   /// A row, decoded but not unsealed. False: enough rows. `isReadable`: whether it could be
@@ -45,7 +41,7 @@ class SealedItems {
   std::int32_t readSecurity(DeviceSecurity& security);
   std::int32_t writeSecurity(const DeviceSecurity& security);
 
-  const SqliteItemStoreParts& parts_;
+  const SqliteItemStoreParts parts_;
   ItemDatabase database_;
   ItemKeys keys_;
 };

@@ -10,25 +10,22 @@
 #include "kelm/base/date.h"
 #include "kelm/platform/item_query.h"
 #include "kelm/platform/linux/secret_service_bus.h"
+#include "kelm/platform/linux/table_item_store.h"
 
 namespace kelm::platform {
 
 /// The items of one application in the Secret Service. The service searches them by its own
-/// attributes, made from theirs; its secret holds an item whole. Not thread-safe. After
-/// `kNotAvailable` it is to be dropped and opened anew.
-class SecretServiceItems {
+/// attributes, made from theirs; its secret holds an item whole.
+class SecretServiceItems : public ItemTable {
  public:
   explicit SecretServiceItems(std::string application) : application_(std::move(application)) {}
 
-  std::int32_t open() { return bus_.open(); }
-
-  std::int32_t add(const ItemRequest& request, Date now, StoredItem& added);
-  /// What a query finds, and what protects the device.
+  std::int32_t open() override { return bus_.open(); }
+  std::int32_t add(const ItemRequest& request, Date now, StoredItem& added) override;
   std::int32_t find(const ItemRequest& query, std::vector<StoredItem>& items,
-                    DeviceSecurity& security);
-  std::int32_t remove(const ItemRequest& query);
-  /// Remembers what protects the device, and removes what cannot be read any more.
-  std::int32_t apply(const DeviceSecurity& security);
+                    DeviceSecurity& security) override;
+  std::int32_t remove(const ItemRequest& query) override;
+  std::int32_t apply(const DeviceSecurity& security) override;
 
  private:
   struct Row;
