@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "kelm/base/data.h"
 #include "kelm/base/export.h"

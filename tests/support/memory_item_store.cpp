@@ -1,6 +1,7 @@
 #include "tests/support/memory_item_store.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace kelm::test {

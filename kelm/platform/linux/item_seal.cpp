@@ -3,8 +3,10 @@
 #include <openssl/err.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
+#include <span>
 
 namespace kelm::platform {
 
