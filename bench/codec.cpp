@@ -13,12 +13,16 @@
 #include <random>
 #include <string>
 
+#include "bench/support/pairs.h"
 #include "kelm/crypto/vasp_base64.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
 #include "kelm/crypto/vasp_gzip.h"
 #include "kelm/crypto/zu_string_encoder.h"
 
 namespace {
+
+using bench::add;
+using bench::addPair;
 
 using benchmark::DoNotOptimize;
 using benchmark::State;
@@ -58,21 +62,6 @@ Data json(std::size_t size) {
               R"(","approved":)" + (generator() % 4 ? "true" : "false") + "},";
   result.back() = ']';
   return kelm::dataOf(result);
-}
-
-/// Registers the call under a name.
-template <class Call>
-void add(const std::string& name, Call call) {
-  benchmark::RegisterBenchmark(name.c_str(), [call](State& state) {
-    for (auto _ : state)
-      DoNotOptimize(call());
-  });
-}
-
-template <class Ours, class Peer>
-void addPair(const std::string& work, Ours ours, Peer peer) {
-  add(work + "/kelm", ours);
-  add(work + "/peer", peer);
 }
 
 std::string encodeBlock(const Data& bytes) {

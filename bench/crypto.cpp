@@ -9,12 +9,15 @@
 #include <memory>
 #include <string>
 
+#include "bench/support/pairs.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_pbkdf2.h"
 #include "kelm/crypto/vasp_sha1.h"
 #include "kelm/crypto/vasp_sha2.h"
 
 namespace {
+
+using bench::add;
 
 using benchmark::DoNotOptimize;
 using benchmark::State;
@@ -64,20 +67,10 @@ Data deriveAsInTheManual(const Data& password, const Data& salt, int rounds) {
   return key;
 }
 
-/// Registers the call under a name.
-template <class Call>
-void add(const std::string& name, Call call) {
-  benchmark::RegisterBenchmark(name.c_str(), [call](State& state) {
-    for (auto _ : state)
-      DoNotOptimize(call());
-  });
-}
-
 template <class Ours, class Peer>
 void addPair(const std::string& work, Ours ours, Peer peer) {
   if (*ours() != peer()) std::abort();
-  add(work + "/kelm", ours);
-  add(work + "/peer", peer);
+  bench::addPair(work, ours, peer);
 }
 
 void addCiphers(std::size_t size, const std::string& label) {

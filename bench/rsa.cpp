@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "bench/support/pairs.h"
 #include "kelm/base/json.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"
@@ -27,6 +28,8 @@
 #include "kelm/crypto/zu_sign_checker.h"
 
 namespace {
+
+using bench::addPair;
 
 using benchmark::DoNotOptimize;
 using benchmark::State;
@@ -125,20 +128,6 @@ Data transformedAsInTheManual(Start start, Transform transform, const Data& inpu
   EVP_PKEY_CTX_free(context);
   output.resize(size);
   return output;
-}
-
-template <class Call>
-void add(const std::string& name, Call call) {
-  benchmark::RegisterBenchmark(name.c_str(), [call](State& state) {
-    for (auto _ : state)
-      DoNotOptimize(call());
-  });
-}
-
-template <class Ours, class Peer>
-void addPair(const std::string& work, Ours ours, Peer peer) {
-  add(work + "/kelm", ours);
-  add(work + "/peer", peer);
 }
 
 void addOperations() {
