@@ -18,6 +18,7 @@
 #include "kelm/base/format.h"
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/validation/kelm_amount_formatter.h"
+#include "terminal/configuration.h"
 #include "terminal/entry.h"
 #include "terminal/till.h"
 
@@ -27,14 +28,17 @@ constexpr const char* kHelp = R"(usage: terminal [options] [sales.csv]
 
 Takes the sales of a file, or of the keyboard when there is none, keeps each on the disk,
 encrypted, and delivers them to the acquirer, oldest first. Sales survive a dead network, a crash
-and a loss of power; a file that was taken in part is continued where it stopped.
+and a loss of power; a file that was taken in part is continued where it stopped. Without a
+configuration that can be trusted sales are kept and not delivered.
 
 A line of sales: id;time;amount;currency;card number or IBAN;description
 Amounts are typed as the locale writes them. Cards and IBANs are checked, and only their last four
 signs are kept. Lines that are empty or begin with # are passed over; a bad line is reported, the
 others go on.
 
-  --acquirer URL   where to deliver (default: http://127.0.0.1:8091)
+  --configuration FILE  the sealed configuration, which names the acquirer (./sealed.json)
+  --trust FOLDER   certificate, key and vector that open it (default: ./trust); both are made by
+                   examples/provision
   --data FOLDER    where sales, key and settings are kept (default: ./till-data)
   --offline        take sales, deliver nothing
   --deliver        deliver what waits, take nothing
@@ -50,7 +54,8 @@ Ends with 0 when nothing is left to deliver (or --offline took everything), 1 wh
 )";
 
 struct Options {
-  std::string acquirer = "http://127.0.0.1:8091";
+  std::string configuration = "sealed.json";
+  std::string trust = "trust";
   std::string data = "till-data";
   std::string sales;
   bool take = true;
@@ -63,7 +68,8 @@ struct Options {
 };
 
 bool readOptions(int argc, char** argv, Options& options) {
-  const option known[] = {{"acquirer", required_argument, nullptr, 'a'},
+  const option known[] = {{"configuration", required_argument, nullptr, 'c'},
+                          {"trust", required_argument, nullptr, 't'},
                           {"data", required_argument, nullptr, 'd'},
                           {"offline", no_argument, nullptr, 'o'},
                           {"deliver", no_argument, nullptr, 'D'},
@@ -76,8 +82,11 @@ bool readOptions(int argc, char** argv, Options& options) {
                           {nullptr, 0, nullptr, 0}};
   for (int c; (c = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
     switch (c) {
-      case 'a':
-        options.acquirer = optarg;
+      case 'c':
+        options.configuration = optarg;
+        break;
+      case 't':
+        options.trust = optarg;
         break;
       case 'd':
         options.data = optarg;
@@ -133,6 +142,16 @@ class LogFile : public kelm::VaspLogDelegate {
  private:
   std::FILE* file_;  // open until the process ends
 };
+
+/// Where to deliver; empty when nothing is to be delivered, or nobody says reliably where.
+std::string acquirerUrlOf(const Options& options, terminal::Screen& screen) {
+  if (!options.deliver) return {};
+  const auto configuration = terminal::readConfiguration(options.configuration, options.trust);
+  if (configuration) return configuration->acquirerUrl;
+  screen.warn(
+      kelm::format("%@. Nothing is delivered.", configuration.error().localizedDescription()));
+  return {};
+}
 
 struct Taken {
   std::size_t sales = 0;
@@ -236,7 +255,10 @@ int main(int argc, char** argv) {
   kelm::VaspLogger::setLogDelegate(std::make_shared<LogFile>(options.log));
 
   terminal::Screen screen;
-  terminal::Till till({options.data, options.acquirer, options.locale}, screen);
+  const bool isToDeliver = options.deliver;
+  const std::string acquirerUrl = acquirerUrlOf(options, screen);
+  options.deliver = !acquirerUrl.empty();
+  terminal::Till till({options.data, acquirerUrl, options.locale}, screen);
   if (!till.open()) return 1;
   if (const std::size_t waiting = till.waiting(); waiting > 0) {
     screen.say(kelm::format("%@ sales wait from before.", waiting));
@@ -249,8 +271,8 @@ int main(int argc, char** argv) {
     screen.say(kelm::format("%@ sales taken (%@), %@ wait for delivery.", taken.sales,
                             taken.totals.text(), till.waiting()));
   }
-  const bool delivered = !options.deliver || till.deliver(options.patience);
-  if (options.deliver && delivered) screen.say("Everything is delivered.");
+  const bool delivered = options.deliver && till.deliver(options.patience);
+  if (delivered) screen.say("Everything is delivered.");
   if (!complete || taken.refused > 0) return 3;
-  return delivered ? 0 : 1;
+  return delivered || !isToDeliver ? 0 : 1;
 }
