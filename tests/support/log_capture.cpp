@@ -1,10 +1,13 @@
 #include "tests/support/log_capture.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <utility>
 
 #include "kelm/base/utf16.h"
+#include "tests/support/canary.h"
 
 namespace kelm::test {
 
@@ -50,6 +53,7 @@ class LogCapture::Collector : public VaspLogDelegate {
   void logwithLevel_aspect_from_threadName_message(LogLevel level, LogAspect aspect,
                                                    const char* from, std::string_view threadName,
                                                    std::string_view message) override {
+    if (showsCanary(message)) ADD_FAILURE() << "a line of the log shows a secret: " << message;
     const Lock lock(mutex_);
     records_.push_back({level, aspect, from != nullptr ? from : "", std::string(threadName),
                         std::string(message)});

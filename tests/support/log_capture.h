@@ -10,7 +10,8 @@
 namespace kelm::test {
 
 /// Receives every record of the logger in place of the delegate, from its start to its end; no
-/// delegate is installed afterwards. One at a time.
+/// delegate is installed afterwards. A line that shows a planted secret fails the test. One at a
+/// time.
 class LogCapture {
  public:
   struct Record {
