@@ -91,6 +91,8 @@ void Dictionary::set(std::string_view key, Value value) {
     index_->add(entries_[i], i);
 }
 
+void Dictionary::reserve(std::size_t entries) { entries_.reserve(entries); }
+
 bool Dictionary::remove(std::string_view key) {
   const std::size_t at = position(key);
   if (at == Index::kNowhere) return false;

@@ -45,6 +45,8 @@ class KELM_API Dictionary {
   Value* find(std::string_view key);
   bool contains(std::string_view key) const { return find(key) != nullptr; }
   void set(std::string_view key, Value value);
+  /// Makes room for that many entries, which makes setting them cheaper.
+  void reserve(std::size_t entries);
   /// True when the key was there.
   bool remove(std::string_view key);
   void clear();

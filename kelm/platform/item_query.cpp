@@ -148,6 +148,7 @@ ItemRequest::~ItemRequest() {
 }
 
 std::int32_t readItemRequest(const Dictionary& dictionary, ItemRequest& request) {
+  request.attributes.reserve(dictionary.size());
   for (const Dictionary::Entry& entry : dictionary)
     if (!takeEntry(entry.key, entry.value, request)) return item_status::kParameter;
   if (request.itemClass.empty() && !request.attributes.empty())

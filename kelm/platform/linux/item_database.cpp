@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "kelm/platform/item_attributes.h"
-#include "kelm/platform/linux/system_call.h"
 
 namespace kelm::platform {
 
@@ -104,6 +103,9 @@ int ItemDatabase::open() {
   if (const int result = sqlite3_open_v2(path_.c_str(), &connection_, kFlags,
                                          vfs_.empty() ? nullptr : vfs_.c_str()))
     return result;
+  file_ = Descriptor(
+      retried([this] { return ::open(path_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC); }));
+  if (!file_.isOpen()) return SQLITE_CANTOPEN;
   sqlite3_busy_timeout(connection_, patienceMilliseconds_);
   if (const int result = applySettings()) return result;
   return prepareTables();
@@ -140,6 +142,11 @@ bool ItemDatabase::hasMoved() const {
   int moved = 0;
   sqlite3_file_control(connection_, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
   return moved != 0;
+}
+
+bool ItemDatabase::isRemoved() const {
+  struct stat status;
+  return ::fstat(file_.number(), &status) != 0 || status.st_nlink == 0;
 }
 
 ItemStatement ItemDatabase::statement(const char* sql) {

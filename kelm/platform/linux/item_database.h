@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "kelm/base/data.h"
+#include "kelm/platform/linux/system_call.h"
 
 namespace kelm::platform {
 
@@ -53,6 +54,9 @@ class ItemDatabase {
   int open();
   /// True when the path leads to another file by now, or to none.
   bool hasMoved() const;
+  /// True when the file was removed or replaced; that a folder on its path was moved away does not
+  /// count. Quicker than hasMoved().
+  bool isRemoved() const;
   /// Statements are kept; `sql` is a literal.
   ItemStatement statement(const char* sql);
   int run(const char* sql) { return statement(sql).run(); }
@@ -69,6 +73,7 @@ class ItemDatabase {
   const std::string vfs_;
   const int patienceMilliseconds_;
   sqlite3* connection_ = nullptr;
+  Descriptor file_;  // of its name alone: to close it frees no lock
   std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 

@@ -1,8 +1,10 @@
 #include "kelm/platform/linux/item_encoding.h"
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace kelm::platform {
@@ -11,10 +13,15 @@ namespace {
 
 enum class Kind : std::uint8_t { Absent, Bool, Signed, Unsigned, Real, Text, Bytes, Time };
 
+constexpr std::size_t kUsualBytes = 256;     // of what an item is encoded to
+constexpr std::size_t kUsualAttributes = 8;  // of an item
+
 void appendHeader(Data& out, Kind kind, std::size_t size) {
-  out.push_back(static_cast<std::uint8_t>(kind));
-  for (int shift = 24; shift >= 0; shift -= 8)
-    out.push_back(static_cast<std::uint8_t>(size >> shift));
+  const std::array<std::uint8_t, 5> header = {
+      static_cast<std::uint8_t>(kind), static_cast<std::uint8_t>(size >> 24),
+      static_cast<std::uint8_t>(size >> 16), static_cast<std::uint8_t>(size >> 8),
+      static_cast<std::uint8_t>(size)};
+  append(out, header);
 }
 
 void appendBytes(Data& out, Kind kind, DataView bytes) {
@@ -65,17 +72,31 @@ class Reader {
 
   /// `Null` for an absent value.
   bool take(Value& value) {
-    if (rest_.size() < 5) return false;
-    const auto kind = static_cast<Kind>(rest_[0]);
-    const std::size_t size = std::size_t{rest_[1]} << 24 | std::size_t{rest_[2]} << 16 |
-                             std::size_t{rest_[3]} << 8 | std::size_t{rest_[4]};
-    if (rest_.size() - 5 < size) return false;
-    const DataView bytes = rest_.subspan(5, size);
-    rest_ = rest_.subspan(5 + size);
-    return make(kind, bytes, value);
+    Kind kind;
+    DataView bytes;
+    return takeBytes(kind, bytes) && make(kind, bytes, value);
+  }
+  /// Lies within the bytes.
+  bool takeText(std::string_view& text) {
+    Kind kind;
+    DataView bytes;
+    if (!takeBytes(kind, bytes) || kind != Kind::Text) return false;
+    text = textOf(bytes);
+    return true;
   }
 
  private:
+  bool takeBytes(Kind& kind, DataView& bytes) {
+    if (rest_.size() < 5) return false;
+    kind = static_cast<Kind>(rest_[0]);
+    const std::size_t size = std::size_t{rest_[1]} << 24 | std::size_t{rest_[2]} << 16 |
+                             std::size_t{rest_[3]} << 8 | std::size_t{rest_[4]};
+    if (rest_.size() - 5 < size) return false;
+    bytes = rest_.subspan(5, size);
+    rest_ = rest_.subspan(5 + size);
+    return true;
+  }
+
   static bool make(Kind kind, DataView bytes, Value& value) {
     if (kind == Kind::Text) {
       value = textOf(bytes);
@@ -136,6 +157,7 @@ bool takeOptional(Reader& reader, std::optional<Data>& bytes) {
 
 std::optional<Data> encodeItem(const StoredItem& item) {
   Data out;
+  out.reserve(kUsualBytes);
   appendNumber(out, Kind::Unsigned, item.accessFlags);
   appendOptional(out, item.biometricSet);
   for (const Dictionary::Entry& entry : item.attributes) {
@@ -151,11 +173,12 @@ bool decodeItem(DataView bytes, StoredItem& item) {
   if (!reader.take(flags) || flags.get<std::uint64_t>() == nullptr) return false;
   item.accessFlags = static_cast<std::uint32_t>(*flags.get<std::uint64_t>());
   if (!takeOptional(reader, item.biometricSet)) return false;
+  item.attributes.reserve(kUsualAttributes);
   while (!reader.isAtEnd()) {
-    Value key;
+    std::string_view key;
     Value value;
-    if (!reader.take(key) || !key.text() || !reader.take(value)) return false;
-    item.attributes.set(*key.text(), std::move(value));
+    if (!reader.takeText(key) || !reader.take(value)) return false;
+    item.attributes.set(key, std::move(value));
   }
   const Value* protection = item.attributes.find(kSecAttrAccessible);
   return protection != nullptr && isProtectionClass(protection->text().value_or(""));
@@ -163,6 +186,7 @@ bool decodeItem(DataView bytes, StoredItem& item) {
 
 Data identityOf(const StoredItem& item) {
   Data out;
+  out.reserve(kUsualBytes);
   for (const std::string_view key : identifyingAttributes(item.itemClass)) {
     const Value* value = item.attributes.find(key);
     if (value == nullptr || !appendValue(out, *value)) appendHeader(out, Kind::Absent, 0);
@@ -172,6 +196,7 @@ Data identityOf(const StoredItem& item) {
 
 Data identityPrefixOf(const ItemRequest& query) {
   Data out;
+  out.reserve(kUsualBytes);
   for (const std::string_view key : identifyingAttributes(query.itemClass)) {
     const Value* value = query.attributes.find(key);
     // From the access group on, words of a query stand for more than themselves.

@@ -82,14 +82,15 @@ std::int32_t ItemKeys::make() {
   return item_status::kSuccess;
 }
 
-std::int32_t ItemKeys::openSealed(std::int64_t number, std::string_view protection, DataView sealed,
-                                  SealKey& key) {
-  std::optional<Data> bytes = unseal(master_, sealed, contextOf(protection));
+std::int32_t ItemKeys::openSealed(std::int64_t number, std::string_view protection,
+                                  DataView sealed) {
+  std::optional<Data> bytes = Unsealer(master_).unseal(sealed, contextOf(protection));
   if (!bytes) return item_status::kDecode;
+  SealKey key;
   const bool isKey = copyKey(*bytes, key);
   wipe(*bytes);
   if (!isKey) return item_status::kDecode;
-  known_[number] = key;
+  known_.insert_or_assign(number, ClassKey{key, Unsealer(key)});
   return item_status::kSuccess;
 }
 
@@ -101,11 +102,12 @@ std::int32_t ItemKeys::keyOfClass(ItemDatabase& database, std::string_view prote
     const int result = query.bind(1, protection).step();
     if (result == SQLITE_ROW) {
       number = query.number(0);
-      if (const auto known = known_.find(number); known != known_.end()) {
-        key = known->second;
-        return item_status::kSuccess;
+      if (!known_.contains(number)) {
+        const std::int32_t status = openSealed(number, protection, query.bytes(1));
+        if (status != item_status::kSuccess) return status;
       }
-      return openSealed(number, protection, query.bytes(1), key);
+      key = known_.at(number).key;
+      return item_status::kSuccess;
     }
     if (result != SQLITE_DONE) return itemStatusOfSqlite(result);
   }
@@ -120,17 +122,26 @@ std::int32_t ItemKeys::keyOfClass(ItemDatabase& database, std::string_view prote
   return itemStatusOfSqlite(result);
 }
 
-std::int32_t ItemKeys::keyOfNumber(ItemDatabase& database, std::int64_t number, SealKey& key) {
-  if (const auto known = known_.find(number); known != known_.end()) {
-    key = known->second;
-    return item_status::kSuccess;
-  }
+std::int32_t ItemKeys::read(ItemDatabase& database, std::int64_t number) {
   ItemStatement query =
       database.statement("SELECT protection, sealed FROM class_keys WHERE id = ?1");
   const int result = query.bind(1, number).step();
   if (result == SQLITE_DONE) return item_status::kDecode;
   if (result != SQLITE_ROW) return itemStatusOfSqlite(result);
-  return openSealed(number, textOf(query.bytes(0)), query.bytes(1), key);
+  return openSealed(number, textOf(query.bytes(0)), query.bytes(1));
+}
+
+std::int32_t ItemKeys::unseal(ItemDatabase& database, std::int64_t number, DataView sealed,
+                              DataView context, Data& secret) {
+  auto known = known_.find(number);
+  if (known == known_.end()) {
+    if (const std::int32_t status = read(database, number)) return status;
+    known = known_.find(number);
+  }
+  std::optional<Data> opened = known->second.unsealer.unseal(sealed, context);
+  if (!opened) return item_status::kDecode;
+  secret = *std::move(opened);
+  return item_status::kSuccess;
 }
 
 std::int32_t ItemKeys::destroy(ItemDatabase& database, std::string_view protection) {

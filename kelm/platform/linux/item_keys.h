@@ -31,8 +31,10 @@ class ItemKeys {
   /// The key of a class and its number; made when there is none, in a transaction.
   std::int32_t keyOfClass(ItemDatabase& database, std::string_view protection, std::int64_t& number,
                           SealKey& key);
-  /// The key of that number. `kDecode` when there is none, or it was tampered with.
-  std::int32_t keyOfNumber(ItemDatabase& database, std::int64_t number, SealKey& key);
+  /// Opens what the key of that number sealed; the caller wipes it. `kDecode` when there is no such
+  /// key, or key, context or secret were tampered with.
+  std::int32_t unseal(ItemDatabase& database, std::int64_t number, DataView sealed,
+                      DataView context, Data& secret);
   /// Destroys the key of a class, in a transaction.
   std::int32_t destroy(ItemDatabase& database, std::string_view protection);
 
@@ -41,15 +43,19 @@ class ItemKeys {
 
  private:
   std::int32_t make();
-  std::int32_t openSealed(std::int64_t number, std::string_view protection, DataView sealed,
-                          SealKey& key);
+  std::int32_t read(ItemDatabase& database, std::int64_t number);
+  std::int32_t openSealed(std::int64_t number, std::string_view protection, DataView sealed);
 
   const std::string path_;
   const std::shared_ptr<FileSystem> files_;
   const std::shared_ptr<FileAttributes> attributes_;
   const std::shared_ptr<Random> random_;
   SealKey master_;
-  std::map<std::int64_t, SealKey> known_;
+  struct ClassKey {
+    SealKey key;
+    Unsealer unsealer;
+  };
+  std::map<std::int64_t, ClassKey> known_;
 };
 
 /// Reads a key file: a regular file of the caller's with mode 0600 or less, and of the size of a

@@ -2,11 +2,14 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "kelm/base/data.h"
 #include "kelm/base/wipe.h"
 #include "kelm/platform/random.h"
+
+struct evp_cipher_ctx_st;
 
 namespace kelm::platform {
 
@@ -23,7 +26,22 @@ struct SealKey {
 /// The secret under AES-256-GCM (NIST SP 800-38D): a fresh nonce of 12 bytes, the ciphertext, the
 /// tag of 16 bytes, which also covers `context`. Absent when randomness or the cipher fails.
 std::optional<Data> seal(const SealKey& key, DataView secret, DataView context, Random& random);
-/// The secret; the caller wipes it. Absent unless key, context and every byte are those of seal().
-std::optional<Data> unseal(const SealKey& key, DataView sealed, DataView context);
+
+/// Opens what was sealed under one key, which it keeps made ready. Not thread-safe.
+class Unsealer {
+ public:
+  explicit Unsealer(const SealKey& key);
+
+  /// The secret; the caller wipes it. Absent unless key, context and every byte are those of
+  /// seal().
+  std::optional<Data> unseal(DataView sealed, DataView context);
+
+ private:
+  struct FreeContext {
+    void operator()(evp_cipher_ctx_st* cipher) const;
+  };
+
+  std::unique_ptr<evp_cipher_ctx_st, FreeContext> cipher_;  // null: the cipher failed
+};
 
 }  // namespace kelm::platform

@@ -1,5 +1,6 @@
 #include "kelm/platform/linux/sealed_items.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <utility>
@@ -14,17 +15,18 @@ namespace {
 constexpr std::string_view kSecurityContext = "device security";
 
 /// What the tag of a secret covers beside it.
-Data contextOf(std::string_view itemClass, DataView attributes) {
-  Data context;
-  context.reserve(itemClass.size() + 1 + attributes.size());
-  append(context, itemClass);
-  context.push_back(0);
-  append(context, attributes);
-  return context;
+Data coveredOf(std::string_view itemClass, DataView attributes) {
+  Data covered;
+  covered.reserve(itemClass.size() + 1 + attributes.size());
+  append(covered, itemClass);
+  covered.push_back(0);
+  append(covered, attributes);
+  return covered;
 }
 
 Data referenceOf(std::int64_t row) {
   Data reference;
+  reference.reserve(sizeof row);
   for (int shift = 56; shift >= 0; shift -= 8)
     reference.push_back(static_cast<std::uint8_t>(row >> shift));
   return reference;
@@ -90,7 +92,7 @@ std::int32_t SealedItems::insert(StoredItem& item) {
           keys_.keyOfClass(database_, protection->text().value_or(""), number, key))
     return status;
   const std::optional<Data> sealed =
-      seal(key, item.secret, contextOf(item.itemClass, *attributes), *parts_.random);
+      seal(key, item.secret, coveredOf(item.itemClass, *attributes), *parts_.random);
   if (!sealed) return item_status::kNotAvailable;
   const auto insertRow = [&] {
     return itemStatusOfSqlite(
@@ -122,7 +124,7 @@ std::int32_t SealedItems::removeDamagedTwin(const StoredItem& item, DataView ide
       item.itemClass, identity, [&](const ItemStatement& row, StoredItem& twin, bool isReadable) {
         rows.push_back(row.number(0));
         if (isReadable && identityOf(twin) == Data(identity.begin(), identity.end()))
-          opened = openRow(row, twin);
+          opened = unsealInto(twin, sealedOf(row, twin));
         return false;
       });
   if (status != item_status::kSuccess) return status;
@@ -135,7 +137,7 @@ std::int32_t SealedItems::eachRow(std::string_view itemClass, DataView prefix,
   const Data end = endOfPrefix(prefix);
   ItemStatement row = database_.statement(
       "SELECT id, class_key, attributes, sealed FROM items"
-      " WHERE class = ?1 AND identity >= ?2 AND identity < ?3 ORDER BY id");
+      " WHERE class = ?1 AND identity >= ?2 AND identity < ?3");
   row.bind(1, itemClass).bind(2, prefix).bind(3, end);
   int result = row.step();
   for (; result == SQLITE_ROW; result = row.step()) {
@@ -148,36 +150,45 @@ std::int32_t SealedItems::eachRow(std::string_view itemClass, DataView prefix,
   return itemStatusOfSqlite(result);
 }
 
-std::int32_t SealedItems::openRow(const ItemStatement& row, StoredItem& item) {
-  SealKey key;
-  if (const std::int32_t status = keys_.keyOfNumber(database_, row.number(1), key)) return status;
-  std::optional<Data> secret = unseal(key, row.bytes(3), contextOf(item.itemClass, row.bytes(2)));
-  if (!secret) return item_status::kDecode;
-  item.secret = *std::move(secret);
-  return item_status::kSuccess;
+SealedItems::Sealed SealedItems::sealedOf(const ItemStatement& row, const StoredItem& item) {
+  const DataView secret = row.bytes(3);
+  return {row.number(1), coveredOf(item.itemClass, row.bytes(2)),
+          Data(secret.begin(), secret.end())};
+}
+
+std::int32_t SealedItems::unsealInto(StoredItem& item, const Sealed& sealed) {
+  return keys_.unseal(database_, sealed.key, sealed.secret, sealed.covered, item.secret);
 }
 
 std::int32_t SealedItems::find(const ItemRequest& query, std::vector<StoredItem>& items,
                                DeviceSecurity& security) {
+  std::vector<std::pair<Sealed, StoredItem>> matching;
   std::int32_t worst = item_status::kItemNotFound;
   const std::int32_t status =
       eachRow(query.itemClass, identityPrefixOf(query),
               [&](const ItemStatement& row, StoredItem& item, bool isReadable) {
-                if (isReadable && !matches(query, item)) return true;
-                const std::int32_t opened = isReadable ? openRow(row, item) : item_status::kDecode;
-                if (opened != item_status::kSuccess) {
-                  worst = opened;
-                  return opened == item_status::kDecode;
-                }
-                items.push_back(std::move(item));
-                return query.wantsAll;
+                if (!isReadable)
+                  worst = item_status::kDecode;
+                else if (matches(query, item))
+                  matching.emplace_back(sealedOf(row, item), std::move(item));
+                return true;
               });
   if (status != item_status::kSuccess) return status;
-  if (worst != item_status::kItemNotFound && worst != item_status::kDecode) return worst;
+  std::ranges::sort(matching, {}, [](const auto& match) -> const Data& {
+    return match.second.persistentReference;  // the oldest item first
+  });
+  for (auto& [sealed, item] : matching) {
+    const std::int32_t opened = unsealInto(item, sealed);
+    if (opened == item_status::kDecode) {
+      worst = opened;
+      continue;
+    }
+    if (opened != item_status::kSuccess) return opened;
+    items.push_back(std::move(item));
+    if (!query.wantsAll) break;
+  }
   if (items.empty()) return worst;
-  for (const StoredItem& item : items)
-    if (item.accessFlags != 0) return readSecurity(security);
-  return item_status::kSuccess;
+  return demandsUser(items) ? readSecurity(security) : item_status::kSuccess;
 }
 
 std::int32_t SealedItems::remove(const ItemRequest& query) {
@@ -243,7 +254,8 @@ std::int32_t SealedItems::readSecurity(DeviceSecurity& security) {
   ItemStatement query = database_.statement("SELECT sealed FROM device WHERE id = 1");
   const int result = query.step();
   if (result != SQLITE_ROW) return itemStatusOfSqlite(result);
-  std::optional<Data> bytes = unseal(keys_.master(), query.bytes(0), bytesOf(kSecurityContext));
+  std::optional<Data> bytes =
+      Unsealer(keys_.master()).unseal(query.bytes(0), bytesOf(kSecurityContext));
   if (!bytes) return item_status::kDecode;
   const bool isSound = decodeSecurity(*bytes, security);
   wipe(*bytes);

@@ -20,7 +20,9 @@ class SealedItems : public ItemTable {
   explicit SealedItems(SqliteItemStoreParts parts);
 
   std::int32_t open() override;
-  bool hasMoved() const override { return database_.hasMoved(); }
+  bool isStale(ItemUse use) const override {
+    return use == ItemUse::Read ? database_.isRemoved() : database_.hasMoved();
+  }
   std::int32_t add(const ItemRequest& request, Date now, StoredItem& added) override;
   std::int32_t find(const ItemRequest& query, std::vector<StoredItem>& items,
                     DeviceSecurity& security) override;
@@ -31,11 +33,18 @@ class SealedItems : public ItemTable {
   /// A row, decoded but not unsealed. False: enough rows. `isReadable`: whether it could be
   /// decoded.
   using TakeRow = std::function<bool(const ItemStatement& row, StoredItem& item, bool isReadable)>;
+  /// The secret of a row as it lies there, the number of its key, and what else its tag covers.
+  struct Sealed {
+    std::int64_t key;
+    Data covered;
+    Data secret;
+  };
 
   std::int32_t insert(StoredItem& item);
   std::int32_t removeDamagedTwin(const StoredItem& item, DataView identity);
   std::int32_t eachRow(std::string_view itemClass, DataView prefix, const TakeRow& take);
-  std::int32_t openRow(const ItemStatement& row, StoredItem& item);
+  static Sealed sealedOf(const ItemStatement& row, const StoredItem& item);
+  std::int32_t unsealInto(StoredItem& item, const Sealed& sealed);
   std::int32_t removeRows(const std::vector<std::int64_t>& rows);
   std::int32_t removeInvalidated(const DeviceSecurity& security);
   std::int32_t readSecurity(DeviceSecurity& security);

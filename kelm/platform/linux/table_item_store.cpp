@@ -19,8 +19,8 @@ std::int32_t TableItemStore::read(const Dictionary& dictionary, ItemRequest& req
                                              : item_status::kNoAccessForItem;
 }
 
-std::int32_t TableItemStore::prepare() {
-  if (table_ && table_->hasMoved()) table_.reset();
+std::int32_t TableItemStore::prepare(ItemUse use) {
+  if (table_ && table_->isStale(use)) table_.reset();
   if (!table_) {
     std::unique_ptr<ItemTable> table = makeTable_();
     if (const std::int32_t status = table->open()) return status;
@@ -33,8 +33,8 @@ std::int32_t TableItemStore::prepare() {
 }
 
 template <class Work>
-std::int32_t TableItemStore::with(const Work& work) {
-  std::int32_t status = prepare();
+std::int32_t TableItemStore::with(ItemUse use, const Work& work) {
+  std::int32_t status = prepare(use);
   if (status == item_status::kSuccess) status = work(*table_);
   if (status == item_status::kNotAvailable || status == item_status::kInputOutput) table_.reset();
   return status;
@@ -42,7 +42,7 @@ std::int32_t TableItemStore::with(const Work& work) {
 
 std::int32_t TableItemStore::open() {
   const Lock lock(mutex_);
-  return prepare();
+  return prepare(ItemUse::Change);
 }
 
 ItemAnswer TableItemStore::add(const Dictionary& dictionary) {
@@ -50,8 +50,8 @@ ItemAnswer TableItemStore::add(const Dictionary& dictionary) {
   if (const std::int32_t status = read(dictionary, request)) return {status, {}};
   StoredItem added;
   const Lock lock(mutex_);
-  const std::int32_t status =
-      with([&](ItemTable& table) { return table.add(request, clock_->now(), added); });
+  const std::int32_t status = with(
+      ItemUse::Change, [&](ItemTable& table) { return table.add(request, clock_->now(), added); });
   if (status != item_status::kSuccess) return {status, {}};
   return {status, answerOf(request, std::span(&added, 1))};
 }
@@ -66,7 +66,7 @@ ItemAnswer TableItemStore::copyMatching(const Dictionary& dictionary) {
   {
     const Lock lock(mutex_);
     const std::int32_t status =
-        with([&](ItemTable& table) { return table.find(query, found, security); });
+        with(ItemUse::Read, [&](ItemTable& table) { return table.find(query, found, security); });
     if (status != item_status::kSuccess) return {status, {}};
     if (!demandsUser(found)) return {status, answerOf(query, found)};
     authenticator = authenticator_;
@@ -84,14 +84,14 @@ std::int32_t TableItemStore::remove(const Dictionary& dictionary) {
   ItemRequest query;
   if (const std::int32_t status = read(dictionary, query)) return status;
   const Lock lock(mutex_);
-  return with([&](ItemTable& table) { return table.remove(query); });
+  return with(ItemUse::Change, [&](ItemTable& table) { return table.remove(query); });
 }
 
 std::int32_t TableItemStore::reportDeviceSecurity(const DeviceSecurity& security) {
   const Lock lock(mutex_);
   ++reports_;
   pending_ = security;
-  return with([](ItemTable&) { return item_status::kSuccess; });
+  return with(ItemUse::Change, [](ItemTable&) { return item_status::kSuccess; });
 }
 
 void TableItemStore::setAuthenticator(ItemAuthenticator authenticator) {

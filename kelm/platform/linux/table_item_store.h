@@ -15,14 +15,16 @@
 
 namespace kelm::platform {
 
+enum class ItemUse { Read, Change };
+
 /// Where a store keeps its items. Not thread-safe. After the statuses `kNotAvailable` and
 /// `kInputOutput` it is dropped, and another one opened.
 class ItemTable {
  public:
   virtual ~ItemTable() = default;
   virtual std::int32_t open() = 0;
-  /// True when what was opened is no longer what its name leads to.
-  virtual bool hasMoved() const { return false; }
+  /// True when what was opened must not be used so any more, for it is not what its name leads to.
+  virtual bool isStale(ItemUse /*use*/) const { return false; }
 
   virtual std::int32_t add(const ItemRequest& request, Date now, StoredItem& added) = 0;
   /// What a query finds, with its secrets, and what protects the device if that counts for them.
@@ -53,10 +55,10 @@ class TableItemStore : public ItemStore {
 
  private:
   std::int32_t read(const Dictionary& dictionary, ItemRequest& request) const;
-  std::int32_t prepare() KELM_REQUIRES(mutex_);
+  std::int32_t prepare(ItemUse use) KELM_REQUIRES(mutex_);
   /// Does the work on the open table.
   template <class Work>
-  std::int32_t with(const Work& work) KELM_REQUIRES(mutex_);
+  std::int32_t with(ItemUse use, const Work& work) KELM_REQUIRES(mutex_);
 
   const std::function<std::unique_ptr<ItemTable>()> makeTable_;
   const std::shared_ptr<Clock> clock_;
