@@ -69,13 +69,13 @@ using Pointer = VaspOrderedDictionary::Pointer;
 VaspOrderedDictionary::~VaspOrderedDictionary() = default;
 
 Pointer VaspOrderedDictionary::initWithCapacity(std::size_t capacity) {
-  const auto made = std::make_shared<VaspOrderedDictionary>();
+  auto made = std::make_shared<VaspOrderedDictionary>();
   made->entries_.reserve(std::min(capacity, kMostReserved));
   return made;
 }
 
 Pointer VaspOrderedDictionary::initWithObjects_forKeys(const List& values, const Keys& keys) {
-  const Pointer made = initWithCapacity(keys.size());
+  Pointer made = initWithCapacity(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (i >= values.size()) raiseOutOfRange(i, values.size());
     made->setObject_forKey(values[i], keys[i]);
@@ -93,7 +93,7 @@ Pointer VaspOrderedDictionary::initWithObjects_forKeys_count(std::span<const Val
 }
 
 Pointer VaspOrderedDictionary::initWithDictionary(const Dictionary& source) {
-  const Pointer made = initWithCapacity(source.size());
+  Pointer made = initWithCapacity(source.size());
   for (const Dictionary::Entry& entry : source)
     made->setObject_forKey(entry.value, entry.key);
   return made;
@@ -113,7 +113,7 @@ Pointer VaspOrderedDictionary::dictionaryWithContentsOfURL(std::string_view url)
 }
 
 Pointer VaspOrderedDictionary::dictionaryWithObject_forKey(std::optional<Value> value, Key key) {
-  const auto made = std::make_shared<VaspOrderedDictionary>();
+  auto made = std::make_shared<VaspOrderedDictionary>();
   made->setObject_forKey(std::move(value), key);
   return made;
 }
@@ -130,7 +130,7 @@ Pointer VaspOrderedDictionary::dictionaryWithDictionary(const Dictionary& source
 
 Pointer VaspOrderedDictionary::ofArguments(const std::vector<Argument>& arguments,
                                            bool repeatsKeys) {
-  const auto made = std::make_shared<VaspOrderedDictionary>();
+  auto made = std::make_shared<VaspOrderedDictionary>();
   const auto end = std::find_if(arguments.begin(), arguments.end(),
                                 [](const Argument& argument) { return !argument.value; });
   const auto count = end - arguments.begin();
@@ -241,7 +241,7 @@ std::size_t VaspOrderedDictionary::hash() const {
 }
 
 Pointer VaspOrderedDictionary::copy() const {
-  const Pointer made = initWithCapacity(count());
+  Pointer made = initWithCapacity(count());
   for (auto at = begin(); at != end(); ++at)
     made->entries_.set(*at, at.entry().value);
   return made;
@@ -283,7 +283,7 @@ ObjectPointer VaspOrderedDictionary::decodedFrom(KeyedDecoder& decoder) {
   const auto* entries = dictionary ? dictionary->get<Dictionary>() : nullptr;
   const auto* keys = order ? order->get<List>() : nullptr;
   if (!entries || !keys) return nullptr;
-  const Pointer made = initWithCapacity(keys->size());
+  Pointer made = initWithCapacity(keys->size());
   for (const Value& key : *keys) {
     const Value* value = key.text() ? entries->find(*key.text()) : nullptr;
     if (!value) return nullptr;

@@ -68,7 +68,8 @@ bool VaspRSA::deleteKeyPairWithID(std::string_view identifier) {
 }
 
 std::optional<Data> VaspRSA::legacy_serializeSecKey(const KeyReference& key) {
-  constexpr std::string_view kTag("temp.publickey", 15);  // with its zero byte
+  using namespace std::string_view_literals;
+  constexpr std::string_view kTag = "temp.publickey\0"sv;
   std::optional<Data> bytes = externalRepresentation(key.get());
   if (!bytes) return std::nullopt;
   Dictionary item = keyQuery(bytesOf(kTag));

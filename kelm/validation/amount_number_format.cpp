@@ -35,7 +35,7 @@ std::unique_ptr<DecimalFormat> made(const Locale& locale, bool isCurrency) {
       NumberFormat::createInstance(locale, isCurrency ? UNUM_CURRENCY : UNUM_DECIMAL, status));
   auto* decimal = U_SUCCESS(status) ? dynamic_cast<DecimalFormat*>(format.get()) : nullptr;
   if (decimal == nullptr) return nullptr;  // such as the rules that spell Roman numerals
-  format.release();
+  static_cast<void>(format.release());
   return std::unique_ptr<DecimalFormat>(decimal);
 }
 
@@ -114,7 +114,7 @@ LocalizedNumberFormatter configured(const DecimalFormat& plain, const NumberStyl
 
 std::string formattedNumber(const Decimal& number, const NumberStyle& style) {
   std::shared_ptr<const DecimalFormat> plain = prototype(style.locale, style.isCurrency);
-  const std::string digits = number.text();
+  std::string digits = number.text();
   if (!plain) return digits;
   if (style.currencySymbol || style.hasPoint) plain = copyWithSymbols(*plain, style);
   UErrorCode status = U_ZERO_ERROR;

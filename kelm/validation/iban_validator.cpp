@@ -48,7 +48,7 @@ constexpr void forEachCountry(Take take) {
 }
 
 constexpr std::size_t letterPair(char first, char second) {
-  return static_cast<std::size_t>((first - 'A') * 26 + (second - 'A'));
+  return static_cast<std::size_t>(first - 'A') * 26 + static_cast<std::size_t>(second - 'A');
 }
 
 /// By the pair of letters; 0 where the country is not known.

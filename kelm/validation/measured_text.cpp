@@ -72,7 +72,7 @@ int lineGap(PangoContext* context, const PangoFontDescription* description) {
 
 /// In Pango's units, or -1, its sign for no bound.
 int lineWidth(double width) {
-  constexpr double kMost = std::numeric_limits<int>::max() / PANGO_SCALE;
+  constexpr double kMost = double{std::numeric_limits<int>::max()} / PANGO_SCALE;
   return width > 0 && width < kMost ? static_cast<int>(width * PANGO_SCALE) : -1;
 }
 

@@ -93,6 +93,7 @@ std::optional<std::vector<Type>> typesFrom(Bytes& bytes, const Header& counts) {
 /// Ireland's winter does in the files, is taken for the standard time, and the other for summer.
 std::vector<ZoneOffset> offsetsOf(const std::vector<Type>& types) {
   std::vector<ZoneOffset> offsets;
+  offsets.reserve(types.size());
   for (const Type& type : types)
     offsets.push_back({type.offset, 0});
   const auto isStandard = [](const Type& type) { return !type.isSummer; };
