@@ -73,11 +73,11 @@ TEST(VaspAES, EveryKeyAndVectorLengthEncryptsAsTheReferenceOrIsRefused) {
 
 TEST(VaspAES, EverySizeRoundTripsAndDecryptsNoOtherLength) {
   const LogCapture log;
-  const Data key = counted(32);
-  const Data iv = counted(16, 9);
+  const Data key = secretBytes("-key", 32);
+  const Data iv = secretBytes("-iv", 16);
   std::vector<std::string> failures;
   for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 1023U, 16384U, 100001U}) {
-    const Data plain = counted(size);
+    const Data plain = secretBytes("-plain", size);
     const Data ciphertext = *encrypt(plain, key, iv);
     EXPECT_EQ(ciphertext.size(), (size / 16 + 1) * 16);
     EXPECT_EQ(decrypt(ciphertext, key, iv), plain) << size;

@@ -18,8 +18,8 @@ namespace kelm::test {
 class ConfigFileWorld {
  public:
   static constexpr const char* kPath = "/sealed.json";
-  const Data key = counted(16, 3);
-  const Data iv = counted(16, 5);
+  const Data key = dataOf(kSecretKey);
+  const Data iv = dataOf(kSecretIV);
   std::string base64Certificate = base64Of(fileOf("certificate_rsa.der"));
   std::string base64Key = base64Of(key);
   TestPlatform services;

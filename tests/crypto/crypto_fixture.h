@@ -13,6 +13,7 @@
 
 #include "kelm/base/data.h"
 #include "kelm/logging/vasp_logger.h"
+#include "tests/support/canary.h"
 #include "tests/support/log_capture.h"
 
 namespace kelm::test {

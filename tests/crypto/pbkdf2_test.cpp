@@ -11,8 +11,8 @@ using ::testing::IsEmpty;
 constexpr auto& ofData = VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_performingRound;
 constexpr auto& ofText = VaspPBKDF2::pbkdf2OfPassword_withSalt_expectingSize_performingRound;
 
-const DataView kPassword = bytesOf("password");
-const DataView kSalt = bytesOf("salt");
+const DataView kPassword = bytesOf("canary5e7-password");
+const DataView kSalt = bytesOf("canary5e7-salt");
 
 std::string dataLine(const std::string& message) {
   return "4 0x200004 +[VaspPBKDF2 "

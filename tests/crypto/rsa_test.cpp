@@ -116,7 +116,7 @@ TEST(VaspRSA, OtherBundlesAreRefusedWithOneMessage) {
     Data bundle;
     std::string password;
   } rows[] = {
-      {good, "Secret"},
+      {good, secretText("-password", 24)},
       {good, ""},
       {good, std::string("secret\0", 7)},
       {longer, "secret"},

@@ -20,9 +20,9 @@ const std::string kText = "https://pay.example/ü😀";
 /// Key material of the whole process, and the checksum of kText; taken back at the end.
 struct SignedStringWorld {
   std::string certificate = base64Of(fileOf("certificate_rsa.der"));
+  Data salt = secretBytes("-salt", 16);
   Data ck1 = counted(16, 3);
-  Data ck2 = counted(16, 100);
-  Data salt = *VaspCryptoUtils::xorData_withData(ck1, ck2);
+  Data ck2 = *VaspCryptoUtils::xorData_withData(ck1, salt);
   Data cks = *privateHalf()->sign_withPadding(salt, VaspRSA::kSha256SignaturePadding);
   std::string text = kText;
   std::string checksum = checksumOf(kText);

@@ -64,16 +64,16 @@ TEST_P(ItemStoreContract, WhatIdentifiesAnItemDependsOnItsClass) {
 }
 
 TEST_P(ItemStoreContract, QueriesReturnTheFormsThatTheyAskFor) {
-  const auto added = world.store->add(
-      with(withSecret(with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleAlways), "pw"),
-           kSecReturnPersistentRef, true));
+  const auto added = world.store->add(with(
+      withSecret(with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleAlways), kPassword),
+      kSecReturnPersistentRef, true));
   ASSERT_EQ(added.status, 0);
   const Data* reference = added.result.get<Data>();
   ASSERT_TRUE(reference != nullptr && !reference->empty());
   ASSERT_EQ(add(withSecret(password("bruno"), "other")), 0);
   const Dictionary byReference = {{std::string(kSecClass), kSecClassGenericPassword},
                                   {std::string(kSecValuePersistentRef), *reference}};
-  EXPECT_EQ(secretOf(byReference), "pw");
+  EXPECT_EQ(secretOf(byReference), kPassword);
 
   const auto query = [&](const Dictionary& more) {
     return world.store->copyMatching(with(password("anna"), more));
@@ -83,7 +83,7 @@ TEST_P(ItemStoreContract, QueriesReturnTheFormsThatTheyAskFor) {
   ASSERT_NE(object.get<ObjectPointer>(), nullptr);
   const auto* handle = dynamic_cast<platform::ItemReference*>(object.get<ObjectPointer>()->get());
   ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(textOf(handle->secret()), "pw");
+  EXPECT_EQ(textOf(handle->secret()), kPassword);
   EXPECT_EQ(describe(object), "<ItemReference>");
 
   const auto all = query({{std::string(kSecReturnAttributes), true},
@@ -91,7 +91,7 @@ TEST_P(ItemStoreContract, QueriesReturnTheFormsThatTheyAskFor) {
                           {std::string(kSecReturnPersistentRef), true}});
   const auto* attributes = all.result.get<Dictionary>();
   ASSERT_NE(attributes, nullptr);
-  EXPECT_EQ(*attributes->find(kSecValueData), Value(dataOf("pw")));
+  EXPECT_EQ(*attributes->find(kSecValueData), Value(dataOf(kPassword)));
   EXPECT_EQ(*attributes->find(kSecValuePersistentRef), Value(*reference));
   EXPECT_EQ(*attributes->find(kSecClass), kSecClassGenericPassword);
   EXPECT_EQ(*attributes->find(kSecAttrAccessible), kSecAttrAccessibleAlways);

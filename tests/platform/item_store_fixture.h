@@ -10,6 +10,7 @@
 
 #include "kelm/base/describe.h"
 #include "kelm/platform/item_store.h"
+#include "tests/support/canary.h"
 
 namespace kelm::test {
 
@@ -27,6 +28,8 @@ struct ItemStoreMaker {
 inline std::ostream& operator<<(std::ostream& out, const ItemStoreMaker& maker) {
   return out << maker.name;
 }
+
+const std::string kPassword = secretText("-password", 24);
 
 /// A generic password of an account.
 inline Dictionary password(std::string_view account, std::string_view service = "tills") {

@@ -50,12 +50,12 @@ TEST(SqliteItemStoreFaults, FailedCallOfTheFileSystemIsAStatusAndTheNextTryWorks
     const auto calls = std::make_shared<OneFailingCall>(number);
     parts.files = platform::makeFileSystem(calls);
     const auto store = platform::makeSqliteItemStore(parts);
-    const std::int32_t status = store->add(withSecret(password("anna"), "pw")).status;
+    const std::int32_t status = store->add(withSecret(password("anna"), kPassword)).status;
     failures += status != 0 ? 1 : 0;
     if (status != 0) {
-      EXPECT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0) << number;
+      EXPECT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0) << number;
     }
-    EXPECT_EQ(secretIn(*folder.open(), password("anna")), "pw") << number;
+    EXPECT_EQ(secretIn(*folder.open(), password("anna")), kPassword) << number;
     if (!calls->hasFailed()) break;
   }
   EXPECT_GT(failures, 3);
@@ -121,14 +121,14 @@ TEST(SqliteItemStoreFaults, FullDiskIsReportedAndKeepsWhatIsThere) {
   auto parts = folder.parts();
   parts.vfs = FaultySqliteFiles::kName;
   const auto store = platform::makeSqliteItemStore(parts);
-  ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+  ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
   files.setDiskFull(true);
   EXPECT_EQ(store->add(withSecret(password("bruno"), std::string(100000, 'b'))).status, -34);
   EXPECT_EQ(store->remove(password("anna")), -34);
-  EXPECT_EQ(secretIn(*store, password("anna")), "pw");
+  EXPECT_EQ(secretIn(*store, password("anna")), kPassword);
   files.setDiskFull(false);
   EXPECT_EQ(store->add(withSecret(password("bruno"), std::string(100000, 'b'))).status, 0);
-  EXPECT_EQ(secretIn(*store, password("anna")), "pw");
+  EXPECT_EQ(secretIn(*store, password("anna")), kPassword);
 }
 
 TEST(SqliteItemStoreFaults, ReportThatCouldNotBeWrittenHoldsBeforeAnythingIsAnswered) {
@@ -140,8 +140,8 @@ TEST(SqliteItemStoreFaults, ReportThatCouldNotBeWrittenHoldsBeforeAnythingIsAnsw
   ASSERT_EQ(store->reportDeviceSecurity({true, {}}), 0);
   const Dictionary bound =
       with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly);
-  ASSERT_EQ(store->add(withSecret(bound, "pw")).status, 0);
-  ASSERT_EQ(secretIn(*store, bound), "pw");
+  ASSERT_EQ(store->add(withSecret(bound, kPassword)).status, 0);
+  ASSERT_EQ(secretIn(*store, bound), kPassword);
   files.setDiskFull(true);
   EXPECT_EQ(store->reportDeviceSecurity({false, {}}), -34);
   EXPECT_EQ(secretIn(*store, bound), "-34");
@@ -154,13 +154,13 @@ TEST(SqliteItemStoreFaults, StoreThatAnotherProcessChangesForTooLongIsNotAvailab
   auto parts = folder.parts();
   parts.patienceMilliseconds = 1;
   const auto store = platform::makeSqliteItemStore(parts);
-  ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+  ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
   RawDatabase other(folder.database);
   other.run("BEGIN IMMEDIATE");
   EXPECT_EQ(store->add(password("bruno")).status, -25291);
   other.run("ROLLBACK");
   EXPECT_EQ(store->add(password("bruno")).status, 0);
-  EXPECT_EQ(secretIn(*store, password("anna")), "pw");
+  EXPECT_EQ(secretIn(*store, password("anna")), kPassword);
 }
 
 /// A child process that runs `body`, whose result is its exit code.

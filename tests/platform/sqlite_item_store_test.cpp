@@ -102,10 +102,10 @@ TEST(SqliteItemStore, DamagedItemIsLeftOutOfTheOthers) {
 TEST(SqliteItemStore, SecretsAndKeysStandNowhereInTheFiles) {
   const ItemFolder folder;
   const auto store = folder.open();
-  ASSERT_EQ(store->add(withSecret(password("anna"), "canary-in-file")).status, 0);
+  ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
   const std::string files = contentOf(folder.database) + contentOf(folder.database + "-wal");
   EXPECT_NE(files.find("anna"), std::string::npos);
-  EXPECT_EQ(files.find("canary"), std::string::npos);
+  EXPECT_EQ(files.find(kCanaryForms[0]), std::string::npos);
   EXPECT_EQ(files.find(contentOf(folder.keyFile)), std::string::npos);
   for (const std::string& path : {folder.database, folder.database + "-wal", folder.keyFile}) {
     struct stat status;
@@ -116,7 +116,7 @@ TEST(SqliteItemStore, SecretsAndKeysStandNowhereInTheFiles) {
 
 TEST(SqliteItemStore, KeyFileThatOthersCouldHaveReadOrMadeIsRefusedAndKept) {
   const ItemFolder folder;
-  ASSERT_EQ(folder.open()->add(withSecret(password("anna"), "pw")).status, 0);
+  ASSERT_EQ(folder.open()->add(withSecret(password("anna"), kPassword)).status, 0);
   const std::string key = contentOf(folder.keyFile);
   ASSERT_EQ(key.size(), 32U);
   const std::string other = folder.root / "other";
@@ -161,7 +161,7 @@ TEST(SqliteItemStore, KeyFileThatOthersCouldHaveReadOrMadeIsRefusedAndKept) {
     std::filesystem::remove_all(folder.keyFile);
     overwrite(folder.keyFile, key);
     setMode(0600);
-    EXPECT_EQ(secretIn(*folder.open(), password("anna")), "pw");
+    EXPECT_EQ(secretIn(*folder.open(), password("anna")), kPassword);
   }
   if (::geteuid() != 0) GTEST_SKIP() << "SKIPPED: only root can give the key file away";
   ASSERT_EQ(::chown(folder.keyFile.c_str(), 65534, 65534), 0);
@@ -170,16 +170,16 @@ TEST(SqliteItemStore, KeyFileThatOthersCouldHaveReadOrMadeIsRefusedAndKept) {
 
 TEST(SqliteItemStore, DatabaseThatIsCutForeignOrOfALaterVersionIsRefusedAndUntouched) {
   const ItemFolder folder;
-  ASSERT_EQ(folder.open()->add(withSecret(password("anna"), "pw")).status, 0);
+  ASSERT_EQ(folder.open()->add(withSecret(password("anna"), kPassword)).status, 0);
   const std::string sound = contentOf(folder.database);
-  ASSERT_EQ(secretIn(*folder.open(), password("anna")), "pw");
+  ASSERT_EQ(secretIn(*folder.open(), password("anna")), kPassword);
   int intact = 0;  // of the last pages some are not in use yet
   for (std::size_t size = 1; size < sound.size(); size += size < 200 ? 33 : 1021) {
     overwrite(folder.database, std::string_view(sound).substr(0, size));
     const auto store = folder.open();
     const std::string secret = secretIn(*store, password("anna"));
-    EXPECT_TRUE(secret == "pw" || secret[0] == '-') << size << ' ' << secret;
-    intact += secret == "pw" ? 1 : 0;
+    EXPECT_TRUE(secret == kPassword || secret[0] == '-') << size << ' ' << secret;
+    intact += secret == kPassword ? 1 : 0;
     store->remove(password("anna"));
     store->reportDeviceSecurity({true, {}});
   }
@@ -195,7 +195,7 @@ TEST(SqliteItemStore, DatabaseThatIsCutForeignOrOfALaterVersionIsRefusedAndUntou
   EXPECT_EQ(secretIn(*folder.open(), password("anna")), "-25291");
   EXPECT_EQ(folder.open()->remove(password("anna")), -25291);
   RawDatabase(folder.database).run("PRAGMA user_version = 1");
-  EXPECT_EQ(secretIn(*folder.open(), password("anna")), "pw");
+  EXPECT_EQ(secretIn(*folder.open(), password("anna")), kPassword);
 }
 
 TEST(SqliteItemStore, DatabaseThatIsTakenAwayIsMissedAtTheNextCall) {
@@ -217,8 +217,8 @@ TEST(SqliteItemStore, ForeignAccessGroupsHaveNoAccess) {
     return with(password("anna"), kSecAttrAccessGroup, group);
   };
   for (const char* group : {"", "A1.tills"})
-    EXPECT_EQ(store->add(withSecret(inGroup(group), "pw")).status, 0) << group;
-  EXPECT_EQ(store->add(withSecret(inGroup("A1.safes"), "pw")).status, -25243);
+    EXPECT_EQ(store->add(withSecret(inGroup(group), kPassword)).status, 0) << group;
+  EXPECT_EQ(store->add(withSecret(inGroup("A1.safes"), kPassword)).status, -25243);
   EXPECT_EQ(secretIn(*store, inGroup("A1.safes")), "-25243");
   EXPECT_EQ(store->remove(inGroup("A1.safes")), -25243);
 }
@@ -230,13 +230,13 @@ TEST(SqliteItemStore, WithoutRandomnessNothingIsAdded) {
   parts.random = random;
   const auto store = platform::makeSqliteItemStore(parts);
   random->setRefuses(true);
-  EXPECT_EQ(store->add(withSecret(password("anna"), "pw")).status, -25291);
+  EXPECT_EQ(store->add(withSecret(password("anna"), kPassword)).status, -25291);
   random->setRefuses(false);
-  EXPECT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+  EXPECT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
   random->setRefuses(true);
-  EXPECT_EQ(store->add(withSecret(password("bruno"), "pw")).status, -25291);
+  EXPECT_EQ(store->add(withSecret(password("bruno"), kPassword)).status, -25291);
   EXPECT_EQ(secretIn(*store, password("bruno")), "-25300");
-  EXPECT_EQ(secretIn(*store, password("anna")), "pw");
+  EXPECT_EQ(secretIn(*store, password("anna")), kPassword);
 }
 
 TEST(SqliteItemStore, TellsWhereItKeepsTheItemsAndWhy) {

@@ -11,6 +11,7 @@
 
 #include "kelm/base/mutex.h"
 #include "kelm/queue/kelm_reliable_queue.h"
+#include "tests/support/canary.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/memory_file_system.h"
@@ -37,9 +38,9 @@ struct QueueFixture {
   QueueFixture() {
     tick(0);
     queue.setQueueFilePath(std::string(kFolder));
-    queue.setFilesystemKey(bytesOf("0123456789abcdef"));
-    queue.setFilesystemIV(bytesOf("fedcba9876543210"));
-    files.setAESKey_andIV(bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210"));
+    queue.setFilesystemKey(bytesOf(kSecretKey));
+    queue.setFilesystemIV(bytesOf(kSecretIV));
+    files.setAESKey_andIV(bytesOf(kSecretKey), bytesOf(kSecretIV));
   }
 
   static std::string pathOf(const std::string& name) { return std::string(kFolder) + "/" + name; }

@@ -13,8 +13,7 @@ constexpr int kStepsAFolder = 12;
 class RandomFolder : public QueueFixture {
  public:
   explicit RandomFolder(unsigned seed)
-      : random_(seed),
-        model_(std::string(kFolder), bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210")) {
+      : random_(seed), model_(std::string(kFolder), bytesOf(kSecretKey), bytesOf(kSecretIV)) {
     EXPECT_FALSE(fileSystem.createDirectories(std::string(kFolder)));
     for (const std::string& id : kIds) {
       if (random_() % 4 == 0) continue;

@@ -18,10 +18,11 @@ constexpr const char* kDropped =
 TEST(ReliableQueueSave, WritesOneEncryptedFileNamedByTimeAndQueue) {
   QueueFixture f;
   f.accept("events");
-  f.save("a payload", "events");
+  const std::string payload = secretText("-payload", 24);
+  f.save(payload, "events");
   EXPECT_THAT(f.names(), ElementsAre(kFirst));
-  EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), "a payload");
-  EXPECT_EQ(f.plain.readNSDataWithFullpath(f.pathOf(kFirst))->size(), 16U);
+  EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), payload);
+  EXPECT_EQ(f.plain.readNSDataWithFullpath(f.pathOf(kFirst))->size(), 32U);
   EXPECT_THAT(f.lines(),
               ElementsAre("INFO Saving a payload with filename:1700000000500___events.dat"));
 }
@@ -244,8 +245,8 @@ TEST(ReliableQueueDoneCallback, LateRepeatedAndOutlivingCallsAreLoggedAndHarmles
   std::vector<ReliableQueueDone> kept;
   auto queue = std::make_unique<KelmReliableQueue>();
   queue->setQueueFilePath(std::string(f.kFolder));
-  queue->setFilesystemKey(bytesOf("0123456789abcdef"));
-  queue->setFilesystemIV(bytesOf("fedcba9876543210"));
+  queue->setFilesystemKey(bytesOf(kSecretKey));
+  queue->setFilesystemIV(bytesOf(kSecretIV));
   queue->setProcessorHandler_withQueueID(
       [&](const Data&, const std::string&, std::int64_t, ReliableQueueDone done) {
         kept.push_back(std::move(done));

@@ -9,10 +9,13 @@
 #include "kelm/base/describe.h"
 #include "kelm/security/keychain_in_use.h"
 #include "kelm/security/vasp_keychain_wrapper.h"
+#include "tests/support/canary.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
+
+const std::string kPin = secretText("-pin", 16);
 
 /// A keychain in memory on a device with a passcode and fingers, and what is logged meanwhile.
 struct KeychainFixture {

@@ -28,7 +28,7 @@ TEST(VaspKeychainWrapper, ItemsAreNamedByEitherSchemeAndTheDefaultsAreWrittenBac
     f.keychain.setKeychainAccessGroup(row.group);
     f.keychain.setLegacyServiceAndAccountNamesMode(row.legacy);
     std::int32_t status = kUntouched;
-    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("1234", "pin", &status));
+    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
     EXPECT_EQ(status, 0);
     EXPECT_EQ(f.calls(), "remove add");
     const Dictionary item = f.item();
@@ -38,7 +38,7 @@ TEST(VaspKeychainWrapper, ItemsAreNamedByEitherSchemeAndTheDefaultsAreWrittenBac
     EXPECT_EQ(f.texts(item, {kSecClass, kSecAttrAccessible, kSecAttrAccessControl}), "genp,cku,-,");
     EXPECT_EQ(f.keychain.service(), row.service == "tills" ? "tills" : "kelm_service");
     EXPECT_EQ(f.keychain.account(), row.account == "anna" ? "anna" : "kelm_account");
-    EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string("1234")));
+    EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string(kPin)));
   }
 }
 
@@ -57,13 +57,13 @@ TEST(VaspKeychainWrapper, EachPairOfModesGivesItsProtectionClassAndFlags) {
     KeychainFixture f;
     f.keychain.setKeychainAuthMode(row.authMode);
     f.keychain.setKeychainInvalidateMode(row.invalidateMode);
-    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("1234", "pin"));
+    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
     EXPECT_EQ(f.marks, 1);
     EXPECT_EQ(f.texts(f.item(), {kSecAttrAccessControl}), "<AccessControl " + row.control + ">,");
   }
   KeychainFixture f;
   f.keychain.setKeychainInvalidateMode(2);
-  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("1234", "pin"));
+  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
   EXPECT_EQ(f.marks, 0);
   EXPECT_EQ(f.texts(f.item(), {kSecAttrAccessible, kSecAttrAccessControl}), "cku,-,");
 }
@@ -73,7 +73,7 @@ TEST(VaspKeychainWrapper, RefusedAccessControlLeavesTheStatusAndNoItem) {
   f.keychain.setKeychainAuthMode(1);
   f.store.answerNext({0, -25293});
   std::int32_t status = kUntouched;
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus("1234", "pin", &status));
+  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
   EXPECT_EQ(status, kUntouched);
   EXPECT_EQ(f.calls(), "remove createAccessControl");
   EXPECT_THAT(f.lines(),
@@ -123,13 +123,13 @@ TEST(VaspKeychainWrapper, DuplicateIsDeletedAndStoredAgainUntilItWorks) {
   KeychainFixture f;
   f.store.answerNext({0, -25299, 0, 0, -25299, -25300, 0, 0});
   std::int32_t status = kUntouched;
-  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus("1234", "pin", &status));
+  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
   EXPECT_EQ(status, 0);
   EXPECT_EQ(f.calls(), "remove add remove remove add remove remove add");
   EXPECT_THAT(f.lines(), IsEmpty());
 
   f.store.answerNext({0, -25299, -36});
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus("1234", "pin", &status));
+  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
   EXPECT_EQ(status, -25299);
   EXPECT_THAT(f.lines(), ElementsAre("WARN Error keychain writing with key:pin\nStatus:" +
                                      statusText(-25299)));
@@ -139,7 +139,7 @@ TEST(VaspKeychainWrapper, ForeignAccessGroupIsExplainedWordForWord) {
   KeychainFixture f;
   f.store.answerNext({0, -25243});
   std::int32_t status = kUntouched;
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus("1234", "pin", &status));
+  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
   EXPECT_EQ(status, -25243);
   const std::string start = "Error keychain writing with key:pin\nStatus:" + statusText(-25243);
   // The stack follows on a line of its own.
@@ -184,7 +184,7 @@ TEST(VaspKeychainWrapper, ProtectedItemIsReadBehindItsLocalizedPromptAndExistsWi
   f.services.bundle->setInfo("strings", Dictionary{{"why", "Conferma il PIN"}});
   f.keychain.setKeychainAuthMode(3);
   f.keychain.setKeychainInvalidateMode(2);
-  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("1234", "pin"));
+  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
   std::string prompt;
   std::int32_t reply = 0;
   f.store.setAuthenticator([&](const platform::AuthenticationRequest& request) {
@@ -195,7 +195,7 @@ TEST(VaspKeychainWrapper, ProtectedItemIsReadBehindItsLocalizedPromptAndExistsWi
   for (const std::string_view reason : {"why", "No translation"}) {
     f.keychain.setTouchIDReasonDescription(std::string(reason));
     EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin", &status),
-                Optional(std::string("1234")));
+                Optional(std::string(kPin)));
     EXPECT_EQ(prompt, reason == "why" ? "Conferma il PIN" : reason);
   }
   reply = -128;

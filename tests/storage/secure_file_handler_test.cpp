@@ -6,6 +6,7 @@
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/storage/kelm_data_encrypter.h"
 #include "tests/storage/storage_fixture.h"
+#include "tests/support/canary.h"
 
 namespace kelm::test {
 namespace {
@@ -16,8 +17,8 @@ using ::testing::IsEmpty;
 using ::testing::Optional;
 using ::testing::StartsWith;
 
-const DataView kKey = bytesOf("0123456789abcdef");
-const DataView kIV = bytesOf("fedcba9876543210");
+const DataView kKey = bytesOf(kSecretKey);
+const DataView kIV = bytesOf(kSecretIV);
 
 struct SecureFixture : StorageFixture {
   SecureFixture() { secure.setAESKey_andIV(kKey, kIV); }

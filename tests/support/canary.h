@@ -25,6 +25,10 @@ inline Data secretBytes(std::string_view name, std::size_t size) {
   return dataOf(secretText(name, size));
 }
 
+/// Of AES.
+inline constexpr std::string_view kSecretKey = "canary5e7-key-16";
+inline constexpr std::string_view kSecretIV = "canary5e7--iv-16";
+
 /// True when a text holds the mark in any form, in capitals or not.
 inline bool showsCanary(std::string_view text) {
   std::string lower(text);

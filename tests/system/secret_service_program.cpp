@@ -104,7 +104,7 @@ class Collection {
 
 TEST(SecretService, LockedItemsAreThereButNeedTheUser) {
   const auto store = connect("com.example.locked");
-  const Dictionary anna = withSecret(password("anna"), "pw");
+  const Dictionary anna = withSecret(password("anna"), kPassword);
   const Dictionary question = with(password("anna"), kSecReturnData, true);
   ASSERT_EQ(store->add(anna).status, 0);
   Collection collection;
@@ -112,13 +112,13 @@ TEST(SecretService, LockedItemsAreThereButNeedTheUser) {
   EXPECT_EQ(store->copyMatching(question).status, -25308);
   EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25300);
   EXPECT_EQ(store->add(anna).status, -25308);
-  EXPECT_EQ(store->add(withSecret(password("carla"), "pw")).status, -25308);
+  EXPECT_EQ(store->add(withSecret(password("carla"), kPassword)).status, -25308);
   EXPECT_EQ(store->remove(password("anna")), -25308);
   EXPECT_EQ(store->reportDeviceSecurity({true, {}}), -25308);
   EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25308)
       << "a report is pending";
   collection.unlock();
-  EXPECT_EQ(store->copyMatching(question).result, Value(dataOf("pw")));
+  EXPECT_EQ(store->copyMatching(question).result, Value(dataOf(kPassword)));
   EXPECT_EQ(store
                 ->add(withControl(password("dora"), kSecAttrAccessibleAlways,
                                   access_control_flag::kDevicePasscode))
@@ -129,7 +129,7 @@ TEST(SecretService, LockedItemsAreThereButNeedTheUser) {
 
 TEST(SecretService, ItemsOfOtherApplicationsAndGroupsAreOutOfReach) {
   const auto store = connect("com.example.first");
-  ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+  ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
   const auto other = connect("com.example.second");
   EXPECT_EQ(other->copyMatching(password("anna")).status, -25300);
   EXPECT_EQ(other->remove(password("anna")), -25300);
@@ -143,7 +143,7 @@ TEST(SecretService, OfTwoProcessesThatAddAnItemAtOnceOneSucceeds) {
   const auto first = connect("com.example.race");
   const auto second = connect("com.example.race");
   for (int round = 0; round < 30; ++round) {
-    const Dictionary item = withSecret(password("anna" + std::to_string(round)), "pw");
+    const Dictionary item = withSecret(password("anna" + std::to_string(round)), kPassword);
     std::int32_t elsewhere = 0;
     std::thread thread([&] { elsewhere = second->add(item).status; });
     const std::int32_t here = first->add(item).status;
@@ -160,7 +160,7 @@ TEST(SecretService, ItemThatAnotherProgramSpoiltIsRefusedAndMakesRoomForANewOne)
   for (const std::string& content :
        {std::string(), std::string("genp"), std::string("genp\0\0\0\x09x", 9),
         std::string("genp\xff\xff\xff\xff", 8), std::string(200, 'x')}) {
-    ASSERT_EQ(store->add(withSecret(password("anna"), "pw")).status, 0);
+    ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
     collection.spoil("com.example.spoilt", content);
     EXPECT_EQ(store->copyMatching(question).status, -26275);
     EXPECT_EQ(store->add(withSecret(password("anna"), "new")).status, 0);

@@ -5,6 +5,7 @@
 
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/platform/linux/services.h"
+#include "tests/support/canary.h"
 
 namespace kelm::test {
 
@@ -28,8 +29,8 @@ SavingProcess::SavingProcess(const std::string& folder)
   scope_.emplace(std::move(platform));
   VaspLogger::setLogDelegate(failures_);
   queue_.setQueueFilePath(folder);
-  queue_.setFilesystemKey(bytesOf("0123456789abcdef"));
-  queue_.setFilesystemIV(bytesOf("fedcba9876543210"));
+  queue_.setFilesystemKey(bytesOf(kSecretKey));
+  queue_.setFilesystemIV(bytesOf(kSecretIV));
   queue_.setProcessorHandler_withQueueID([](auto&&...) {}, "q");
 }
 

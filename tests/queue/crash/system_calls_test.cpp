@@ -9,6 +9,7 @@
 #include <map>
 
 #include "tests/queue/crash/saving_process.h"
+#include "tests/support/canary.h"
 #include "tests/support/temporary_folder.h"
 
 namespace kelm::test {
@@ -56,7 +57,7 @@ class Tracing : public ::testing::Test {
     std::filesystem::permissions(folder_->path(), std::filesystem::perms::owner_all);
     trace_ = traces_ / "trace";
     VaspSecureFileHandler files;
-    files.setAESKey_andIV(bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210"));
+    files.setAESKey_andIV(bytesOf(kSecretKey), bytesOf(kSecretIV));
     std::ofstream(*folder_ / SavingProcess::nameOf(kOld), std::ios::binary)
         << textOf(*files.encryptNSData(SavingProcess::payloadOf(kOld)));
   }
@@ -67,7 +68,7 @@ class Tracing : public ::testing::Test {
     std::ifstream file(*folder_ / name, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     VaspSecureFileHandler files;
-    files.setAESKey_andIV(bytesOf("0123456789abcdef"), bytesOf("fedcba9876543210"));
+    files.setAESKey_andIV(bytesOf(kSecretKey), bytesOf(kSecretIV));
     const auto payload = files.decryptNSData(bytesOf(bytes));
     return payload ? SavingProcess::numberOf(*payload) : -1;
   }
