@@ -45,7 +45,7 @@ Data cipherAsInTheManual(bool encrypting, const Data& data) {
       EVP_CipherFinal_ex(context, result.data() + first, &last) != 1)
     std::abort();
   EVP_CIPHER_CTX_free(context);
-  result.resize(static_cast<std::size_t>(first + last));
+  result.resize(static_cast<std::size_t>(first) + static_cast<std::size_t>(last));
   return result;
 }
 

@@ -49,14 +49,16 @@ void addAmounts(const std::string& locale, const std::string& typed) {
     KelmAmountFormatter formatter;
   } styles[] = {{"decimal", plain}, {"currency", currency}, {"currency_symbol", euros}};
   for (const auto& [style, formatter] : styles) {
+    std::string kind = style;
+    kind.append("_").append(locale);
     addPair(
-        "amount_format_" + style + "_" + locale,
+        "amount_format_" + kind,
         [formatter = formatter, number] { return formatter.formattedStringWithNumber(number); },
         [formatter = formatter, number] {
           return kelm::test::amountPrintedStepByStep(formatter, number);
         });
     addPair(
-        "amount_parse_" + style + "_" + locale,
+        "amount_parse_" + kind,
         [formatter = formatter, typed] { return formatter.numberWithFormattedString(typed); },
         [formatter = formatter, typed] {
           return kelm::test::amountReadStepByStep(formatter, typed);

@@ -159,6 +159,7 @@ void saturated(benchmark::State& state) {
   Logger logger;
   for (auto _ : state) {
     std::vector<std::jthread> all;
+    all.reserve(static_cast<std::size_t>(threads));
     for (int t = 0; t < threads; ++t) {
       all.emplace_back([&, t] {
         for (int i = 0; i < kRecords / threads; ++i)
