@@ -16,7 +16,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-CHECKED = ("kelm/", "examples/", "bench/", "fuzz/", "tests/support/")
+CHECKED = ("kelm/", "tools/", "examples/", "bench/", "fuzz/", "tests/support/")
 
 
 def sources(build):
