@@ -1,20 +1,20 @@
 // link: kelm_network kelm_collections kelm_crypto kelm_logging kelm_hooks kelm_platform kelm_base
 // HTTP calls to their completion on the main loop, beside libcurl's easy interface with one handle
 // that is used again; client and server share one processor, and only the client's time counts.
-// Multipart bodies beside copying their bytes once.
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
-#include <cstdlib>
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "bench/support/tiny_http_server.h"
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/http_call.h"
-#include "kelm/network/zu_http_multipart_builder.h"
 #include "kelm/platform/dispatch.h"
 #include "kelm/platform/platform.h"
 
@@ -22,8 +22,7 @@ namespace {
 
 constexpr std::size_t kMebibyte = 1 << 20;
 
-/// Before there is any thread: binds this process to a processor and forks the server. Keeps the
-/// allocator from adapting, so that no benchmark inherits the heap that another one has grown.
+/// Before there is any thread: binds this process to a processor and forks the server.
 const bench::TinyHttpServer& prepare() {
   bench::pinToOneProcessor();
   return bench::TinyHttpServer::instance();
@@ -58,21 +57,26 @@ class Host {
     loop_ = &platform.dispatcher->mainLoop();
   }
 
-  /// The size of the answer's body.
-  std::size_t call(const std::string& url, kelm::ZuHTTPMethod method,
-                   std::optional<kelm::Data> body) {
-    const auto call = kelm::HttpCall::initWithURL_andMethod_usingSession(url, method, session_);
-    call->setRequestParametersEncoding(kelm::ZuHTTPParamEncoding::Json);
-    call->setRequestBody(std::move(body));
-    std::size_t size = 0;
+  /// One call after the other, each begun by the completion of the one before, as long as
+  /// `wantsMore`; `take` gets the size of each answer's body.
+  void callWhile(const std::function<bool()>& wantsMore, const std::string& url,
+                 kelm::ZuHTTPMethod method, const std::optional<kelm::Data>& body,
+                 const std::function<void(std::size_t)>& take) {
     bool done = false;
-    call->performAsyncNetworkTaskWithCompletion(
-        [&](const std::shared_ptr<kelm::ZuHTTPResponse>& response, const auto&) {
-          if (response) size = response->bodyResponse()->size();
-          done = true;
-        });
-    loop_->runUntil([&] { return done; }, std::chrono::seconds(10));
-    return size;
+    const std::function<void()> next = [&] {
+      done = !wantsMore();
+      if (done) return;
+      const auto call = kelm::HttpCall::initWithURL_andMethod_usingSession(url, method, session_);
+      call->setRequestParametersEncoding(kelm::ZuHTTPParamEncoding::Json);
+      call->setRequestBody(body);
+      call->performAsyncNetworkTaskWithCompletion(
+          [&](const std::shared_ptr<kelm::ZuHTTPResponse>& response, const auto&) {
+            take(response ? response->bodyResponse()->size() : 0);
+            next();
+          });
+    };
+    loop_->post(next);
+    loop_->runUntil([&] { return done; }, std::chrono::hours(1));
   }
 
  private:
@@ -123,10 +127,9 @@ void requireSize(benchmark::State& state, std::size_t size, bool holds) {
 void postByKelm(benchmark::State& state) {
   static auto* const host = new Host;
   const std::string url = kServer.url("/sales");
-  for (auto _ : state) {
-    const std::size_t size = host->call(url, kelm::ZuHTTPMethod::Post, kelm::dataOf(sale()));
-    requireSize(state, size, size > 0);
-  }
+  host->callWhile([&] { return state.KeepRunning(); }, url, kelm::ZuHTTPMethod::Post,
+                  kelm::dataOf(sale()),
+                  [&](std::size_t size) { requireSize(state, size, size > 0); });
 }
 void postByCurl(benchmark::State& state) {
   Curl curl;
@@ -142,10 +145,8 @@ BENCHMARK(postByCurl)->Name("http_post_180B/peer")->MeasureProcessCPUTime()->Min
 void getByKelm(benchmark::State& state, const char* path) {
   static auto* const host = new Host;
   const std::string url = kServer.url(path);
-  for (auto _ : state) {
-    const std::size_t size = host->call(url, kelm::ZuHTTPMethod::Get, std::nullopt);
-    requireSize(state, size, size == kMebibyte);
-  }
+  host->callWhile([&] { return state.KeepRunning(); }, url, kelm::ZuHTTPMethod::Get, std::nullopt,
+                  [&](std::size_t size) { requireSize(state, size, size == kMebibyte); });
 }
 void getByCurl(benchmark::State& state, const char* path) {
   Curl curl;
@@ -172,59 +173,5 @@ BENCHMARK_CAPTURE(getByCurl, , "/text")
     ->Name("http_get_1MiB_of_text/peer")
     ->MeasureProcessCPUTime()
     ->MinTime(0.3);
-
-kelm::MultiPartList parts(std::size_t count, std::size_t bytesEach) {
-  kelm::MultiPartList list;
-  for (std::size_t i = 0; i < count; ++i) {
-    auto part = std::make_shared<kelm::MultiPartFormDataObject>();
-    part->setKey("receipt" + std::to_string(i));
-    part->setValue("receipt.bin");
-    part->setObject(kelm::Data(bytesEach, 0xA5));
-    part->setContentType("application/octet-stream");
-    list.push_back(std::move(part));
-  }
-  return list;
-}
-
-void buildMultipart(benchmark::State& state, std::size_t count, std::size_t bytesEach) {
-  const auto list = parts(count, bytesEach);
-  std::string boundary = "0123456789ABCDEF0123456789ABCDEF";
-  for (auto _ : state)
-    benchmark::DoNotOptimize(
-        kelm::ZuHTTPMultipartBuilder::multipartDataWithParameters_boundary(list, &boundary));
-}
-void copyOnce(benchmark::State& state, std::size_t count, std::size_t bytesEach) {
-  const auto list = parts(count, bytesEach);
-  for (auto _ : state) {
-    kelm::Data all;
-    all.reserve(count * bytesEach);
-    for (const auto& part : list)
-      kelm::append(all, *part->object()->get<kelm::Data>());
-    benchmark::DoNotOptimize(all);
-  }
-}
-BENCHMARK_CAPTURE(buildMultipart, , 100, 10 * kMebibyte / 100)
-    ->Name("multipart_100_parts_10MiB/kelm");
-BENCHMARK_CAPTURE(copyOnce, , 100, 10 * kMebibyte / 100)->Name("multipart_100_parts_10MiB/peer");
-
-void multipartBySize(benchmark::State& state) {
-  buildMultipart(state, static_cast<std::size_t>(state.range(0)), 100);
-}
-BENCHMARK(multipartBySize)
-    ->Name("curve/multipart_parts_of_100B")
-    ->RangeMultiplier(10)
-    ->Range(1, 10000);
-
-void queryBySize(benchmark::State& state) {
-  std::string url = "http://h/p?k=v";
-  for (int i = 0; url.size() < static_cast<std::size_t>(state.range(0)); ++i)
-    url += "&key" + std::to_string(i) + "=some%20value";
-  for (auto _ : state) {
-    const auto task =
-        kelm::ZuHTTPTask::initWithURL_andMethod_usingSession(url, kelm::ZuHTTPMethod::Get, nullptr);
-    benchmark::DoNotOptimize(task->buildRequest());
-  }
-}
-BENCHMARK(queryBySize)->Name("curve/query_bytes")->RangeMultiplier(10)->Range(100, 1000000);
 
 }  // namespace
