@@ -1,7 +1,6 @@
 #include <cerrno>
 
 #include "tests/storage/storage_fixture.h"
-#include "tests/support/memory_home_folders.h"
 
 namespace kelm::test {
 namespace {
@@ -13,23 +12,16 @@ using ::testing::Optional;
 using ::testing::StartsWith;
 using ::testing::UnorderedElementsAre;
 
-TEST(VaspFileHandlerList, NamesFilesAndFoldersApart) {
+TEST(VaspFileHandlerList, NamesFilesAndFoldersApartAndLogsWhatIsNoFolder) {
   StorageFixture f;
-  f.put("/r/file", "x");
-  f.put("/r/.hidden", "x");
-  f.put("/r/sub/inside", "x");
-  f.makeFolder("/r/.sub");
+  for (const char* path : {"/r/file", "/r/.hidden", "/r/sub/inside", "/r/.sub/inside"})
+    f.put(path, "x");
   EXPECT_THAT(f.handler.listFilesInHandlerFullPath("/r"), ElementsAre("/r/file"));
   EXPECT_THAT(f.handler.listFilesInBundleFullpath("/r/"), ElementsAre("/r/file"));
   EXPECT_THAT(f.handler.listFoldersInHandlerFullPath("/r"),
               Optional(UnorderedElementsAre("/r/sub", "/r/.sub")));
   EXPECT_THAT(f.handler.listFoldersInHandlerFullPath("/r/sub"), Optional(IsEmpty()));
   EXPECT_THAT(f.log.lines(), IsEmpty());
-}
-
-TEST(VaspFileHandlerList, UnreadableFolderIsLogged) {
-  StorageFixture f;
-  f.put("/r/file", "x");
   const std::string error = errorText(ENOTDIR, "/r/file");
   EXPECT_THAT(f.handler.listFilesInHandlerFullPath("/r/file"), IsEmpty());
   EXPECT_EQ(f.handler.listFoldersInHandlerFullPath("/r/file"), std::nullopt);
@@ -38,29 +30,24 @@ TEST(VaspFileHandlerList, UnreadableFolderIsLogged) {
                           "ERROR Errore listFoldersInHandlerFullPath (null) - " + error));
 }
 
-TEST(VaspFileHandlerMove, ReplacesTheDestinationAndMakesItsParents) {
-  StorageFixture f;
-  f.put("/r/a", "new");
-  f.put("/r/b", "old");
-  EXPECT_TRUE(f.handler.moveFileWithFullPath_toDestFullPath("/r/a", "/r/b"));
-  EXPECT_TRUE(f.handler.moveFileWithFullPath_toDestFullPath("/r/b", "/r/x/y/c"));
-  EXPECT_THAT(f.tree("/r"), ElementsAre("/r/x/", "/r/x/y/", "/r/x/y/c"));
-  EXPECT_EQ(f.text("/r/x/y/c"), "new");
-  EXPECT_TRUE(f.hasGlobalAttributes("/r/x/y/c"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/x/y/c"));
-}
-
-TEST(VaspFileHandlerCopy, ReplacesTheDestinationAndMakesItsParents) {
-  StorageFixture f;
-  f.put("/r/a", "new");
-  f.put("/r/b", "old");
-  EXPECT_TRUE(f.handler.copyFileWithFullPath_toDestFullPath("/r/a", "/r/b"));
-  EXPECT_TRUE(f.handler.copyFileWithFullPath_toDestFullPath("/r/b", "/r/x/y/c"));
-  EXPECT_THAT(f.tree("/r"), ElementsAre("/r/a", "/r/b", "/r/x/", "/r/x/y/", "/r/x/y/c"));
-  EXPECT_EQ(f.text("/r/b"), "new");
-  EXPECT_EQ(f.text("/r/x/y/c"), "new");
-  EXPECT_TRUE(f.hasGlobalAttributes("/r/x/y/c"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/x/y"));
+TEST(VaspFileHandlerMove, AndCopyReplaceTheDestinationAndMakeItsParents) {
+  for (const bool copies : {false, true}) {
+    StorageFixture f;
+    const auto transfer = copies ? &VaspFileHandler::copyFileWithFullPath_toDestFullPath
+                                 : &VaspFileHandler::moveFileWithFullPath_toDestFullPath;
+    f.put("/r/a", "new");
+    f.put("/r/b", "old");
+    EXPECT_TRUE((f.handler.*transfer)("/r/a", "/r/b"));
+    EXPECT_TRUE((f.handler.*transfer)("/r/b", "/r/x/y/c"));
+    std::vector<std::string> expected{"/r/x/", "/r/x/y/", "/r/x/y/c"};
+    if (copies) expected.insert(expected.begin(), {"/r/a", "/r/b"});
+    EXPECT_EQ(f.tree("/r"), expected);
+    EXPECT_EQ(f.text("/r/b"), copies ? "new" : "(none)");
+    EXPECT_EQ(f.text("/r/x/y/c"), "new");
+    EXPECT_TRUE(f.hasGlobalAttributes("/r/x/y/c"));
+    EXPECT_THAT(f.log.lines(), ElementsAre(copies ? "DEBUG Creating directory path:/r/x/y"
+                                                  : "DEBUG Creating directory path:/r/x/y/c"));
+  }
 }
 
 TEST(VaspFileHandlerMove, MissingSourceFailsWithTheMessageOfBoth) {
@@ -94,6 +81,9 @@ struct Contents : StorageFixture {
     put("/r/d/1", "old");
     put("/r/d/sub/4", "old");
   }
+  bool moveAll(const char* source) {
+    return handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders(source, "/r/d", true);
+  }
 };
 
 TEST(VaspFileHandlerContents, FilesOnlyLeavesFoldersBehindAndOverwritesFiles) {
@@ -103,74 +93,59 @@ TEST(VaspFileHandlerContents, FilesOnlyLeavesFoldersBehindAndOverwritesFiles) {
                                             "/r/s/", "/r/s/sub/", "/r/s/sub/3"));
   EXPECT_EQ(moved.text("/r/d/1"), "new");
   Contents copied;
-  EXPECT_TRUE(copied.handler.copyContentsOfSrcFullpath_toDestFullpath("/r/s", "/r/d/new"));
-  EXPECT_EQ(copied.text("/r/s/1"), "new");
-  EXPECT_EQ(copied.text("/r/d/new/1"), "new");
-  EXPECT_EQ(copied.text("/r/d/new/.2"), "new");
-  EXPECT_FALSE(copied.files.exists("/r/d/new/sub"));
-  EXPECT_FALSE(copied.hasGlobalAttributes("/r/d/new"));
+  EXPECT_TRUE(copied.handler.copyContentsOfSrcFullpath_toDestFullpath("/r/s", "/r/n"));
+  EXPECT_EQ(copied.text("/r/s/1") + copied.text("/r/n/1"), "newnew");
+  EXPECT_THAT(copied.tree("/r/n"), ElementsAre("/r/n/.2", "/r/n/1"));
+  EXPECT_FALSE(copied.hasGlobalAttributes("/r/n"));
   EXPECT_THAT(copied.log.lines(), IsEmpty());
 }
 
-TEST(VaspFileHandlerContents, WithFoldersReplacesEverything) {
+TEST(VaspFileHandlerContents, WithFoldersReplacesEverythingAndLogsAMissingSource) {
   Contents f;
-  EXPECT_TRUE(
-      f.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders("/r/s", "/r/d", true));
+  EXPECT_TRUE(f.moveAll("/r/s"));
   EXPECT_THAT(f.tree("/r"),
               ElementsAre("/r/d/", "/r/d/.2", "/r/d/1", "/r/d/sub/", "/r/d/sub/3", "/r/s/"));
-  EXPECT_FALSE(
-      f.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders("/r/none", "/r/d", true));
   EXPECT_TRUE(f.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders("/r/none", "/r/d",
                                                                                   false));
+  EXPECT_FALSE(f.moveAll("/r/none"));
   EXPECT_THAT(f.log.lines(), ElementsAre("ERROR Errore moveContentsOfSrcFullpath (null) - " +
                                          errorText(ENOENT, "/r/none")));
 }
 
 TEST(VaspFileHandlerContents, WithFoldersGoesOnAfterAFailureAndFilesOnlyStops) {
-  Contents going;
-  going.files.failFromCall(3);  // make, list, then nothing works
-  EXPECT_FALSE(going.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders(
-      "/r/s", "/r/d", true));
-  EXPECT_THAT(going.log.lines(), ElementsAre(StartsWith("ERROR Errore removing "),
-                                             StartsWith("ERROR Errore removing "),
-                                             StartsWith("ERROR Errore removing ")));
-  Contents stopping;
-  stopping.files.failFromCall(3);
-  stopping.handler.moveContentsOfSrcFullpath_toDestFullpath("/r/s", "/r/d");
-  EXPECT_THAT(stopping.log.lines(), IsEmpty());
-  for (Contents* f : {&going, &stopping}) {
-    f->files.stopFailing();
-    EXPECT_EQ(f->text("/r/s/1"), "new");
-    EXPECT_EQ(f->text("/r/d/1"), "old");
+  for (const bool all : {true, false}) {
+    Contents f;
+    f.files.failFromCall(3);  // make, list, then nothing works
+    if (all)
+      EXPECT_FALSE(f.moveAll("/r/s"));
+    else
+      f.handler.moveContentsOfSrcFullpath_toDestFullpath("/r/s", "/r/d");
+    EXPECT_THAT(f.log.lines(), ::testing::Each(StartsWith("ERROR Errore removing ")));
+    EXPECT_EQ(f.log.lines().size(), all ? 3U : 0U);
+    f.files.stopFailing();
+    EXPECT_EQ(f.text("/r/s/1") + f.text("/r/d/1"), "newold");
   }
 }
 
-struct DumpFixture : StorageFixture {
-  const platform::HomeFolders& folders = *services.homeFolders;
-};
-
 TEST(VaspFileHandlerDump, ListsLocationsOfEveryFolderAndSkipsHiddenItems) {
-  DumpFixture f;
-  f.put(f.folders.caches() + "/a b/c%.txt", "x");
-  f.put(f.folders.caches() + "/.hidden/d", "x");
-  f.put(f.folders.documents() + "/caf\xC3\xA9", "x");
-  f.put(*f.folders.groupContainer("group.shop") + "/shared", "x");
-  const std::string home = "file://" + f.folders.home();
+  StorageFixture f;
+  const platform::HomeFolders& folders = *f.services.homeFolders;
+  f.put(folders.caches() + "/a b/c%.txt", "x");
+  f.put(folders.caches() + "/.hidden/d", "x");
+  f.put(folders.documents() + "/caf\xC3\xA9", "x");
+  f.put(*folders.groupContainer("group.shop") + "/shared", "x");
+  const std::string home = "file://" + folders.home();
   const Dictionary expected{
       {"cache", List{home + "/Caches/a%20b/", home + "/Caches/a%20b/c%25.txt"}},
       {"document", List{home + "/Documents/caf%C3%A9"}},
       {"appsupport", List{}},
       {"group.shop", List{"file:///groups/group.shop/shared"}},
       {"errors", List{"\nError: " + home + "/Library/Application%20Support/ -> " +
-                      errorText(ENOENT, f.folders.applicationSupport())}},
+                      errorText(ENOENT, folders.applicationSupport())}},
   };
   EXPECT_EQ(describe(VaspFileHandler::dumpWithOption("group.shop")), describe(expected));
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
-
-struct ThrowingFolders : MemoryHomeFolders {
-  std::string applicationSupport() const override { throw std::runtime_error("no home"); }
-};
 
 }  // namespace
 }  // namespace kelm::test

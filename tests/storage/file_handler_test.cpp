@@ -10,25 +10,18 @@ using ::testing::IsEmpty;
 using ::testing::Optional;
 using ::testing::StartsWith;
 
-TEST(VaspFileHandlerStore, MakesParentsWithAttributesAndLeavesARegularFile) {
+TEST(VaspFileHandlerStore, MakesParentsWithAttributesAndReplacesFilesAndFolders) {
   StorageFixture f;
-  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("x"), "/r/a/b/c.bin"));
-  EXPECT_EQ(f.text("/r/a/b/c.bin"), "x");
-  EXPECT_TRUE(f.isRegular("/r/a/b/c.bin"));
+  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("old and longer"), "/r/a/b/c.bin"));
   for (const char* path : {"/r/a", "/r/a/b", "/r/a/b/c.bin"})
     EXPECT_TRUE(f.hasGlobalAttributes(path)) << path;
   EXPECT_FALSE(f.hasGlobalAttributes("/r"));
   EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/a/b/c.bin"));
-}
-
-TEST(VaspFileHandlerStore, ReplacesAFileAndAWholeFolder) {
-  StorageFixture f;
-  f.put("/r/a", "old and longer");
-  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/a"));
-  EXPECT_EQ(f.text("/r/a"), "new");
-  f.put("/r/folder/inside", "x");
-  EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), "/r/folder"));
-  EXPECT_EQ(f.text("/r/folder"), "new");
+  f.log.clear();
+  for (const char* path : {"/r/a/b/c.bin", "/r/a/b"}) {
+    EXPECT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("new"), path));
+    EXPECT_EQ(f.text(path), "new");
+  }
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
@@ -56,11 +49,10 @@ TEST(VaspFileHandlerRead, TellsMissingUnreadableEmptyAndMalformedApart) {
   StorageFixture f;
   f.put("/r/empty", "");
   f.put("/r/latin1", "caf\xE9");
-  f.put("/r/utf8", "caf\xC3\xA9");
-  f.makeFolder("/r/folder");
+  f.put("/r/folder/utf8", "caf\xC3\xA9");
   EXPECT_EQ(f.handler.readNSDataWithFullpath("/r/missing"), std::nullopt);
   EXPECT_THAT(f.handler.readNSDataWithFullpath("/r/empty"), Optional(IsEmpty()));
-  EXPECT_THAT(f.handler.readNSStringWithFullpath("/r/utf8"), Optional(std::string("caf\xC3\xA9")));
+  EXPECT_EQ(f.handler.readNSStringWithFullpath("/r/folder/utf8"), "caf\xC3\xA9");
   EXPECT_EQ(f.handler.readNSStringWithFullpath("/r/latin1"), std::nullopt);
   EXPECT_THAT(f.log.lines(), IsEmpty());
   EXPECT_EQ(f.handler.readNSDataWithFullpath("/r/folder"), std::nullopt);
@@ -70,19 +62,18 @@ TEST(VaspFileHandlerRead, TellsMissingUnreadableEmptyAndMalformedApart) {
 
 TEST(VaspFileHandlerAttributes, AreThoseOfTheItem) {
   StorageFixture f;
-  ASSERT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("12345"), "/r/a"));
-  f.makeFolder("/r/folder");
-  const auto file = f.handler.getAttributesOfFullpath("/r/a");
+  ASSERT_TRUE(f.handler.storeNSData_withFullpath(bytesOf("12345"), "/r/folder/a"));
+  const auto file = f.handler.getAttributesOfFullpath("/r/folder/a");
   ASSERT_TRUE(file);
-  EXPECT_EQ(*file->find("NSFileSize"), Value(5));
-  EXPECT_EQ(*file->find("NSFileType"), Value("NSFileTypeRegular"));
-  EXPECT_EQ(*file->find("NSFilePosixPermissions"), Value(0600));
-  EXPECT_EQ(*file->find("NSFileProtectionKey"),
-            Value(NSFileProtectionCompleteUntilFirstUserAuthentication));
-  EXPECT_EQ(*file->find("NSFileModificationDate"),
-            Value(*f.handler.getLastTouchDateOfFullpath("/r/a")));
-  const auto folder = f.handler.getAttributesOfFullpath("/r/folder");
-  ASSERT_TRUE(folder);
+  const std::pair<const char*, Value> kExpected[] = {
+      {"NSFileSize", 5},
+      {"NSFileType", "NSFileTypeRegular"},
+      {"NSFilePosixPermissions", 0600},
+      {"NSFileProtectionKey", NSFileProtectionCompleteUntilFirstUserAuthentication},
+      {"NSFileModificationDate", *f.handler.getLastTouchDateOfFullpath("/r/folder/a")}};
+  for (const auto& [key, value] : kExpected)
+    EXPECT_TRUE(file->contains(key) && *file->find(key) == value) << key;
+  const auto folder = f.handler.getAttributesOfFullpath("/r");
   EXPECT_EQ(*folder->find("NSFileType"), Value("NSFileTypeDirectory"));
   EXPECT_FALSE(folder->contains("NSFileProtectionKey"));
   EXPECT_EQ(f.handler.getLastTouchDateOfFullpath("/r/missing"), std::nullopt);
@@ -97,6 +88,7 @@ TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
     EXPECT_FALSE(f.handler.existsFullPath(path));
     EXPECT_EQ(f.handler.getLastTouchDateOfFullpath(path), std::nullopt);
     EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("class", path));
+    EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath(path, "/r"));
     EXPECT_FALSE(f.handler.setExcludeBackupAttributeToFullpath(path));
     EXPECT_FALSE(f.handler.storeNSData_withFullpath(bytesOf("x"), path));
     EXPECT_EQ(f.handler.readNSDataWithFullpath(path), std::nullopt);
@@ -112,40 +104,35 @@ TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
     EXPECT_FALSE(f.handler.copyFileWithFullPath_toDestFullPath(path, "/r/x"));
   }
   EXPECT_EQ(f.handler.listFoldersInHandlerFullPath(std::nullopt), std::nullopt);
-  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath("", "/r"));
-  EXPECT_FALSE(f.handler.setAttributeDataProtection_toFullpath(std::nullopt, "/r"));
   EXPECT_THAT(f.log.lines(), IsEmpty());
 }
 
 TEST(VaspFileHandlerEnsure, MakesClearsOrKeeps) {
   StorageFixture f;
   EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a/b", false));
-  EXPECT_TRUE(f.hasGlobalAttributes("/r/a"));
-  EXPECT_TRUE(f.hasGlobalAttributes("/r/a/b"));
-  f.put("/r/a/file", "x");
-  f.put("/r/a/.hidden", "x");
-  f.put("/r/a/b/deep", "x");
+  EXPECT_TRUE(f.hasGlobalAttributes("/r/a") && f.hasGlobalAttributes("/r/a/b"));
+  for (const char* path : {"/r/a/file", "/r/a/.hidden", "/r/a/b/deep"})
+    f.put(path, "x");
   EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a", false));
-  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/a/b"));
-  f.log.clear();
+  EXPECT_TRUE(f.files.exists("/r/a/file"));
   EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles("/r/a", true));
   EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/b/", "/r/a/b/deep"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Clearing directory path (ensure and clear):/r/a"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("DEBUG Creating directory path:/r/a/b",
+                                         "DEBUG Clearing directory path (ensure and clear):/r/a"));
+  const auto records = f.log.records();
+  EXPECT_EQ(records[0].aspect, 0x1000);
+  EXPECT_EQ(records[0].source, "-[VaspFileHandler ensureFullPathExists:andClearFiles:]");
 }
 
 TEST(VaspFileHandlerEmpty, ShallowTakesVisibleFilesAndDeepTakesFoldersToo) {
   for (const bool deep : {false, true}) {
     StorageFixture f;
-    f.put("/r/a/file", "x");
-    f.put("/r/a/.hidden", "x");
-    f.put("/r/a/sub/.inside", "x");
-    f.put("/r/a/.sub/inside", "x");
+    for (const char* path : {"/r/a/file", "/r/a/.hidden", "/r/a/sub/.inside", "/r/a/.sub/inside"})
+      f.put(path, "x");
     EXPECT_TRUE(f.handler.emptyFullPath_includingSubFolders("/r/a", deep));
-    if (deep)
-      EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/.sub/", "/r/a/.sub/inside"));
-    else
-      EXPECT_THAT(f.tree("/r/a"), ElementsAre("/r/a/.hidden", "/r/a/.sub/", "/r/a/.sub/inside",
-                                              "/r/a/sub/", "/r/a/sub/.inside"));
+    std::vector<std::string> left{"/r/a/.hidden", "/r/a/.sub/", "/r/a/.sub/inside"};
+    if (!deep) left.insert(left.end(), {"/r/a/sub/", "/r/a/sub/.inside"});
+    EXPECT_EQ(f.tree("/r/a"), left);
     EXPECT_THAT(f.log.lines(), IsEmpty());
   }
 }
@@ -166,36 +153,24 @@ TEST(VaspFileHandlerEmpty, ItemThatCannotBeRemovedIsNamedAndTheRestGoes) {
 
 TEST(VaspFileHandlerSearch, FiltersByTheWholePathAndSkipsFoldersAndHiddenItems) {
   StorageFixture f;
-  f.put("/r/a/one.txt", "x");
-  f.put("/r/a/two.dat", "x");
-  f.put("/r/a/.hidden", "x");
-  f.put("/r/a/sub/one.txt", "x");
-  const auto search = [&](VaspFileHandler::Path filter) {
-    auto found = f.handler.searchFilesInFullPath_withFilenameContaining("/r/a", filter);
+  for (const char* path : {"/r/a/one.txt", "/r/a/two.dat", "/r/a/.hidden", "/r/a/sub/one.txt"})
+    f.put(path, "x");
+  const auto search = [&](const char* folder, VaspFileHandler::Path filter) {
+    auto found = f.handler.searchFilesInFullPath_withFilenameContaining(folder, filter);
     std::sort(found.begin(), found.end());
     return found;
   };
-  EXPECT_THAT(search(""), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
-  EXPECT_THAT(search(std::nullopt), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
-  EXPECT_THAT(search("one"), ElementsAre("/r/a/one.txt"));
-  EXPECT_THAT(search("/r/"), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
-  EXPECT_THAT(search("ONE"), IsEmpty());
+  for (const auto all : {VaspFileHandler::Path(), {""}, {"/r/"}})
+    EXPECT_THAT(search("/r/a", all), ElementsAre("/r/a/one.txt", "/r/a/two.dat"));
+  EXPECT_THAT(search("/r/a", "one"), ElementsAre("/r/a/one.txt"));
+  EXPECT_THAT(search("/r/a", "ONE"), IsEmpty());
   EXPECT_THAT(f.log.lines(), IsEmpty());
-  EXPECT_THAT(f.handler.searchFilesInFullPath_withFilenameContaining("/r/none", ""), IsEmpty());
+  EXPECT_THAT(search("/r/none", ""), IsEmpty());
   EXPECT_THAT(f.log.lines(), ElementsAre("WARN Error " + errorText(ENOENT, "/r/none") +
                                          " in file listing:\n/r/none"));
-}
-
-TEST(VaspFileHandlerLog, LinesCarryTheirMethodAndArea) {
-  StorageFixture f;
-  f.handler.setExcludeBackupAttributeToFullpath("/r/missing");
-  f.handler.ensureFullPathExists_andClearFiles("/r/a", false);
-  const auto records = f.log.records();
-  ASSERT_EQ(records.size(), 2U);
-  EXPECT_EQ(records[0].aspect, 0x201000);
-  EXPECT_EQ(records[0].source, "-[VaspFileHandler setExcludeBackupAttributeToFullpath:]");
-  EXPECT_EQ(records[1].aspect, 0x1000);
-  EXPECT_EQ(records[1].source, "-[VaspFileHandler ensureFullPathExists:andClearFiles:]");
+  const auto record = f.log.records().at(0);
+  EXPECT_EQ(record.aspect, 0x201000);
+  EXPECT_EQ(record.source, "-[VaspFileHandler searchFilesInFullPath:withFilenameContaining:]");
 }
 
 }  // namespace

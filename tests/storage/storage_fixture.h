@@ -10,8 +10,6 @@
 #include "kelm/base/describe.h"
 #include "kelm/storage/vasp_file_handler.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/memory_file_attributes.h"
-#include "tests/support/memory_file_system.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
@@ -21,26 +19,33 @@ struct StorageFixture {
   StorageFixture() { (void)files.createDirectories("/r"); }
 
   void put(const std::string& path, std::string_view text) {
-    const auto slash = path.rfind('/');
-    ASSERT_FALSE(files.createDirectories(path.substr(0, slash)));
+    ASSERT_FALSE(files.createDirectories(path.substr(0, path.rfind('/'))));
     ASSERT_FALSE(files.replaceFile(path, bytesOf(text)));
   }
-  void makeFolder(const std::string& path) { ASSERT_FALSE(files.createDirectories(path)); }
   /// The text of a file; "(none)" without one.
   std::string text(const std::string& path) const {
     const auto content = files.readFile(path);
     return content ? std::string(textOf(*content)) : "(none)";
-  }
-  bool isRegular(const std::string& path) const {
-    const auto status = files.status(path);
-    return status && status->kind == platform::FileKind::Regular;
   }
   bool hasGlobalAttributes(const std::string& path) const {
     return attributes.isExcludedFromBackup(path) &&
            attributes.protection(path) == NSFileProtectionCompleteUntilFirstUserAuthentication;
   }
   /// Everything below a folder, folders with a "/" at the end, sorted.
-  std::vector<std::string> tree(const std::string& folder) const;
+  std::vector<std::string> tree(const std::string& folder) const {
+    std::vector<std::string> found;
+    const auto entries = files.list(folder);
+    if (!entries) return found;
+    for (const platform::DirectoryEntry& entry : *entries) {
+      const std::string path = folder + "/" + entry.name;
+      const bool isFolder = entry.kind == platform::FileKind::Directory;
+      found.push_back(isFolder ? path + "/" : path);
+      for (std::string& below : tree(path))
+        found.push_back(std::move(below));
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+  }
   /// The lines so far that are not of level DEBUG.
   std::vector<std::string> lines() {
     std::vector<std::string> lines = log.lines();
@@ -55,24 +60,6 @@ struct StorageFixture {
   LogCapture log;
   VaspFileHandler handler;
 };
-
-inline std::vector<std::string> StorageFixture::tree(const std::string& folder) const {
-  std::vector<std::string> found;
-  const auto entries = files.list(folder);
-  if (!entries) return found;
-  for (const platform::DirectoryEntry& entry : *entries) {
-    const std::string path = folder + "/" + entry.name;
-    if (entry.kind != platform::FileKind::Directory) {
-      found.push_back(path);
-      continue;
-    }
-    found.push_back(path + "/");
-    for (std::string& below : tree(path))
-      found.push_back(std::move(below));
-  }
-  std::sort(found.begin(), found.end());
-  return found;
-}
 
 /// The text that "%@" prints for a system error at a path.
 inline std::string errorText(int errnoValue, const std::string& path) {
