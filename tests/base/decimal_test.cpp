@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "kelm/base/describe.h"
 #include "kelm/base/json.h"
@@ -24,91 +25,58 @@ Decimal decimal(std::string_view text) {
 const std::string kDigits38 = "12345678901234567890123456789012345678";
 
 TEST(Decimal, TextsOfANumberGiveTheOneShortestText) {
-  const std::pair<std::string, std::string> rows[] = {
-      {"0", "0"},
-      {"-0.00e999999999999999999999", "0"},
-      {"+12.50", "12.5"},
-      {"-012.5", "-12.5"},
-      {".5", "0.5"},
-      {"5.", "5"},
-      {"100000", "100000"},
-      {"1e20", "100000000000000000000"},
-      {"1e21", "1e+21"},
-      {"123000000000000000000000", "1.23e+23"},
-      {"0.000001", "0.000001"},
-      {"0.00000012", "1.2e-7"},
-      {"1234E-2", "12.34"},
-      {kDigits38, "1.2345678901234567890123456789012345678e+37"},
-      {"0." + kDigits38, "0." + kDigits38},
-      {"1000000000000000000" + std::string(19, '0'), "1e+37"},
-      {"10000000000000000000.5", "10000000000000000000.5"},
-      {"99999999999999999999999999999999999999e127",
-       "9.9999999999999999999999999999999999999e+164"},
-      {"1e164", "1e+164"},
-      {"1.0e-128", "1e-128"},
-      {std::string(100000, '0') + "7" + std::string(100, '0') + "." + std::string(100000, '0'),
-       "7e+100"},
-      {"0." + std::string(100000, '0') + "7e100001", "7"},
-  };
-  for (const auto& [text, shortest] : rows) {
+  const std::string zeros(100000, '0');
+  using Row = std::pair<std::string, std::string>;
+  for (const auto& [text, shortest] :
+       {Row{"-0.00e999999999999999999999", "0"}, Row{"+12.50", "12.5"}, Row{"-012.5", "-12.5"},
+        Row{".5", "0.5"}, Row{"5.", "5"}, Row{"1234E-2", "12.34"}, Row{"1.0e-128", "1e-128"},
+        Row{"1e20", "100000000000000000000"}, Row{"1e21", "1e+21"}, Row{"0.000001", "0.000001"},
+        Row{"123000000000000000000000", "1.23e+23"}, Row{"0.00000012", "1.2e-7"},
+        Row{kDigits38, "1.2345678901234567890123456789012345678e+37"},
+        Row{"0." + kDigits38, "0." + kDigits38},
+        Row{std::string(38, '9') + "e127", "9." + std::string(37, '9') + "e+164"},
+        Row{zeros + "7" + zeros.substr(0, 100) + "." + zeros, "7e+100"},
+        Row{"0." + zeros + "7e100001", "7"}}) {
     EXPECT_EQ(decimal(text).text(), shortest) << text.substr(0, 60);
     EXPECT_EQ(decimal(shortest), decimal(text)) << text.substr(0, 60);
-    EXPECT_EQ(decimal(shortest) <=> decimal(text), std::strong_ordering::equal);
   }
 }
 
 TEST(Decimal, WhatIsNoNumberOrDoesNotFitIsAbsent) {
-  for (const std::string& text : {std::string(), std::string("1\0", 2), std::string(500, '1'),
-                                  kDigits38 + "9", "0." + kDigits38 + "9", "1" + kDigits38})
-    EXPECT_FALSE(Decimal::fromText(text)) << text;
-  for (const char* text : {".",
-                           "-",
-                           "+-1",
-                           "--1",
-                           " 1",
-                           "1 ",
-                           "1,5",
-                           "1.2.3",
-                           "e5",
-                           "1e",
-                           "1e+",
-                           "1e5.0",
-                           "1e 5",
-                           "NaN",
-                           "nan",
-                           "inf",
-                           "Infinity",
-                           "0x10",
-                           "\u0661",
-                           "1e165",
-                           "1e-129",
-                           "1.5e-128",
-                           "1e100000000000000000000",
-                           "1e-100000000000000000000",
-                           "999999999999999999999999999999999999999e126"})
+  const std::string texts[] = {
+      // form
+      "", std::string("1\0", 2), ".", "-", "+-1", "--1", " 1", "1 ", "1,5", "1.2.3", "e5", "1e",
+      "1e+", "1e5.0", "1e 5", "NaN", "nan", "inf", "Infinity", "0x10", "\u0661",
+      // size
+      "1e165", "1e-129", "1.5e-128", "1e100000000000000000000", "1e-100000000000000000000",
+      "999999999999999999999999999999999999999e126", std::string(500, '1'), kDigits38 + "9",
+      "0." + kDigits38 + "9", "1" + kDigits38};
+  for (const std::string& text : texts)
     EXPECT_FALSE(Decimal::fromText(text)) << text;
 }
 
 TEST(Decimal, OrdersByValue) {
-  const char* const ascending[] = {"-1e164",
-                                   "-12.5",
-                                   "-12.4999999999999999999999999999999999",
-                                   "-1",
-                                   "-1e-128",
-                                   "0",
-                                   "1e-128",
-                                   "0.1",
-                                   "1",
-                                   "9",
-                                   "10",
-                                   "12.5",
-                                   "12.50000000000000000000000000000000001",
-                                   "100",
-                                   "18446744073709551615",
-                                   "18446744073709551616",
-                                   "1e127",
-                                   "10e127",
-                                   "11e127"};
+  const char* const ascending[] = {
+      // exponents and digits at the borders of what a double and an integer hold
+      "-1e164",
+      "-12.5",
+      "-12.4999999999999999999999999999999999",
+      "-1",
+      "-1e-128",
+      "0",
+      "1e-128",
+      "0.1",
+      "1",
+      "9",
+      "10",
+      "12.5",
+      "12.50000000000000000000000000000000001",
+      "100",
+      "18446744073709551615",
+      "18446744073709551616",
+      "1e127",
+      "10e127",
+      "11e127"};
   for (std::size_t i = 0; i < std::size(ascending); ++i)
     for (std::size_t j = 0; j < std::size(ascending); ++j)
       EXPECT_EQ(decimal(ascending[i]) <=> decimal(ascending[j]), i <=> j)
@@ -118,17 +86,10 @@ TEST(Decimal, OrdersByValue) {
 TEST(Decimal, ConvertsByTruncatingAndClamping) {
   constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
-  const struct {
-    const char* text;
-    std::int64_t integer;
-    double real;
-    bool isSigned, isUnsigned;
-  } rows[] = {
+  const std::tuple<const char*, std::int64_t, double, bool, bool> rows[] = {
       {"0", 0, 0, true, true},
       {"1699999999999.9", 1699999999999, 1699999999999.9, false, false},
       {"-2.9", -2, -2.9, false, false},
-      {"-0.9", 0, -0.9, false, false},
-      {"1200", 1200, 1200, true, true},
       {"-1", -1, -1, true, false},
       {"9223372036854775807", kMost, 0x1p63, true, true},
       {"9223372036854775808", kMost, 0x1p63, false, true},
@@ -136,15 +97,14 @@ TEST(Decimal, ConvertsByTruncatingAndClamping) {
       {"-9223372036854775809", kLeast, -0x1p63, false, false},
       {"18446744073709551615", kMost, 0x1p64, false, true},
       {"18446744073709551616", kMost, 0x1p64, false, false},
-      {"-1e164", kLeast, -1e164, false, false},
       {"1e-128", 0, 1e-128, false, false},
   };
-  for (const auto& row : rows) {
-    const Decimal number = decimal(row.text);
-    EXPECT_EQ(number.integer(), row.integer) << row.text;
-    EXPECT_EQ(number.real(), row.real) << row.text;
-    EXPECT_EQ(number.exactSigned().has_value(), row.isSigned) << row.text;
-    EXPECT_EQ(number.exactUnsigned().has_value(), row.isUnsigned) << row.text;
+  for (const auto& [text, integer, real, isSigned, isUnsigned] : rows) {
+    const Decimal number = decimal(text);
+    EXPECT_EQ(number.integer(), integer) << text;
+    EXPECT_EQ(number.real(), real) << text;
+    EXPECT_EQ(number.exactSigned().has_value(), isSigned) << text;
+    EXPECT_EQ(number.exactUnsigned().has_value(), isUnsigned) << text;
   }
   EXPECT_EQ(Decimal(kLeast).text(), "-9223372036854775808");
   EXPECT_EQ(Decimal(std::numeric_limits<std::uint64_t>::max()).text(), "18446744073709551615");
@@ -154,33 +114,27 @@ TEST(Decimal, OnlyDoublesOfFewDigitsAreExactlyOne) {
   EXPECT_EQ(Decimal::exactly(-12.5), decimal("-12.5"));
   EXPECT_EQ(Decimal::exactly(-0.0), Decimal());
   EXPECT_EQ(Decimal::exactly(0x1p-53), decimal("1.1102230246251565404236316680908203125e-16"));
-  EXPECT_EQ(Decimal::exactly(0x1p-55), std::nullopt);  // 39 digits
-  for (const double number : {0.1, 5e-324, 1.7976931348623157e308, 1e200, HUGE_VAL, std::nan("")})
-    EXPECT_FALSE(Decimal::exactly(number)) << number;
+  for (const double number : {0x1p-55, 0.1, 5e-324, 1e200, HUGE_VAL, std::nan("")})
+    EXPECT_FALSE(Decimal::exactly(number)) << number;  // 0x1p-55 has 39 digits
 }
 
 TEST(Decimal, InsideAValueItIsOneNumberAmongTheOthers) {
-  const std::pair<Value, Value> equal[] = {
-      {decimal("1e0"), 1},
-      {decimal("18446744073709551615"), std::numeric_limits<std::uint64_t>::max()},
-      {decimal("9007199254740993"), std::int64_t{9007199254740993}},
-      {decimal("-12.5"), -12.5},
-      {decimal("1e22"), 1e22},
-  };
-  for (const auto& [a, b] : equal) {
-    EXPECT_TRUE(a == b && b == a) << describe(a);
-    EXPECT_EQ(a.hash(), b.hash()) << describe(a);
+  using Row = std::tuple<Decimal, Value, bool>;
+  for (const auto& [number, other, areEqual] :
+       {Row{decimal("18446744073709551615"), std::numeric_limits<std::uint64_t>::max(), true},
+        Row{decimal("9007199254740993"), std::int64_t{9007199254740993}, true},
+        Row{decimal("9007199254740993"), 0x1p53, false}, Row{decimal("1e0"), 1, true},
+        Row{decimal("-12.5"), -12.5, true}, Row{decimal("0.1"), 0.1, false},
+        Row{decimal("1e22"), 1e22, true}, Row{decimal("1e23"), 1e23, false},
+        Row{decimal("1"), true, false}, Row{decimal("1"), "1", false},
+        Row{decimal("1e-128"), 0, false}}) {
+    EXPECT_EQ(Value(number) == other, areEqual) << number.text();
+    EXPECT_EQ(other == Value(number), areEqual) << number.text();
+    EXPECT_TRUE(!areEqual || Value(number).hash() == other.hash()) << number.text();
   }
-  const std::pair<Value, Value> different[] = {
-      {decimal("0.1"), 0.1},   {decimal("9007199254740993"), 0x1p53},
-      {decimal("1e23"), 1e23}, {decimal("1"), true},
-      {decimal("1"), "1"},     {decimal("1e-128"), 0}};
-  for (const auto& [a, b] : different)
-    EXPECT_FALSE(a == b || b == a) << describe(a);
   EXPECT_EQ(Value(decimal("-2.9")).integer(), -2);
   EXPECT_EQ(Value(decimal("-2.9")).real(), -2.9);
   EXPECT_EQ(Value(decimal("1e-128")).boolean(), true);
-  EXPECT_TRUE(Value(decimal("1")).isNumber());
 }
 
 TEST(Decimal, JsonAndPropertyListsHoldAllOfItsDigitsAndArchivesTheNumber) {

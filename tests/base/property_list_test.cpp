@@ -18,7 +18,6 @@ std::string contentOf(const std::string& name) {
 }
 
 Result<Value> parse(std::string_view xml) { return parsePropertyList(bytesOf(xml)); }
-Result<Value> parseBody(const std::string& body) { return parse("<plist>" + body + "</plist>"); }
 
 Value everyKind() {
   return Dictionary{{"text", "a<b>&\"c\"\r\n\t\u00e9\U0001F600 "},
@@ -91,7 +90,7 @@ TEST(PropertyList, MalformedDocumentsAreErrors) {
       "<data>QQ==QQ==</data>", "<data>=</data>", "<data>QUJD=</data>", "<data>Q</data>",
       "<data>QQ-_</data>"};
   for (const char* body : kBodies) {
-    const Result<Value> value = parseBody(body);
+    const Result<Value> value = parse("<plist>" + std::string(body) + "</plist>");
     ASSERT_FALSE(value) << body;
     EXPECT_TRUE(value.error().userInfo.contains("line")) << body;
   }
@@ -120,13 +119,14 @@ TEST(PropertyList, NoEntityOfADocumentTypeIsEverExpanded) {
 }
 
 TEST(PropertyList, WritingIsAbsentForWhatXmlCannotHold) {
-  const Value values[] = {Value(),
+  const Value values[] = {// kinds, texts, dates without four digits of a year
+                          Null{},
                           List{Null{}},
                           List{std::make_shared<Object>()},
-                          Value(std::string("a\0b", 3)),
-                          Value("\x1b"),
-                          Value("\xff"),
-                          Value("\xEF\xBF\xBF"),
+                          std::string("a\0b", 3),
+                          "\x1b",
+                          "\xff",
+                          "\xEF\xBF\xBF",
                           Dictionary{{"\x02", 1}},
                           Date{253402300800},
                           Date{-62167219201},

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 namespace kelm {
 namespace {
@@ -11,56 +12,24 @@ constexpr const char* kFace = "\U0001F600";  // two units, four bytes
 const std::string kBad = "\uFFFD";
 
 TEST(Utf16, CountsPairsAsTwoAndMalformedBytesAsOneUnitEach) {
-  const std::pair<std::string, std::size_t> rows[] = {
-      {"", 0},
-      {"abc", 3},
-      {"twelve bytes and more", 21},
-      {"\u00e9\u20ac", 2},
-      {kFace, 2},
-      {std::string("0123456") + kFace + "89", 11},
-      {"\xff\xfe", 2},
-      {"\xe2\x82", 2},          // cut
-      {"\xf0\x9f\x98", 3},      // cut
-      {"\xc0\x80", 2},          // overlong
-      {"\xe0\x80\x80", 3},      // overlong
-      {"\xf0\x80\x80\x80", 4},  // overlong
-      {"\xed\xa0\x80", 3},      // a surrogate
-      {"\xf4\x90\x80\x80", 4},  // above the last character
-      {std::string("a\0b", 3), 3},
-  };
+  using Row = std::pair<std::string, std::size_t>;
+  const Row rows[] = {Row{"", 0}, Row{"twelve bytes and more", 21}, Row{"\u00e9\u20ac", 2},
+                      Row{std::string("a\0b", 3), 3},
+                      // foreign bytes, cut, overlong, a surrogate, above the last character
+                      Row{"\xff\xfe", 2}, Row{"\xe2\x82", 2}, Row{"\xf0\x9f\x98", 3},
+                      Row{"\xc0\x80", 2}, Row{"\xe0\x80\x80", 3}, Row{"\xf0\x80\x80\x80", 4},
+                      Row{"\xed\xa0\x80", 3}, Row{"\xf4\x90\x80\x80", 4}};
   for (const auto& [text, units] : rows)
     EXPECT_EQ(utf16Length(text), units) << text;
 }
 
-TEST(Utf16, SubstringsShowAReplacementForEachHalfOfACutPair) {
+TEST(Utf16, SubstringsEndWithTheTextAndShowAReplacementForHalfOfAPair) {
   const std::string text = std::string("a") + kFace + "b";
-  const struct {
-    std::size_t location, length;
-    std::string expected;
-  } rows[] = {
-      {0, 4, text},
-      {0, 1, "a"},
-      {0, 2, "a" + kBad},
-      {1, 2, kFace},
-      {1, 1, kBad},
-      {2, 1, kBad},
-      {2, 2, kBad + "b"},
-      {3, 1, "b"},
-      {4, 1, ""},
-      {9, 9, ""},
-      {1, 0, ""},
-      {2, 0, ""},
-      {0, SIZE_MAX, text},
-      {2, SIZE_MAX, kBad + "b"},
-      {SIZE_MAX, SIZE_MAX, ""},
-  };
-  for (const auto& row : rows)
-    EXPECT_EQ(utf16Substring(text, row.location, row.length), row.expected)
-        << row.location << ' ' << row.length;
-  EXPECT_EQ(utf16Substring("a\xff\xfe"
-                           "b",
-                           1, 2),
-            kBad + kBad);
+  using Row = std::tuple<std::size_t, std::size_t, std::string>;
+  for (const auto& [location, length, expected] :
+       {Row{0, 2, "a" + kBad}, Row{2, 2, kBad + "b"}, Row{4, 1, ""}, Row{9, 9, ""},
+        Row{0, SIZE_MAX, text}, Row{2, SIZE_MAX, kBad + "b"}, Row{SIZE_MAX, SIZE_MAX, ""}})
+    EXPECT_EQ(utf16Substring(text, location, length), expected) << location << ' ' << length;
 }
 
 /// One unit of text after another, without any short cut.
@@ -92,12 +61,8 @@ TEST(Utf16, EveryCutOfRandomTextAgreesWithWalkingUnitByUnit) {
       for (std::size_t to = from; to <= units.size(); ++to) {
         std::string expected;
         for (std::size_t i = from; i < to; ++i) {
-          const bool isLow = units[i].empty();
           const bool isCutHigh = units[i].size() == 4 && i + 1 == to;
-          if (isCutHigh || (isLow && i == from))
-            expected += kBad;
-          else
-            expected += units[i];
+          expected += isCutHigh || (units[i].empty() && i == from) ? kBad : units[i];
         }
         ASSERT_EQ(utf16Substring(text, from, to - from), expected) << text << from << ' ' << to;
       }
