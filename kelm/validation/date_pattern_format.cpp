@@ -4,7 +4,9 @@
 #include <unicode/dtfmtsym.h>
 #include <unicode/parsepos.h>
 #include <unicode/smpdtfmt.h>
+#include <unicode/uchar.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -24,6 +26,9 @@ using icu::UnicodeString;
 constexpr UDate kNewYear1950 = -631152000000.0;
 constexpr int kYearOfBareTimes = 2000;
 constexpr std::int32_t kMostCharacters = 4096;
+// ICU divides a fraction of n digits by ten to the n-3, which has to fit 32 bits: with 35 digits it
+// divides by zero.
+constexpr std::int32_t kMostFractionDigits = 12;
 
 /// The formatter of a locale with nothing set, and one that differs in how fast it is alone.
 struct Prototype {
@@ -71,6 +76,24 @@ bool hasAdjoiningFields(std::string_view pattern) {
   return false;
 }
 
+bool hasField(std::string_view pattern, char letter) {
+  bool isQuoted = false;
+  return std::any_of(pattern.begin(), pattern.end(), [&](char c) {
+    if (c == '\'') isQuoted = !isQuoted;
+    return c == letter && !isQuoted;
+  });
+}
+
+std::int32_t longestNumber(const UnicodeString& text) {
+  std::int32_t longest = 0;
+  std::int32_t length = 0;
+  for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
+    length = u_isdigit(text.char32At(at)) != 0 ? length + 1 : 0;
+    longest = std::max(longest, length);
+  }
+  return longest;
+}
+
 std::unique_ptr<SimpleDateFormat> configured(const SimpleDateFormat& from, const DateStyle& style) {
   std::unique_ptr<SimpleDateFormat> format(from.clone());
   format->applyPattern(icuText(style.pattern));
@@ -111,6 +134,7 @@ std::optional<Date> parsedDate(std::string_view text, const DateStyle& style) {
   const UnicodeString typed = icuText(text);
   const auto kept = prototype(style.locale);
   if (!kept || typed.length() > kMostCharacters) return {};
+  if (hasField(style.pattern, 'S') && longestNumber(typed) > kMostFractionDigits) return {};
   const bool isQuick = kept->quick && !hasAdjoiningFields(style.pattern);
   const auto format = configured(isQuick ? *kept->quick : *kept->plain, style);
   format->setLenient(true);

@@ -65,7 +65,8 @@ class KELM_API KelmDateFormatter {
   /// `dateWithFormattedString:` The date that the whole text is in the pattern, read leniently
   /// (2023-02-30 is March 2), with the locale's own symbols of the halves of a day. A year of two
   /// digits is one of 1950 to 2049; what the pattern lacks is that of 2000-01-01 00:00. Absent for
-  /// an absent or empty text, one that does not match, and more than 4096 characters.
+  /// an absent or empty text, one that does not match, more than 4096 characters, and a number of
+  /// more than 12 digits where the pattern has a fraction of a second.
   std::optional<Date> dateWithFormattedString(std::optional<std::string_view> text) const;
   /// `timestampWithFormattedString:` Its timestamp, cut to whole milliseconds; 0 when there is
   /// none.
