@@ -2,20 +2,12 @@
 // Two bytes of settings, then what someone typed: reading never gives a number that does not print
 // and read back, agrees with a formatter that is set step by step, and costs little.
 
-#include <cstdlib>
-
-#include "kelm/base/data.h"
+#include "fuzz/support/target.h"
 #include "kelm/validation/kelm_amount_formatter.h"
 #include "tests/support/step_by_step.h"
 
-using kelm::Decimal;
-using kelm::KelmAmountFormatter;
-
+namespace kelm::fuzz {
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 KelmAmountFormatter formatterOf(std::uint8_t first, std::uint8_t second) {
   constexpr const char* kLocales[] = {"en_US", "it_IT", "fr_CH", "ar_EG",
@@ -37,17 +29,17 @@ void checkNumber(const KelmAmountFormatter& formatter, const Decimal& number) {
   // Rounded and cut once, a number stays.
   require(formatter.consolidateRoundingNumber(number) == number);
   require(formatter.formattedStringWithNumber(number) ==
-          kelm::test::amountPrintedStepByStep(formatter, number));
+          test::amountPrintedStepByStep(formatter, number));
   require(formatter.numberWithEditingNumberString(
               formatter.editingNumberStringWithNumber(number)) == number);
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  if (size < 2) return 0;
-  const KelmAmountFormatter formatter = formatterOf(bytes[0], bytes[1]);
-  const std::string_view text = kelm::textOf({bytes + 2, size - 2});
+void run(DataView input) {
+  if (input.size() < 2) return;
+  const KelmAmountFormatter formatter = formatterOf(input[0], input[1]);
+  const std::string_view text = textOf(input.subspan(2));
   if (const auto number = Decimal::fromText(text)) {
     require(Decimal::fromText(number->text()) == number);
     const auto rounded = formatter.consolidateRoundingNumber(number);
@@ -62,9 +54,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     require(!number->isNegative());
     checkNumber(formatter, *number);
   }
-  if (size < 100 && !text.empty() &&
+  if (text.size() < 98 && !text.empty() &&
       text.find_first_not_of("1234567890.,") == std::string_view::npos &&
       (formatter.currencySymbol()->empty() || text.find("1.") == std::string_view::npos))
-    require(number == kelm::test::amountReadStepByStep(formatter, text));
-  return 0;
+    require(number == test::amountReadStepByStep(formatter, text));
 }
+
+}  // namespace kelm::fuzz

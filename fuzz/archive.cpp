@@ -1,15 +1,13 @@
 // link: kelm_base
+// As a property list and as an archive: what reads must write, and read back as the same text.
 
-#include <cstdint>
-#include <cstdlib>
-
+#include "fuzz/support/target.h"
 #include "kelm/base/describe.h"
 #include "kelm/base/keyed_archive.h"
 #include "kelm/base/property_list.h"
 
+namespace kelm::fuzz {
 namespace {
-
-using namespace kelm;
 
 /// Holds what it decoded, and now and then a second reading of it.
 class Box final : public Archivable {
@@ -30,22 +28,21 @@ class Box final : public Archivable {
 
 }  // namespace
 
-/// As a property list and as an archive: what reads must write, and read back as the same text.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+void run(DataView input) {
   static const bool registered = registerArchivableClass("Box", Box::decodedFrom);
   (void)registered;
-  const DataView input(bytes, size);
   if (const Result<Value> list = parsePropertyList(input)) {
     const auto text = writePropertyList(*list);
-    if (!text) std::abort();
+    require(text.has_value());
     const Result<Value> again = parsePropertyList(bytesOf(*text));
-    if (!again || writePropertyList(*again) != text) std::abort();
+    require(again && writePropertyList(*again) == text);
   }
   if (const Result<Value> value = unarchivedValue(input)) {
     const Result<Data> archive = archivedData(*value);
-    if (!archive) std::abort();
+    require(static_cast<bool>(archive));
     const Result<Value> again = unarchivedValue(*archive);
-    if (!again || describe(*again) != describe(*value)) std::abort();
+    require(again && describe(*again) == describe(*value));
   }
-  return 0;
 }
+
+}  // namespace kelm::fuzz

@@ -2,13 +2,12 @@
 // Any text: skipping what is foreign, checking the padding and decoding by the letter gives the
 // same; and what was decoded encodes and decodes again.
 
-#include <cstdlib>
-
+#include "fuzz/support/target.h"
 #include "kelm/crypto/vasp_base64.h"
 
-namespace {
+namespace kelm::fuzz {
 
-std::optional<kelm::Data> reference(std::string_view text) {
+static std::optional<Data> reference(std::string_view text) {
   constexpr std::string_view kLetters =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string kept;
@@ -18,7 +17,7 @@ std::optional<kelm::Data> reference(std::string_view text) {
   const std::size_t padding = kept.size() - letters;
   if (kept.size() % 4 != 0 || padding > 2 || kept.find_first_not_of('=', letters) != kept.npos)
     return std::nullopt;
-  kelm::Data bytes;
+  Data bytes;
   unsigned bits = 0;
   for (std::size_t i = 0; i < letters; ++i) {
     bits = bits << 6 | static_cast<unsigned>(kLetters.find(kept[i]));
@@ -27,16 +26,13 @@ std::optional<kelm::Data> reference(std::string_view text) {
   return bytes;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  if (size == 0) return 0;  // is logged
-  const kelm::DataView input(bytes, size);
-  const auto decoded = kelm::VaspBase64::dataOfBase64String(kelm::textOf(input));
-  if (decoded != reference(kelm::textOf(input))) std::abort();
-  const std::string text = kelm::VaspBase64::base64OfData(input);
-  if (kelm::VaspBase64::dataOfBase64String(text) != kelm::Data(bytes, bytes + size)) std::abort();
-  const auto urlSafe = kelm::VaspBase64::base64StringToUrlSafeBase64String(text);
-  if (kelm::VaspBase64::urlSafeBase64StringToBase64String(urlSafe) != text) std::abort();
-  return 0;
+void run(DataView input) {
+  if (input.empty()) return;  // is logged
+  require(VaspBase64::dataOfBase64String(textOf(input)) == reference(textOf(input)));
+  const std::string text = VaspBase64::base64OfData(input);
+  require(VaspBase64::dataOfBase64String(text) == Data(input.begin(), input.end()));
+  const auto urlSafe = VaspBase64::base64StringToUrlSafeBase64String(text);
+  require(VaspBase64::urlSafeBase64StringToBase64String(urlSafe) == text);
 }
+
+}  // namespace kelm::fuzz

@@ -1,29 +1,21 @@
 // link: kelm_crypto
-
-#include <cstdint>
-#include <cstdlib>
+// What is read as a certificate is one to the last byte, and its key works without a crash.
 
 #include "fuzz/support/silence.h"
+#include "fuzz/support/target.h"
 #include "kelm/crypto/crypto_export_import_manager.h"
 #include "kelm/crypto/vasp_rsa.h"
 
-using kelm::Data;
-using kelm::DataView;
-using kelm::VaspRSA;
-
-/// What is read as a certificate is one to the last byte, and its key works without a crash.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  kelm::fuzz::silenceLog();
-  const DataView input(bytes, size);
+void kelm::fuzz::run(DataView input) {
+  silenceLog();
   const auto rsa = VaspRSA::initWithPublicKey(input);
-  const kelm::KeyReference key =
-      kelm::CryptoExportImportManager().importPublicKeyReferenceFromDERCertificate(input);
-  if (!rsa) return 0;
-  if (!key || !rsa->publicKeyToDER()) std::abort();
-  Data longer(bytes, bytes + size);
+  const KeyReference key =
+      CryptoExportImportManager().importPublicKeyReferenceFromDERCertificate(input);
+  if (!rsa) return;
+  require(key && rsa->publicKeyToDER());
+  Data longer(input.begin(), input.end());
   longer.push_back(0);
-  if (VaspRSA::initWithPublicKey(longer)) std::abort();
+  require(!VaspRSA::initWithPublicKey(longer));
   (void)rsa->encryptWithData(Data(11, 1));
-  if (rsa->check_withSign(input, Data(256, 1))) std::abort();
-  return 0;
+  require(!rsa->check_withSign(input, Data(256, 1)));
 }

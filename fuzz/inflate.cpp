@@ -3,14 +3,13 @@
 
 #include <zlib.h>
 
-#include <cstdlib>
-
+#include "fuzz/support/target.h"
 #include "kelm/crypto/vasp_gzip.h"
 
-namespace {
+namespace kelm::fuzz {
 
-std::optional<kelm::Data> reference(kelm::DataView stream) {
-  kelm::Data content(stream.size() * 1040 + 64);  // deflate packs 1032 to 1 at most
+static std::optional<Data> reference(DataView stream) {
+  Data content(stream.size() * 1040 + 64);  // deflate packs 1032 to 1 at most
   z_stream z{};
   z.next_in = const_cast<Bytef*>(stream.data());
   z.avail_in = static_cast<uInt>(stream.size());
@@ -23,13 +22,10 @@ std::optional<kelm::Data> reference(kelm::DataView stream) {
   return status == Z_STREAM_END ? std::optional(content) : std::nullopt;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const kelm::DataView input(bytes, size);
-  const auto content = kelm::VaspGzip::gzipInflate(input);
-  if (size > 0 && content != reference(input)) std::abort();
-  const auto stream = kelm::VaspGzip::gzipDeflate(input);
-  if (kelm::VaspGzip::gzipInflate(*stream) != kelm::Data(bytes, bytes + size)) std::abort();
-  return 0;
+void run(DataView input) {
+  require(input.empty() || VaspGzip::gzipInflate(input) == reference(input));
+  const auto stream = VaspGzip::gzipDeflate(input);
+  require(VaspGzip::gzipInflate(*stream) == Data(input.begin(), input.end()));
 }
+
+}  // namespace kelm::fuzz

@@ -2,26 +2,14 @@
 // Request building: byte 0 is the method, byte 1 the encoding, then the URL up to a line end, then
 // parameters as a query string.
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-
-#include "kelm/base/data.h"
+#include "fuzz/support/silence.h"
+#include "fuzz/support/target.h"
 #include "kelm/base/error.h"
 #include "kelm/collections/vasp_dictionary_util.h"
-#include "kelm/logging/vasp_logger.h"
 #include "kelm/network/zu_http_task.h"
 
+namespace kelm::fuzz {
 namespace {
-
-class NoLog : public kelm::VaspLogDelegate {
-  void logwithLevel_aspect_from_threadName_message(kelm::LogLevel, kelm::LogAspect, const char*,
-                                                   std::string_view, std::string_view) override {}
-};
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// Whether a pair of the URL's query has no "=", though the query has one.
 bool lacksEquals(std::string_view url) {
@@ -38,7 +26,7 @@ bool lacksEquals(std::string_view url) {
   }
 }
 
-void checkRequest(const kelm::platform::UrlRequest& request, bool queryBranch) {
+void checkRequest(const platform::UrlRequest& request, bool queryBranch) {
   require(request.headers.empty());
   if (queryBranch) require(!request.body);
   if (!request.url) return;
@@ -48,28 +36,25 @@ void checkRequest(const kelm::platform::UrlRequest& request, bool queryBranch) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  [[maybe_unused]] static const bool kQuiet =
-      (kelm::VaspLogger::setLogDelegate(std::make_shared<NoLog>()), true);
-  if (size < 2) return 0;
-  const auto method = static_cast<kelm::ZuHTTPMethod>(static_cast<std::int8_t>(bytes[0]));
-  const auto encoding = static_cast<kelm::ZuHTTPParamEncoding>(bytes[1] % 4);
-  const std::string_view rest = kelm::textOf({bytes + 2, size - 2});
-  const std::size_t end = std::min(rest.find('\n'), rest.size());
-  const std::string_view url = rest.substr(0, end);
-
+void run(DataView input) {
+  silenceLog();
+  if (input.size() < 2) return;
+  const auto method = static_cast<ZuHTTPMethod>(static_cast<std::int8_t>(input[0]));
+  const auto encoding = static_cast<ZuHTTPParamEncoding>(input[1] % 4);
+  std::string_view parameters = textOf(input.subspan(2));
+  const std::string_view url = takeLine(parameters);
   const auto task =
-      kelm::ZuHTTPTask::initWithURL_andMethod_usingSession(std::string(url), method, nullptr);
+      ZuHTTPTask::initWithURL_andMethod_usingSession(std::string(url), method, nullptr);
   task->setRequestParametersEncoding(encoding);
-  task->setRequestParameters(kelm::VaspDictionaryUtil::NSDictionaryFromQueryString(
-      rest.substr(std::min(end + 1, rest.size()))));
-  const bool queryBranch = method != kelm::ZuHTTPMethod::Post && method != kelm::ZuHTTPMethod::Put;
+  task->setRequestParameters(VaspDictionaryUtil::NSDictionaryFromQueryString(parameters));
+  const bool queryBranch = method != ZuHTTPMethod::Post && method != ZuHTTPMethod::Put;
   try {
     const auto request = task->buildRequest();
     require(request.has_value() && !(queryBranch && lacksEquals(url)));
     checkRequest(*request, queryBranch);
-  } catch (const kelm::Exception& raised) {
-    require(raised.name() == kelm::exception_name::kRange && queryBranch && lacksEquals(url));
+  } catch (const Exception& raised) {
+    require(raised.name() == exception_name::kRange && queryBranch && lacksEquals(url));
   }
-  return 0;
 }
+
+}  // namespace kelm::fuzz

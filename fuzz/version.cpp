@@ -1,22 +1,15 @@
 // link: kelm_validation
 // Two versions, a line each: they keep their texts, and their order is one.
 
-#include <cstdlib>
 #include <string>
 
-#include "kelm/base/data.h"
+#include "fuzz/support/target.h"
 #include "kelm/base/error.h"
 #include "kelm/validation/ed_semver.h"
 
-using kelm::EDSemver;
+namespace kelm::fuzz {
 
-namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-void checkOrder(const EDSemver& a, const EDSemver& b) {
+static void checkOrder(const EDSemver& a, const EDSemver& b) {
   const int order = a.compare(&b);
   require(order == -b.compare(&a));
   require(a.compare(&a) == 0);
@@ -27,10 +20,8 @@ void checkOrder(const EDSemver& a, const EDSemver& b) {
     require((order == 0) == (a.prerelease() == b.prerelease()));
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::string_view text = kelm::textOf({bytes, size});
+void run(DataView input) {
+  const std::string_view text = textOf(input);
   const std::size_t cut = text.find('\n');
   const std::string_view first = text.substr(0, cut);
   const std::string_view second = cut == text.npos ? first : text.substr(cut + 1);
@@ -39,11 +30,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const EDSemver b = EDSemver::semverWithString(second);
     require(a.original() == first && a.version().size() >= 5 && a.isValid() == a.check());
     if (a.isValid() && b.isValid()) checkOrder(a, b);
-  } catch (const kelm::Exception&) {
+  } catch (const Exception&) {
     const auto isBlank = [](std::string_view line) {
       return !line.empty() && line.find_first_not_of(' ') == line.npos;
     };
     require(isBlank(first) || isBlank(second));
   }
-  return 0;
 }
+
+}  // namespace kelm::fuzz

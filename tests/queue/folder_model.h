@@ -21,15 +21,15 @@ class FolderModel {
     bool operator==(const Offer&) const = default;
   };
 
-  FolderModel(std::string folder, DataView key, DataView iv)
-      : folder_(std::move(folder)), key_(key), iv_(iv) {}
+  explicit FolderModel(std::string folder) : folder_(std::move(folder)) {}
 
   /// Processors take every payload but those that begin with "n", which they reject.
   static bool takes(std::string_view payload) { return !payload.starts_with("n"); }
 
   void addProcessor(const std::string& queueId) { processors_.insert(queueId); }
-  void putFile(const std::string& name, DataView bytes) {
-    files_[name] = VaspAES::aesDecryptData_WithBytesKey_withBytesIV(bytes, key_, iv_);
+  /// `payload`: absent for a file that cannot be decrypted.
+  void putFile(const std::string& name, std::optional<Data> payload) {
+    files_[name] = std::move(payload);
   }
   void putFolder(const std::string& name) { folders_.insert(name); }
 
@@ -84,16 +84,10 @@ class FolderModel {
   static std::string queueIdOf(std::string name) {
     const auto dot = name.find_last_of('.');
     if (dot != std::string::npos && dot != 0) name.erase(dot);
-    std::vector<std::string> pieces{""};
-    for (std::size_t i = 0; i < name.size();) {
-      if (name.compare(i, 3, "___") == 0) {
-        pieces.emplace_back();
-        i += 3;
-      } else {
-        pieces.back() += name[i++];
-      }
-    }
-    return pieces.size() < 2 ? "" : pieces[1];
+    const auto start = name.find("___");
+    if (start == std::string::npos) return "";
+    const std::string id = name.substr(start + 3);
+    return id.substr(0, id.find("___"));
   }
 
  private:
@@ -105,8 +99,6 @@ class FolderModel {
   }
 
   const std::string folder_;
-  const DataView key_;
-  const DataView iv_;
   std::set<std::string> processors_;
   std::set<std::string> folders_;
   std::map<std::string, std::optional<Data>> files_;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,8 +12,6 @@
 #include "kelm/queue/kelm_reliable_queue.h"
 #include "tests/support/canary.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/memory_file_system.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
@@ -37,25 +34,23 @@ struct QueueFixture {
 
   QueueFixture() {
     tick(0);
-    queue.setQueueFilePath(std::string(kFolder));
-    queue.setFilesystemKey(bytesOf(kSecretKey));
-    queue.setFilesystemIV(bytesOf(kSecretIV));
+    furnish(queue);
     files.setAESKey_andIV(bytesOf(kSecretKey), bytesOf(kSecretIV));
   }
 
+  static void furnish(KelmReliableQueue& queue) {
+    queue.setQueueFilePath(std::string(kFolder));
+    queue.setFilesystemKey(bytesOf(kSecretKey));
+    queue.setFilesystemIV(bytesOf(kSecretIV));
+  }
   static std::string pathOf(const std::string& name) { return std::string(kFolder) + "/" + name; }
   /// A processor that notes its offers and answers at once: with an error while `rejecting`.
   void accept(std::string_view queueId) {
-    queue.setProcessorHandler_withQueueID(
-        [this](const Data& payload, const std::string& id, std::int64_t following,
-               const ReliableQueueDone& done) {
-          offers.push_back({std::string(textOf(payload)), id, following});
-          if (rejecting)
-            done(Error::make("test", 7, "rejected"));
-          else
-            done(std::nullopt);
-        },
-        queueId);
+    handle(queueId, [this](const Data& payload, const std::string& id, std::int64_t following,
+                           const ReliableQueueDone& done) {
+      offers.push_back({std::string(textOf(payload)), id, following});
+      done(rejecting ? Failure(Error::make("test", 7, "rejected")) : std::nullopt);
+    });
   }
   /// Registers a processor that the test writes.
   void handle(std::string_view queueId, ReliableQueueProcessor processor) {
@@ -68,54 +63,31 @@ struct QueueFixture {
   void tick(int count = 1) {
     const Lock lock(mutex);
     milliseconds += count;
-    clock.setNow(Date{static_cast<double>(milliseconds) / 1000.0});
+    services.clock->setNow(Date{static_cast<double>(milliseconds) / 1000.0});
   }
   /// A payload file made without the queue.
   void put(const std::string& name, std::string_view payload) {
     ASSERT_TRUE(files.storeNSData_withFullpath(bytesOf(payload), pathOf(name)));
   }
-  /// A file whose bytes are no ciphertext of the queue's key.
-  void putRaw(const std::string& name, std::string_view bytes) {
-    ASSERT_TRUE(plain.storeNSData_withFullpath(bytesOf(bytes), pathOf(name)));
-  }
   std::vector<std::string> names() const {
     std::vector<std::string> names;
-    const auto entries = fileSystem.list(std::string(kFolder));
-    if (!entries) return names;
-    for (const platform::DirectoryEntry& entry : *entries)
-      names.push_back(entry.name);
+    if (const auto entries = fileSystem.list(std::string(kFolder)))
+      for (const platform::DirectoryEntry& entry : *entries)
+        names.push_back(entry.name);
     std::sort(names.begin(), names.end());
     return names;
   }
-  /// The first lines of what the queue logged so far; the file handler is tested on its own.
+  /// What the queue logged since the last time; the file handler is tested on its own.
   std::vector<std::string> lines() {
-    std::vector<std::string> lines = linesSoFar();
+    std::vector<std::string> lines = log.lines("KelmReliableQueue");
     log.clear();
-    return lines;
-  }
-  std::vector<std::string> linesSoFar() const {
-    static constexpr const char* kLevels[] = {"DEBUG ", "INFO ",  "WARN ",
-                                              "ERROR ", "FATAL ", "CRITICAL "};
-    std::vector<std::string> lines;
-    for (const LogCapture::Record& record : log.records()) {
-      int piece = 1;
-      int start = 0;
-      if (std::sscanf(record.message.c_str(), "[%d/%*d]%n", &piece, &start) < 1) start = 0;
-      const bool isOfQueue = record.source.find("KelmReliableQueue") != std::string::npos ||
-                             record.level == log_level::kCritical;
-      if (piece > 1 || !isOfQueue) continue;
-      const std::string text = record.message.substr(static_cast<std::size_t>(start));
-      lines.push_back(kLevels[record.level] + text.substr(0, text.find('\n')));
-    }
     return lines;
   }
 
   TestPlatform services;
-  ManualClock& clock = *services.clock;
   MemoryFileSystem& fileSystem = *services.fileSystem;
   TestScope scope{services};
   LogCapture log;
-  VaspFileHandler plain;
   VaspSecureFileHandler files;
   KelmReliableQueue queue;
   std::vector<Offer> offers;

@@ -9,11 +9,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-using ::testing::StartsWith;
 
 constexpr const char* kFirst = "1700000000500___events.dat";
-constexpr const char* kDropped =
-    "INFO Dropping ReliableQueue due to too many items to enqueue in 1 millisecond";
 
 TEST(ReliableQueueSave, WritesOneEncryptedFileNamedByTimeAndQueue) {
   QueueFixture f;
@@ -22,7 +19,7 @@ TEST(ReliableQueueSave, WritesOneEncryptedFileNamedByTimeAndQueue) {
   f.save(payload, "events");
   EXPECT_THAT(f.names(), ElementsAre(kFirst));
   EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), payload);
-  EXPECT_EQ(f.plain.readNSDataWithFullpath(f.pathOf(kFirst))->size(), 32U);
+  EXPECT_EQ(f.fileSystem.readFile(f.pathOf(kFirst))->size(), 32U);
   EXPECT_THAT(f.lines(),
               ElementsAre("INFO Saving a payload with filename:1700000000500___events.dat"));
 }
@@ -30,46 +27,35 @@ TEST(ReliableQueueSave, WritesOneEncryptedFileNamedByTimeAndQueue) {
 TEST(ReliableQueueSave, MissingArgumentsAndProcessorsAreRefusedWithALine) {
   QueueFixture f;
   f.accept("events");
-  f.queue.setProcessorHandler_withQueueID(nullptr, "none");
+  f.handle("none", nullptr);
   f.queue.setProcessorHandler_withQueueID([](auto&&...) {}, std::nullopt);
   f.queue.savePayload_withQueueID(std::nullopt, "events");
   f.queue.savePayload_withQueueID(bytesOf("12345"), std::nullopt);
   f.save("x", "none");
   EXPECT_FALSE(f.fileSystem.exists(std::string(f.kFolder)));
-  const auto records = f.log.records();
-  EXPECT_THAT(f.lines(), ElementsAre("ERROR Cant Commit a payload with size 0 for queueID: events",
-                                     "ERROR Cant Commit a payload with size 5 for queueID: (null)",
-                                     "ERROR No processor found for queue ID none"));
-  for (const auto& record : records) {
+  for (const auto& record : f.log.records()) {
     EXPECT_EQ(record.aspect, 0x200004);
     EXPECT_EQ(record.source, "-[KelmReliableQueue savePayload:withQueueID:]");
   }
+  EXPECT_THAT(f.lines(), ElementsAre("ERROR Cant Commit a payload with size 0 for queueID: events",
+                                     "ERROR Cant Commit a payload with size 5 for queueID: (null)",
+                                     "ERROR No processor found for queue ID none"));
 }
 
-TEST(ReliableQueueSave, SecondPayloadOfAMillisecondIsDroppedUnlessTheQueueDiffers) {
-  QueueFixture f;
-  f.accept("events");
-  f.accept("sales");
-  f.save("1", "events");
-  f.save("2", "events");
-  f.save("3", "sales");
-  f.tick();
-  f.save("4", "events");
-  EXPECT_THAT(f.names(),
-              ElementsAre(kFirst, "1700000000500___sales.dat", "1700000000501___events.dat"));
-  EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), "1");
-  EXPECT_THAT(f.lines(), ElementsAre(StartsWith("INFO Saving"), StartsWith("INFO Saving"), kDropped,
-                                     StartsWith("INFO Saving"), StartsWith("INFO Saving")));
-}
-
-TEST(ReliableQueueSave, NameIsPolledAHundredTimesMore) {
+TEST(ReliableQueueSave, SecondPayloadOfAMillisecondIsDroppedAfterAHundredPolls) {
   QueueFixture f;
   f.accept("events");
   f.save("1", "events");
+  f.lines();
   const auto before = f.fileSystem.calls();
   f.save("2", "events");
   // The folder, the listing (exists and list), the name and its hundred polls.
   EXPECT_EQ(f.fileSystem.calls() - before, 1U + 2U + 101U);
+  EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), "1");
+  EXPECT_THAT(
+      f.lines(),
+      ElementsAre("INFO Saving a payload with filename:1700000000500___events.dat",
+                  "INFO Dropping ReliableQueue due to too many items to enqueue in 1 millisecond"));
 }
 
 TEST(ReliableQueueSave, HostileQueueIdsAreFailedStoresAndTouchNothing) {
@@ -81,8 +67,7 @@ TEST(ReliableQueueSave, HostileQueueIdsAreFailedStoresAndTouchNothing) {
     f.accept(id);
     f.save("x", id);
     EXPECT_THAT(f.names(), IsEmpty()) << id;
-    const auto above = f.fileSystem.list("/q");
-    EXPECT_EQ(above->size(), 1U);
+    EXPECT_EQ(f.fileSystem.list("/q")->size(), 1U);
     EXPECT_THAT(f.lines(),
                 ElementsAre("INFO Saving a payload with filename:1700000000500___" + id + ".dat",
                             "ERROR Cant save file"));
@@ -107,90 +92,60 @@ TEST(ReliableQueueLimit, OldestOf201GoesBeforeTheNewOneIsWritten) {
                                      "1700000000701___events.dat"));
 }
 
-TEST(ReliableQueueProcess, OffersOldestFirstAndCountsDown) {
-  QueueFixture f;
-  f.accept("events");
-  for (const char* payload : {"1", "2", "3"}) {
-    f.save(payload, "events");
-    f.tick();
-  }
-  f.lines();
-  f.queue.processQueueWithID("events");
-  EXPECT_THAT(f.offers, ElementsAre(Offer{"1", "events", 2}, Offer{"2", "events", 1},
-                                    Offer{"3", "events", 0}));
-  EXPECT_THAT(f.names(), IsEmpty());
-  const std::vector<std::string> lines = f.lines();
-  ASSERT_THAT(lines, SizeIs(12));
-  EXPECT_THAT(std::vector<std::string>(lines.begin(), lines.begin() + 4),
-              ElementsAre("INFO Reading payload file with path: " + f.pathOf(kFirst),
-                          "INFO Payload size is: 1", "INFO Queue ID is: events",
-                          "INFO Process payload completed with error:(null)"));
-  f.queue.processQueueWithID("events");
-  EXPECT_THAT(f.lines(), ElementsAre("DEBUG ReliableQueue events processing complete"));
-}
-
-TEST(ReliableQueueProcess, RejectedPayloadsStayAndAreOfferedAgain) {
-  QueueFixture f;
-  f.accept("events");
-  f.save("1", "events");
-  f.rejecting = true;
-  f.queue.processQueueWithID("events");
-  f.queue.processQueueWithID("events");
-  EXPECT_THAT(f.names(), ElementsAre(kFirst));
-  EXPECT_THAT(f.lines(), ::testing::Contains("INFO Process payload completed with error:" +
-                                             describe(Error::make("test", 7, "rejected"))));
-  f.rejecting = false;
-  f.queue.processQueueWithID("events");
-  EXPECT_THAT(f.names(), IsEmpty());
-  EXPECT_THAT(f.offers, SizeIs(3));
-}
-
-TEST(ReliableQueueProcess, MatchesByContainmentAndHandlesByTheNameOfTheFile) {
-  QueueFixture f;
-  f.accept("ev");
-  f.accept("events");
-  f.put("1___events.dat", "1");
-  f.put("2___ev.dat", "2");
-  f.put("3___sales___ev.dat", "3");
-  f.put("4___sales.dat", "4");
-  f.queue.processQueueWithID("ev");
-  EXPECT_THAT(f.offers, ElementsAre(Offer{"1", "events", 2}, Offer{"2", "ev", 1}));
-  EXPECT_THAT(f.names(), ElementsAre("3___sales___ev.dat", "4___sales.dat"));
-  EXPECT_THAT(f.lines(), ::testing::Contains("ERROR Error getting handler"));
-}
-
-TEST(ReliableQueueProcess, PayloadsOfTheLimitPassAndLongerOnesGo) {
+TEST(ReliableQueueProcess, OffersOldestFirstUntilNothingIsRejected) {
   QueueFixture f;
   f.accept("q");
-  f.put("1___q.dat", std::string(102400, 'a'));
-  f.put("2___q.dat", std::string(102401, 'b'));
-  f.put("3___q.dat", std::string(102416, 'c'));
-  f.put("4___q.dat", std::string(1000000, 'd'));
-  f.put("5___q.dat", "");
+  f.put("1___q.dat", "one");
+  f.put("2___q.dat", "2");
+  for (const bool rejecting : {true, false}) {
+    f.rejecting = rejecting;
+    f.offers.clear();
+    f.lines();
+    f.queue.processQueueWithID("q");
+    EXPECT_THAT(f.offers, ElementsAre(Offer{"one", "q", 1}, Offer{"2", "q", 0}));
+    EXPECT_THAT(f.names(), SizeIs(rejecting ? 2 : 0));
+    std::vector<std::string> lines = f.lines();
+    ASSERT_THAT(lines, SizeIs(8));
+    lines.resize(4);
+    const std::string error =
+        rejecting ? describe(Error::make("test", 7, "rejected")) : std::string("(null)");
+    EXPECT_THAT(lines, ElementsAre("INFO Reading payload file with path: " + f.pathOf("1___q.dat"),
+                                   "INFO Payload size is: 3", "INFO Queue ID is: q",
+                                   "INFO Process payload completed with error:" + error));
+  }
   f.queue.processQueueWithID("q");
-  EXPECT_THAT(f.offers, ElementsAre(Offer{std::string(102400, 'a'), "q", 4}));
-  EXPECT_THAT(f.names(), IsEmpty());
-  std::vector<std::string> errors = f.lines();
-  std::erase_if(errors, [](const std::string& line) { return !line.starts_with("ERROR"); });
-  EXPECT_THAT(errors, ElementsAre("ERROR Error processing file /q/payloads/2___q.dat",
-                                  "ERROR Error processing file /q/payloads/3___q.dat",
-                                  "ERROR Error processing file /q/payloads/4___q.dat",
-                                  "ERROR Error processing file /q/payloads/5___q.dat"));
+  EXPECT_THAT(f.lines(), ElementsAre("DEBUG ReliableQueue q processing complete"));
 }
 
 TEST(ReliableQueueProcess, GarbageIsDeletedWithItsOwnMessage) {
-  QueueFixture f;
-  f.accept("q");
-  f.putRaw("1___q.dat", "no ciphertext");
-  f.put("2___.q", "badly named");
-  f.put("3____q.dat", "other queue");
-  f.queue.processQueueWithID("");
-  EXPECT_THAT(f.names(), ElementsAre("3____q.dat"));
-  std::vector<std::string> errors = f.lines();
-  std::erase_if(errors, [](const std::string& line) { return !line.starts_with("ERROR"); });
-  EXPECT_THAT(errors, ElementsAre("ERROR Error processing file /q/payloads/1___q.dat",
-                                  "ERROR Error reading queue id from filename: /q/payloads/2___.q",
-                                  "ERROR Error getting handler"));
+  const std::string broken = "ERROR Error processing file /q/payloads/";
+  const struct {
+    std::string name, payload, error;
+    bool remains;
+  } kRows[] = {
+      {"1___q.dat", std::string(102400, 'a'), "", false},
+      {"1___q.dat", std::string(102401, 'b'), broken + "1___q.dat", false},
+      {"1___q.dat", std::string(102416, 'c'), broken + "1___q.dat", false},
+      {"1___q.dat", std::string(1000000, 'd'), broken + "1___q.dat", false},
+      {"1___q.dat", "", broken + "1___q.dat", false},
+      {"no ciphertext___q.dat", "", broken + "no ciphertext___q.dat", false},
+      {"2___.q", "x", "ERROR Error reading queue id from filename: /q/payloads/2___.q", false},
+      {"3____q.dat", "other queue", "ERROR Error getting handler", true},
+  };
+  for (const auto& row : kRows) {
+    QueueFixture f;
+    f.accept("q");
+    f.put(row.name, row.payload);
+    if (row.name.starts_with("no"))
+      (void)f.fileSystem.replaceFile(f.pathOf(row.name), bytesOf(row.name));
+    f.queue.processQueueWithID("");
+    EXPECT_THAT(f.names(), SizeIs(row.remains ? 1 : 0)) << row.name;
+    EXPECT_THAT(f.offers, SizeIs(row.error.empty() ? 1 : 0)) << row.name;
+    std::vector<std::string> errors = f.lines();
+    std::erase_if(errors, [](const std::string& line) { return !line.starts_with("ERROR"); });
+    EXPECT_EQ(errors,
+              row.error.empty() ? std::vector<std::string>{} : std::vector<std::string>{row.error});
+  }
 }
 
 TEST(ReliableQueueRegister, ForbiddenIdIsStoredAndRaises) {
@@ -202,12 +157,12 @@ TEST(ReliableQueueRegister, ForbiddenIdIsStoredAndRaises) {
     EXPECT_EQ(exception.name(), exception_name::kGeneric);
     EXPECT_EQ(exception.reason(), "Using ___ as queue name is forbidden");
   }
-  EXPECT_THAT(f.lines(), ::testing::UnorderedElementsAre(
-                             "INFO Cant use ___ in the queue name",
-                             StartsWith("CRITICAL Using ___ as queue name is forbidden")));
+  EXPECT_THAT(f.log.lines(),
+              ::testing::UnorderedElementsAre("INFO Cant use ___ in the queue name",
+                                              "FATAL Using ___ as queue name is forbidden"));
   f.save("x", "___");
   EXPECT_THAT(f.names(), ElementsAre("1700000000500______.dat"));
-  EXPECT_THROW(f.queue.setProcessorHandler_withQueueID(nullptr, "___"), Exception);
+  EXPECT_THROW(f.handle("___", nullptr), Exception);
 }
 
 TEST(ReliableQueueReentry, ProcessorMaySaveProcessResetAndRegister) {
@@ -242,31 +197,28 @@ TEST(ReliableQueueReentry, ExceptionOfAProcessorReachesTheCallerAndFreesTheQueue
 
 TEST(ReliableQueueDoneCallback, LateRepeatedAndOutlivingCallsAreLoggedAndHarmless) {
   QueueFixture f;
-  std::vector<ReliableQueueDone> kept;
-  auto queue = std::make_unique<KelmReliableQueue>();
-  queue->setQueueFilePath(std::string(f.kFolder));
-  queue->setFilesystemKey(bytesOf(kSecretKey));
-  queue->setFilesystemIV(bytesOf(kSecretIV));
-  queue->setProcessorHandler_withQueueID(
-      [&](const Data&, const std::string&, std::int64_t, ReliableQueueDone done) {
-        kept.push_back(std::move(done));
-      },
-      "q");
-  f.put("1___q.dat", "1");
-  queue->processQueueWithID("q");
-  queue.reset();
+  ReliableQueueDone kept;
+  {
+    KelmReliableQueue queue;
+    f.furnish(queue);
+    queue.setProcessorHandler_withQueueID([&](const Data&, const std::string&, std::int64_t,
+                                              ReliableQueueDone done) { kept = std::move(done); },
+                                          "q");
+    f.put("1___q.dat", "1");
+    queue.processQueueWithID("q");
+  }
   f.lines();
-  ASSERT_THAT(kept, SizeIs(1));
-  kept[0](Error::make("test", 7, "later"));
+  ASSERT_TRUE(kept);
+  kept(Error::make("test", 7, "later"));
   EXPECT_THAT(f.names(), SizeIs(1));
-  std::thread([&] { kept[0](std::nullopt); }).join();
+  std::thread([&] { kept(std::nullopt); }).join();
   EXPECT_THAT(f.names(), IsEmpty());
-  kept[0](std::nullopt);
+  kept(std::nullopt);
   EXPECT_THAT(f.lines(), ElementsAre(HasSubstr("completed with error:Error Domain=test"),
                                      HasSubstr("completed with error:(null)"),
                                      HasSubstr("completed with error:(null)")));
   f.put("1___q.dat", "a later payload of the same name");
-  kept[0](std::nullopt);
+  kept(std::nullopt);
   EXPECT_THAT(f.names(), SizeIs(1));
 }
 

@@ -1,5 +1,4 @@
 #include <atomic>
-#include <deque>
 #include <set>
 #include <thread>
 
@@ -18,23 +17,23 @@ class LateCallbacks {
     const Lock lock(mutex_);
     waiting_.push_back(std::move(done));
   }
-  /// Calls the first one `times`; false when none waits.
+  /// Calls the last one `times`; false when none waits.
   bool callOne(int times) {
     ReliableQueueDone done;
     {
       const Lock lock(mutex_);
       if (waiting_.empty()) return false;
-      done = std::move(waiting_.front());
-      waiting_.pop_front();
+      done = std::move(waiting_.back());
+      waiting_.pop_back();
     }
-    for (int i = 0; i < times; ++i)
+    while (times-- > 0)
       done(std::nullopt);
     return true;
   }
 
  private:
   Mutex mutex_;
-  std::deque<ReliableQueueDone> waiting_;
+  std::vector<ReliableQueueDone> waiting_;
 };
 
 TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing) {
@@ -51,7 +50,7 @@ TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing)
     late.add(std::move(done));
   };
   std::atomic<int> saving{kSavers};
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int saver = 0; saver < kSavers; ++saver) {
     const std::string id = "saver" + std::to_string(saver);
     f.handle(id, receive);
@@ -82,8 +81,7 @@ TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing)
       f.queue.removePayloadFile(f.pathOf("nothing"));
     }
   });
-  for (std::thread& thread : threads)
-    thread.join();
+  threads.clear();
   f.queue.processQueueWithID("saver");
   while (late.callOne(1)) {
   }

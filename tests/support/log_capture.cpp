@@ -4,9 +4,7 @@
 
 #include <cstdio>
 #include <stdexcept>
-#include <utility>
 
-#include "kelm/base/utf16.h"
 #include "tests/support/canary.h"
 
 namespace kelm::test {
@@ -19,33 +17,6 @@ void flush() {
   if (!VaspLogger::flush(kLimit)) throw std::runtime_error("the log does not get delivered");
 }
 
-const char* levelName(LogLevel level) {
-  constexpr const char* kNames[] = {"DEBUG", "INFO", "WARN", "ERROR", "FATAL", "FATAL"};
-  return level < std::size(kNames) ? kNames[level] : "UNKNOW";
-}
-
-/// "[2/3]text": which piece of how many, and its text; 1 of 1 for every other message.
-struct Piece {
-  std::size_t number = 1;
-  std::size_t count = 1;
-  std::string_view text;
-};
-
-Piece pieceOf(std::string_view message) {
-  Piece piece{1, 1, message};
-  std::size_t number = 0;
-  std::size_t count = 0;
-  int size = 0;
-  const std::string head(message.substr(0, 48));
-  if (std::sscanf(head.c_str(), "[%zu/%zu]%n", &number, &count, &size) != 2 || size == 0)
-    return piece;
-  const std::string_view text = message.substr(static_cast<std::size_t>(size));
-  constexpr std::size_t kUnits = 1000;
-  if (number == 0 || count < 2 || number > count) return piece;
-  if (number < count && utf16Length(text) != kUnits) return piece;
-  return {number, count, text};
-}
-
 }  // namespace
 
 class LogCapture::Collector : public VaspLogDelegate {
@@ -54,23 +25,13 @@ class LogCapture::Collector : public VaspLogDelegate {
                                                    const char* from, std::string_view threadName,
                                                    std::string_view message) override {
     if (showsCanary(message)) ADD_FAILURE() << "a line of the log shows a secret: " << message;
-    const Lock lock(mutex_);
-    records_.push_back({level, aspect, from != nullptr ? from : "", std::string(threadName),
-                        std::string(message)});
+    const Lock lock(mutex);
+    records.push_back({level, aspect, from != nullptr ? from : "", std::string(threadName),
+                       std::string(message)});
   }
 
-  std::vector<Record> records() const {
-    const Lock lock(mutex_);
-    return records_;
-  }
-  void clear() {
-    const Lock lock(mutex_);
-    records_.clear();
-  }
-
- private:
-  mutable Mutex mutex_;
-  std::vector<Record> records_ KELM_GUARDED_BY(mutex_);
+  Mutex mutex;
+  std::vector<Record> records KELM_GUARDED_BY(mutex);
 };
 
 LogCapture::LogCapture() : collector_(std::make_shared<Collector>()) {
@@ -85,28 +46,35 @@ LogCapture::~LogCapture() {
 
 std::vector<LogCapture::Record> LogCapture::records() const {
   flush();
-  return collector_->records();
+  const Lock lock(collector_->mutex);
+  return collector_->records;
 }
 
-std::vector<std::string> LogCapture::lines() const {
+std::vector<std::string> LogCapture::lines(std::string_view source) const {
+  static constexpr const char* kLevels[] = {"DEBUG ", "INFO ",  "WARN ",
+                                            "ERROR ", "FATAL ", "FATAL "};
   std::vector<std::string> lines;
   std::string text;
   for (const Record& record : records()) {
-    const Piece piece = pieceOf(record.message);
-    if (piece.number == 1) text.clear();
-    text += piece.text;
-    if (piece.number < piece.count) continue;
+    if (record.source.find(source) == std::string::npos) continue;
+    std::size_t number = 1, count = 1;
+    int mark = 0;  // "[2/3]" before the text: a piece of a longer one
+    if (std::sscanf(record.message.c_str(), "[%zu/%zu]%n", &number, &count, &mark) < 2 || mark == 0)
+      number = count = 1;
+    if (number == 1) text.clear();
+    text.append(record.message, static_cast<std::size_t>(mark));
+    if (number < count) continue;
     const bool hasStack = record.level >= log_level::kError && record.level <= log_level::kCritical;
-    const std::string_view shown =
-        hasStack ? std::string_view(text).substr(0, text.find('\n')) : text;
-    lines.push_back(std::string(levelName(record.level)).append(" ").append(shown));
+    lines.push_back((record.level < std::size(kLevels) ? kLevels[record.level] : "UNKNOW ") +
+                    (hasStack ? text.substr(0, text.find('\n')) : text));
   }
   return lines;
 }
 
 void LogCapture::clear() {
   flush();
-  collector_->clear();
+  const Lock lock(collector_->mutex);
+  collector_->records.clear();
 }
 
 }  // namespace kelm::test

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kelm/base/mutex.h"
@@ -29,9 +30,10 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  /// "WARN text" for each message, the pieces of a long one joined. Of ERROR and FATAL the first
-  /// line only: the stack is cut off. Waits until everything logged so far has arrived.
-  std::vector<std::string> lines() const;
+  /// "WARN text" for each message whose source holds a text, the pieces of a long one joined. Of
+  /// ERROR and FATAL the first line only: the stack is cut off. Waits until everything logged so
+  /// far has arrived.
+  std::vector<std::string> lines(std::string_view source = {}) const;
   /// Every record as it came, pieces too. Waits likewise.
   std::vector<Record> records() const;
   void clear();

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <future>
 #include <limits>
+#include <map>
+#include <optional>
 #include <utility>
 
 #include "kelm/base/format.h"
@@ -31,8 +34,7 @@ struct ManualDispatcher::Agenda {
   std::atomic<std::thread::id> runner{std::this_thread::get_id()};
   std::size_t running = kMain;  ///< of the runner
 
-  mutable Mutex mutex;
-  std::condition_variable_any changed;
+  Mutex mutex;
   std::map<Place, Item> items KELM_GUARDED_BY(mutex);
   std::uint64_t nextAge KELM_GUARDED_BY(mutex) = 0;
   std::size_t nextQueue KELM_GUARDED_BY(mutex) = kGlobal + 1;
@@ -46,7 +48,6 @@ struct ManualDispatcher::Agenda {
     const Lock lock(mutex);
     const std::int64_t time = now + std::clamp<std::int64_t>(delay.count(), 0, most);
     items.emplace(Place{time, nextAge++}, std::move(item));
-    changed.notify_all();
   }
 
   /// The first item that is due, and of `queue` alone if that is given; absent when there is none.
@@ -93,41 +94,17 @@ struct ManualDispatcher::Agenda {
 
   /// Posts from another thread, and waits for the runner to get there.
   void postAndWait(std::size_t queue, const Task& task) {
-    bool done = false;
-    std::exception_ptr failure;
-    add(Duration::zero(), {queue,
-                           [&] {
-                             std::exception_ptr thrown;
-                             try {
-                               task();
-                             } catch (...) {
-                               thrown = std::current_exception();
-                             }
-                             const Lock lock(mutex);
-                             failure = std::move(thrown);
-                             done = true;
-                             changed.notify_all();
-                           },
-                           0, nullptr});
-    mutex.lock();
-    while (!done)
-      changed.wait(mutex);
-    mutex.unlock();
-    if (failure) std::rethrow_exception(failure);
+    const auto run = std::make_shared<std::packaged_task<void()>>(std::ref(task));
+    add(Duration::zero(), {queue, [run] { (*run)(); }, 0, nullptr});
+    run->get_future().get();
   }
 
-  /// The time of the first item; absent when nothing waits.
-  std::optional<std::int64_t> nextTime() const {
-    const Lock lock(mutex);
-    if (items.empty()) return std::nullopt;
-    return items.begin()->first.first;
-  }
-
-  /// Moves the clock to the first item, unless that lies after `end`. False when it does.
+  /// Moves the clock to the first item; false when none comes before `end`.
   bool advanceToNext(std::int64_t end) {
-    const auto time = nextTime();
-    if (!time || *time > end) return false;
-    clock->advance(Duration(std::max<std::int64_t>(*time - clock->monotonicNanoseconds(), 0)));
+    const std::int64_t now = clock->monotonicNanoseconds();
+    const Lock lock(mutex);
+    if (items.empty() || items.begin()->first.first > end) return false;
+    clock->advance(Duration(std::max<std::int64_t>(items.begin()->first.first - now, 0)));
     return true;
   }
 };
@@ -140,12 +117,12 @@ class ManualDispatcher::ManualTimer : public platform::Timer {
     *stopped_ = true;
     Agenda::Item released;  // outside the lock: its task may hold anything
     const Lock lock(agenda_->mutex);
-    const auto place =
-        std::find_if(agenda_->items.begin(), agenda_->items.end(),
-                     [&](const auto& item) { return item.second.stopped == stopped_; });
-    if (place == agenda_->items.end()) return;
-    released = std::move(place->second);
-    agenda_->items.erase(place);
+    for (auto place = agenda_->items.begin(); place != agenda_->items.end(); ++place) {
+      if (place->second.stopped != stopped_) continue;
+      released = std::move(place->second);
+      agenda_->items.erase(place);
+      return;
+    }
   }
 
  private:
@@ -153,7 +130,8 @@ class ManualDispatcher::ManualTimer : public platform::Timer {
   std::shared_ptr<std::atomic<bool>> stopped_;
 };
 
-class ManualDispatcher::ManualQueue : public platform::Queue {
+template <class Base>
+class ManualDispatcher::ManualQueue : public Base {
  public:
   ManualQueue(std::shared_ptr<Agenda> agenda, std::size_t number)
       : agenda_(std::move(agenda)), number_(number) {}
@@ -177,23 +155,14 @@ class ManualDispatcher::ManualQueue : public platform::Queue {
   }
   bool isCurrent() const override { return agenda_->isCurrent(number_); }
 
- private:
-  std::shared_ptr<Agenda> agenda_;
-  std::size_t number_;
+ protected:
+  const std::shared_ptr<Agenda> agenda_;
+  const std::size_t number_;
 };
 
-class ManualDispatcher::ManualMainLoop : public platform::MainLoop {
+class ManualDispatcher::ManualMainLoop : public ManualQueue<platform::MainLoop> {
  public:
-  explicit ManualMainLoop(std::shared_ptr<Agenda> agenda)
-      : agenda_(std::move(agenda)), queue_(agenda_, Agenda::kMain) {}
-
-  void post(Task task) override { queue_.post(std::move(task)); }
-  void postAfter(Duration delay, Task task) override { queue_.postAfter(delay, std::move(task)); }
-  std::unique_ptr<platform::Timer> every(Duration interval, Task task) override {
-    return queue_.every(interval, std::move(task));
-  }
-  void runAndWait(const Task& task) override { queue_.runAndWait(task); }
-  bool isCurrent() const override { return queue_.isCurrent(); }
+  using ManualQueue::ManualQueue;
 
   /// Ends also when nothing waits any more.
   void run() override {
@@ -228,8 +197,6 @@ class ManualDispatcher::ManualMainLoop : public platform::MainLoop {
  private:
   static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 
-  std::shared_ptr<Agenda> agenda_;
-  ManualQueue queue_;
   std::atomic<bool> stopped_{false};
 };
 
@@ -238,7 +205,7 @@ ManualDispatcher::ManualDispatcher(std::shared_ptr<ManualClock> clock,
     : agenda_(std::make_shared<Agenda>()) {
   agenda_->clock = std::move(clock);
   agenda_->console = std::move(console);
-  mainLoop_ = std::make_unique<ManualMainLoop>(agenda_);
+  mainLoop_ = std::make_unique<ManualMainLoop>(agenda_, Agenda::kMain);
 }
 
 ManualDispatcher::~ManualDispatcher() {
@@ -251,7 +218,7 @@ platform::MainLoop& ManualDispatcher::mainLoop() { return *mainLoop_; }
 
 std::shared_ptr<platform::Queue> ManualDispatcher::makeSerialQueue(std::string_view) {
   const Lock lock(agenda_->mutex);
-  return std::make_shared<ManualQueue>(agenda_, agenda_->nextQueue++);
+  return std::make_shared<ManualQueue<platform::Queue>>(agenda_, agenda_->nextQueue++);
 }
 
 void ManualDispatcher::postGlobal(platform::Priority, Task task) {

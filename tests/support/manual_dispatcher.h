@@ -1,8 +1,5 @@
 #pragma once
 
-#include <condition_variable>
-#include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -35,6 +32,7 @@ class ManualDispatcher : public platform::Dispatcher {
 
  private:
   struct Agenda;
+  template <class Base>
   class ManualQueue;
   class ManualMainLoop;
   class ManualTimer;

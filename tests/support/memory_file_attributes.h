@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "kelm/platform/file_attributes.h"
@@ -15,30 +18,37 @@ class MemoryFileAttributes : public platform::FileAttributes, public FaultLadder
       : files_(std::move(files)) {}
 
   Failure setProtection(const std::string& path, std::string_view protectionClass) override {
-    if (const int error = nextCall()) return failedAt(path, error);
-    return failedAt(path, files_->setAttribute(path, kProtection, protectionClass));
+    return change(path, [&](auto& attributes) { attributes[kProtection] = protectionClass; });
   }
   std::optional<std::string> protection(const std::string& path) const override {
-    return nextCall() == 0 ? files_->attribute(path, kProtection) : std::nullopt;
+    return attribute(path, kProtection);
   }
   Failure setExcludedFromBackup(const std::string& path, bool excluded) override {
-    if (const int error = nextCall()) return failedAt(path, error);
-    return failedAt(path, excluded ? files_->setAttribute(path, kNoBackup, "")
-                                   : files_->removeAttribute(path, kNoBackup));
+    return change(path, [&](auto& attributes) {
+      attributes.erase(kNoBackup);
+      if (excluded) attributes[kNoBackup] = "";
+    });
   }
   bool isExcludedFromBackup(const std::string& path) const override {
-    return nextCall() == 0 && files_->attribute(path, kNoBackup).has_value();
+    return attribute(path, kNoBackup).has_value();
   }
 
  private:
+  using Attributes = MemoryFileSystem::Attributes;
   static constexpr const char* kProtection = "protection";
   static constexpr const char* kNoBackup = "nobackup";
 
-  static Failure failedAt(const std::string& path, int error) {
-    if (error == 0) return {};
-    Error result = posixError(error, path);
-    result.userInfo.set("NSFilePath", path);
-    return result;
+  Failure change(const std::string& path, const std::function<void(Attributes&)>& run) const {
+    int error = nextCall();
+    if (error == 0) error = files_->changeAttributes(path, run);
+    return error == 0 ? Failure() : failedAt(path, error);
+  }
+  std::optional<std::string> attribute(const std::string& path, const char* name) const {
+    std::optional<std::string> value;
+    (void)change(path, [&](Attributes& attributes) {
+      if (attributes.contains(name)) value = attributes[name];
+    });
+    return value;
   }
 
   const std::shared_ptr<MemoryFileSystem> files_;

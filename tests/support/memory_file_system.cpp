@@ -1,5 +1,6 @@
 #include "tests/support/memory_file_system.h"
 
+#include <algorithm>
 #include <climits>
 #include <deque>
 #include <utility>
@@ -19,9 +20,16 @@ struct MemoryFileSystem::Node {
   std::string target;                          // of a link
   std::map<std::string, NodePointer> entries;  // of a folder
   std::map<std::string, NodePointer> durableEntries;
-  std::map<std::string, std::string> attributes;
+  Attributes attributes;
 
   bool isFolder() const { return kind == FileKind::Directory; }
+  NodePointer clone() const {
+    auto copy = std::make_shared<Node>(*this);
+    for (auto& [name, child] : copy->entries)
+      child = child->clone();
+    copy->durableEntries = copy->entries;
+    return copy;
+  }
 };
 
 /// Where a path leads: to a node, or to a free name in a folder, or to an error.
@@ -36,20 +44,16 @@ struct MemoryFileSystem::Place {
   int missing() const { return error != 0 ? error : node ? 0 : ENOENT; }
 };
 
-namespace {
-
-constexpr std::size_t kLongestName = 255;
-constexpr int kMostLinks = 40;
-
 Error failedAt(const std::string& path, int error) {
   Error result = posixError(error, path);
   result.userInfo.set("NSFilePath", path);
   return result;
 }
 
-Failure failure(int error, const std::string& path) {
-  return error == 0 ? Failure() : failedAt(path, error);
-}
+namespace {
+
+constexpr std::size_t kLongestName = 255;
+constexpr int kMostLinks = 40;
 
 int pathError(const std::string& path) {
   if (path.empty()) return ENOENT;
@@ -74,6 +78,10 @@ std::string withoutSlashes(std::string path) {
 }
 
 }  // namespace
+
+bool MemoryFileSystem::isBelow(const Place& place, const NodePointer& node) {
+  return std::find(place.way.begin(), place.way.end(), node) != place.way.end();
+}
 
 /// Follows a path from the root, as the system does.
 class MemoryFileSystem::Walk {
@@ -158,57 +166,79 @@ void MemoryFileSystem::put(const Place& place, NodePointer node) {
   place.folder->modified = clock_ ? clock_->now() : Date{1'700'000'000};
 }
 
-bool MemoryFileSystem::exists(const std::string& path) const {
+/// Runs an operation that returns an errno, unless the ladder or the path is against it.
+template <class Run>
+Failure MemoryFileSystem::attempt(const std::string& path, Run run) const {
+  int error = nextCall();
+  if (error == 0) error = pathError(path);
+  if (error == 0) error = run();
+  return error == 0 ? Failure() : failedAt(path, error);
+}
+
+/// The same on what the path leads to.
+template <class T, class Run>
+Result<T> MemoryFileSystem::read(const std::string& path, bool follows, Run run) const {
   const Lock lock(mutex_);
-  return nextCall() == 0 && find(path, true).missing() == 0;
+  T result;
+  const Failure failure = attempt(path, [&]() KELM_REQUIRES(mutex_) {
+    const Place place = find(path, follows);
+    return place.missing() != 0 ? place.missing() : run(*place.node, result);
+  });
+  if (failure) return *failure;
+  return result;
+}
+
+bool MemoryFileSystem::exists(const std::string& path) const {
+  return static_cast<bool>(read<int>(path, true, [](const Node&, int&) { return 0; }));
 }
 
 bool MemoryFileSystem::isDirectory(const std::string& path) const {
-  const Lock lock(mutex_);
-  if (nextCall() != 0) return false;
-  const Place place = find(path, true);
-  return place.missing() == 0 && place.node->isFolder();
+  return static_cast<bool>(
+      read<int>(path, true, [](const Node& node, int&) { return node.isFolder() ? 0 : ENOTDIR; }));
 }
 
 Result<FileStatus> MemoryFileSystem::status(const std::string& path) const {
-  const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  const Place place = find(path, false);
-  if (const int error = place.missing()) return failedAt(path, error);
-  const Node& node = *place.node;
-  FileStatus status;
-  status.kind = node.kind;
-  status.size = node.kind == FileKind::SymbolicLink ? node.target.size() : node.content.size();
-  status.permissions = node.permissions;
-  status.modified = node.modified;
-  status.created = node.created;
-  return status;
+  return read<FileStatus>(path, false, [](const Node& node, FileStatus& status) {
+    status.kind = node.kind;
+    status.size = node.kind == FileKind::SymbolicLink ? node.target.size() : node.content.size();
+    status.permissions = node.permissions;
+    status.modified = node.modified;
+    status.created = node.created;
+    return 0;
+  });
 }
 
 Result<Data> MemoryFileSystem::readFile(const std::string& path) const {
-  const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  const Place place = find(path, true);
-  if (const int error = place.missing()) return failedAt(path, error);
-  if (place.node->isFolder()) return failedAt(path, EISDIR);
-  return place.node->content;
+  return read<Data>(path, true, [](const Node& node, Data& content) {
+    content = node.content;
+    return node.isFolder() ? EISDIR : 0;
+  });
+}
+
+Result<std::vector<DirectoryEntry>> MemoryFileSystem::list(const std::string& path) const {
+  using Entries = std::vector<DirectoryEntry>;
+  return read<Entries>(path, true, [](const Node& node, Entries& entries) {
+    for (const auto& [name, child] : node.entries)
+      entries.push_back({name, child->kind});
+    return node.isFolder() ? 0 : ENOTDIR;
+  });
 }
 
 Failure MemoryFileSystem::replaceFile(const std::string& path, DataView content) {
   const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  if (const int error = pathError(path)) return failedAt(path, error);
-  const std::string name = path.substr(path.rfind('/') + 1);
-  if (name.empty() || name == "." || name == "..") return failedAt(path, EISDIR);
-  Place place = find(path, false);
-  if (place.error != 0) return failedAt(path, place.error);
-  if (place.node && place.node->isFolder()) return failedAt(path, EISDIR);
-  const bool replaces = place.node && place.node->kind == FileKind::Regular;
-  NodePointer file = makeNode(FileKind::Regular, replaces ? place.node->permissions : 0600);
-  file->content.assign(content.begin(), content.end());
-  put(place, std::move(file));
-  syncWayTo(path);
-  return {};
+  return attempt(path, [&]() KELM_REQUIRES(mutex_) {
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const Place place = find(path, false);
+    if (name.empty() || name == "." || name == "..") return EISDIR;
+    if (place.error != 0) return place.error;
+    if (place.node && place.node->isFolder()) return EISDIR;
+    const bool replaces = place.node && place.node->kind == FileKind::Regular;
+    NodePointer file = makeNode(FileKind::Regular, replaces ? place.node->permissions : 0600);
+    file->content.assign(content.begin(), content.end());
+    put(place, std::move(file));
+    syncWayTo(path);
+    return 0;
+  });
 }
 
 /// Every folder on the way to the item holds its present names for good.
@@ -217,110 +247,70 @@ void MemoryFileSystem::syncWayTo(const std::string& path) {
     folder->durableEntries = folder->entries;
 }
 
-int MemoryFileSystem::makeFolder(const std::string& path) {
-  const Place place = findSlot(path);
-  if (place.error != 0) return place.error;
-  if (place.node) return EEXIST;
-  put(place, makeNode(FileKind::Directory, 0700));
-  return 0;
-}
-
 Failure MemoryFileSystem::createDirectories(const std::string& path) {
   const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  if (const int error = pathError(path)) return failedAt(path, error);
-  std::string prefix = path.starts_with('/') ? "/" : "";
-  int error = EEXIST;
-  for (const std::string& part : partsOf(path)) {
-    prefix += part;
-    error = makeFolder(prefix);
-    if (error != 0 && error != EEXIST) return failedAt(path, error);
-    prefix += '/';
-  }
-  const Place place = find(path, true);
-  const bool isThere = error == 0 || (place.missing() == 0 && place.node->isFolder());
-  return failure(isThere ? 0 : EEXIST, path);
+  return attempt(path, [&]() KELM_REQUIRES(mutex_) {
+    std::string prefix = path.starts_with('/') ? "/" : "";
+    for (const std::string& part : partsOf(path)) {
+      prefix += part;
+      const Place place = findSlot(prefix);
+      if (place.error != 0) return place.error;
+      if (!place.node) put(place, makeNode(FileKind::Directory, 0700));
+      prefix += '/';
+    }
+    const Place place = find(path, true);
+    return place.missing() == 0 && place.node->isFolder() ? 0 : EEXIST;
+  });
 }
 
 Failure MemoryFileSystem::remove(const std::string& path) {
   const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  const std::string stripped = withoutSlashes(path);
-  const std::string last = stripped.substr(stripped.rfind('/') + 1);
-  if (pathError(path) == 0 && (last == "." || last == "..")) return failedAt(path, EINVAL);
-  const Place place = findSlot(path);
-  if (const int error = place.missing()) return failedAt(path, error);
-  if (place.name.empty()) return failedAt(path, EBUSY);
-  if (path.ends_with('/') && !place.node->isFolder()) return failedAt(path, ENOTDIR);
-  put(place, nullptr);
-  return {};
+  return attempt(path, [&]() KELM_REQUIRES(mutex_) {
+    const std::string stripped = withoutSlashes(path);
+    const std::string last = stripped.substr(stripped.rfind('/') + 1);
+    if (last == "." || last == "..") return EINVAL;
+    const Place place = findSlot(path);
+    if (const int error = place.missing()) return error;
+    if (place.name.empty()) return EBUSY;
+    if (path.ends_with('/') && !place.node->isFolder()) return ENOTDIR;
+    put(place, nullptr);
+    return 0;
+  });
 }
 
 Failure MemoryFileSystem::move(const std::string& from, const std::string& to) {
   const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(from, error);
-  if (const int error = pathError(from)) return failedAt(from, error);
-  if (const int error = pathError(to)) return failedAt(to, error);
-  return failure(moveLocked(from, to), from);
-}
-
-int MemoryFileSystem::moveLocked(const std::string& from, const std::string& to) {
-  const Place source = findSlot(from);
-  const Place target = findSlot(to);
-  if (source.error != 0) return source.error;
-  if (target.error != 0) return target.error;
-  if (source.name.empty()) return EBUSY;
-  if (target.name.empty()) return EEXIST;
-  if (!source.node) return ENOENT;
-  if (target.node) return EEXIST;
-  if (!source.node->isFolder() && (from.ends_with('/') || to.ends_with('/'))) return ENOTDIR;
-  for (const NodePointer& above : target.way)
-    if (above == source.node) return EINVAL;
-  const NodePointer node = source.node;
-  put(source, nullptr);
-  put(target, node);
-  return 0;
+  if (const int error = pathError(to)) return attempt(to, [=] { return error; });
+  return attempt(from, [&]() KELM_REQUIRES(mutex_) {
+    const Place source = findSlot(from), target = findSlot(to);
+    if (source.error != 0) return source.error;
+    if (target.error != 0) return target.error;
+    if (source.name.empty()) return EBUSY;
+    if (target.name.empty()) return EEXIST;
+    if (!source.node) return ENOENT;
+    if (target.node) return EEXIST;
+    if (!source.node->isFolder() && (from.ends_with('/') || to.ends_with('/'))) return ENOTDIR;
+    if (isBelow(target, source.node)) return EINVAL;
+    put(source, nullptr);
+    put(target, source.node);
+    return 0;
+  });
 }
 
 Failure MemoryFileSystem::copy(const std::string& from, const std::string& to) {
   const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(from, error);
-  if (const int error = pathError(from)) return failedAt(from, error);
-  if (const int error = pathError(to)) return failedAt(to, error);
-  return failure(copyLocked(from, to), from);
-}
-
-int MemoryFileSystem::copyLocked(const std::string& from, const std::string& to) {
-  const Place source = find(from, false);
-  if (const int error = source.missing()) return error;
-  const Place target = findSlot(to);
-  if (!source.node->isFolder() && to.ends_with('/')) return ENOTDIR;
-  if (target.error != 0) return target.error;
-  if (target.node) return EEXIST;
-  for (const NodePointer& above : target.way)
-    if (above == source.node) return EINVAL;
-  const auto cloned = [](const auto& self, const Node& node) -> NodePointer {
-    auto clone = std::make_shared<Node>(node);
-    for (auto& [name, child] : clone->entries)
-      child = self(self, *child);
-    clone->durableEntries = clone->entries;
-    return clone;
-  };
-  put(target, cloned(cloned, *source.node));
-  syncWayTo(to);
-  return 0;
-}
-
-Result<std::vector<DirectoryEntry>> MemoryFileSystem::list(const std::string& path) const {
-  const Lock lock(mutex_);
-  if (const int error = nextCall()) return failedAt(path, error);
-  const Place place = find(path, true);
-  if (const int error = place.missing()) return failedAt(path, error);
-  if (!place.node->isFolder()) return failedAt(path, ENOTDIR);
-  std::vector<DirectoryEntry> entries;
-  for (const auto& [name, node] : place.node->entries)
-    entries.push_back({name, node->kind});
-  return entries;
+  if (const int error = pathError(to)) return attempt(to, [=] { return error; });
+  return attempt(from, [&]() KELM_REQUIRES(mutex_) {
+    const Place source = find(from, false), target = findSlot(to);
+    if (const int error = source.missing()) return error;
+    if (!source.node->isFolder() && to.ends_with('/')) return ENOTDIR;
+    if (target.error != 0) return target.error;
+    if (target.node) return EEXIST;
+    if (isBelow(target, source.node)) return EINVAL;
+    put(target, source.node->clone());
+    syncWayTo(to);
+    return 0;
+  });
 }
 
 void MemoryFileSystem::makeSymbolicLink(const std::string& target, const std::string& path) {
@@ -347,28 +337,12 @@ void MemoryFileSystem::losePower() {
   }
 }
 
-int MemoryFileSystem::setAttribute(const std::string& path, const std::string& name,
-                                   std::string_view value) {
+int MemoryFileSystem::changeAttributes(const std::string& path,
+                                       const std::function<void(Attributes&)>& change) const {
   const Lock lock(mutex_);
   const Place place = find(path, true);
-  if (place.missing() == 0) place.node->attributes[name] = value;
+  if (place.missing() == 0) change(place.node->attributes);
   return place.missing();
-}
-
-int MemoryFileSystem::removeAttribute(const std::string& path, const std::string& name) {
-  const Lock lock(mutex_);
-  const Place place = find(path, true);
-  if (place.missing() == 0) place.node->attributes.erase(name);
-  return place.missing();
-}
-
-std::optional<std::string> MemoryFileSystem::attribute(const std::string& path,
-                                                       const std::string& name) const {
-  const Lock lock(mutex_);
-  const Place place = find(path, true);
-  if (place.missing() != 0) return std::nullopt;
-  const auto found = place.node->attributes.find(name);
-  return found != place.node->attributes.end() ? std::optional(found->second) : std::nullopt;
 }
 
 }  // namespace kelm::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +13,9 @@
 #include "tests/support/fault_ladder.h"
 
 namespace kelm::test {
+
+/// A system error at a path.
+Error failedAt(const std::string& path, int error);
 
 /// A file tree in memory, with the system's rules for paths and links and its error codes. It has
 /// a root "/", where relative paths start too. Every call counts for the fault ladder.
@@ -39,10 +43,10 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   /// since their folder was last synced are as they were then. The worst that a power loss does.
   void losePower();
 
-  /// Attributes beside the content, of what the path leads to. An errno, 0 for success.
-  int setAttribute(const std::string& path, const std::string& name, std::string_view value);
-  int removeAttribute(const std::string& path, const std::string& name);
-  std::optional<std::string> attribute(const std::string& path, const std::string& name) const;
+  /// Lets a function see to the attributes of what the path leads to. An errno, 0 for success.
+  using Attributes = std::map<std::string, std::string>;
+  int changeAttributes(const std::string& path,
+                       const std::function<void(Attributes&)>& change) const;
 
  private:
   struct Node;
@@ -53,9 +57,11 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   NodePointer makeNode(platform::FileKind kind, std::uint32_t permissions) const;
   Place find(const std::string& path, bool follows) const KELM_REQUIRES(mutex_);
   Place findSlot(const std::string& path) const KELM_REQUIRES(mutex_);
-  int makeFolder(const std::string& path) KELM_REQUIRES(mutex_);
-  int moveLocked(const std::string& from, const std::string& to) KELM_REQUIRES(mutex_);
-  int copyLocked(const std::string& from, const std::string& to) KELM_REQUIRES(mutex_);
+  template <class Run>
+  Failure attempt(const std::string& path, Run run) const KELM_REQUIRES(mutex_);
+  template <class T, class Run>
+  Result<T> read(const std::string& path, bool follows, Run run) const;
+  static bool isBelow(const Place& place, const NodePointer& node);
   void put(const Place& place, NodePointer node) KELM_REQUIRES(mutex_);
   void syncWayTo(const std::string& path) KELM_REQUIRES(mutex_);
 
