@@ -70,42 +70,31 @@ struct OrderCheck {
 void logFromThreads(int threads, int each, const std::function<void()>& meanwhile) {
   std::latch start(threads + 1);
   std::vector<std::jthread> all;
-  for (int t = 0; t < threads; ++t) {
+  for (int t = 0; t < threads; ++t)
     all.emplace_back([&, t] {
       start.arrive_and_wait();
       for (int i = 0; i < each; ++i)
         VaspLogger::logwithLevel_aspect_from_message(1, 0, "f", "%d %d", t, i);
     });
-  }
   start.arrive_and_wait();
   meanwhile();
 }
 
-TEST_F(DeliveryTest, RecordsOfManyThreadsArriveOnceInEachThreadsOrderOneAtATime) {
+TEST_F(DeliveryTest, RecordsArriveOnceInEachThreadsOrderOneAtATimeWhileDelegatesAreExchanged) {
   constexpr int kThreads = 8;
   constexpr int kEach = 5000;
   OrderCheck check;
   check.last.assign(kThreads, -1);
-  install([&](LogLevel, std::string_view message) { check.take(message); });
-  logFromThreads(kThreads, kEach, [] {});
+  const auto take = [&](LogLevel, std::string_view message) { check.take(message); };
+  install(take);
+  logFromThreads(kThreads, kEach, [&] {
+    for (int i = 0; i < 2000; ++i)
+      install(take);
+  });
   ASSERT_TRUE(VaspLogger::flush(minutes(1)));
   EXPECT_EQ(check.delivered, kThreads * kEach);
   EXPECT_EQ(check.disordered, 0);
   EXPECT_EQ(check.overlapping, 0);
-}
-
-TEST_F(DeliveryTest, NothingIsLostWhileDelegatesAreExchanged) {
-  constexpr int kThreads = 8;
-  constexpr int kEach = 5000;
-  std::atomic<int> delivered{0};
-  const auto count = [&](LogLevel, std::string_view) { ++delivered; };
-  install(count);
-  logFromThreads(kThreads, kEach, [&] {
-    for (int i = 0; i < 2000; ++i)
-      install(count);
-  });
-  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  EXPECT_EQ(delivered, kThreads * kEach);
 }
 
 TEST_F(DeliveryTest, FirstUseFromManyThreadsInstallsOneDefaultDelegate) {
@@ -123,9 +112,8 @@ TEST_F(DeliveryTest, OrderOfLoggingHoldsAcrossThreadsThatWaitForEachOther) {
   log("one");
   std::jthread([] { log("two"); }).join();
   log("three");
-  std::jthread([] { log("four"); }).join();
   ASSERT_TRUE(VaspLogger::flush(minutes(1)));
-  EXPECT_THAT(seen, ElementsAre("one", "two", "three", "four"));
+  EXPECT_THAT(seen, ElementsAre("one", "two", "three"));
 }
 
 TEST_F(DeliveryTest, CriticalRecordDoesNotWaitForTheQueue) {

@@ -58,26 +58,18 @@ struct LoggerTest : testing::Test {
 };
 
 TEST_F(LoggerTest, StackStartsAtTheCallerAndHasAtMostFiftyLines) {
-  struct Case {
-    int depth;
-    bool isFull;
-  };
-  for (const auto& [depth, isFull] :
-       {Case{3, false}, Case{49, true}, Case{50, true}, Case{120, true}}) {
+  for (const int depth : {3, 49, 50, 120}) {
     SCOPED_TRACE(depth);
     log.clear();
     atDepth(depth,
             [] { VaspLogger::logwithLevel_aspect_from_message(3, 0, "deep", "deep %d", 7); });
     const auto lines = messageLines();
     ASSERT_GT(lines.size(), static_cast<std::size_t>(std::min(depth, 50)));
+    EXPECT_TRUE(depth < 49 || lines.size() == 51) << lines.size();
     EXPECT_EQ(lines[0], "deep 7");
-    if (isFull) {
-      EXPECT_EQ(lines.size(), 51U);
-    }
-    for (std::size_t i = 1; i < lines.size(); ++i) {
-      EXPECT_THAT(lines[i], StartsWith(std::to_string(i) + " "));
-      EXPECT_THAT(lines[i], testing::ContainsRegex(" 0x[0-9a-f]{16} .+ \\+ [0-9]+$"));
-    }
+    for (std::size_t i = 1; i < lines.size(); ++i)
+      EXPECT_THAT(lines[i], testing::ContainsRegex("^" + std::to_string(i) +
+                                                   " .* 0x[0-9a-f]{16} .+ \\+ [0-9]+$"));
   }
 }
 
@@ -90,12 +82,6 @@ TEST_F(LoggerTest, StackNamesTheCallersInOrder) {
   EXPECT_THAT(lines[1], HasSubstr("logging_test "));
 }
 
-struct SplitCase {
-  const char* what;
-  std::string message;
-  std::vector<std::string> pieces;
-};
-
 std::string repeated(std::string_view unit, std::size_t count) {
   std::string text;
   while (count-- > 0)
@@ -107,17 +93,18 @@ TEST_F(LoggerTest, LongMessageIsSplitAtAThousandUnits) {
   const auto a = [](std::size_t n) { return std::string(n, 'a'); };
   const std::string emoji = "\U0001F600";
   const std::string broken = "\xEF\xBF\xBD";
-  const SplitCase cases[] = {
+  const struct {
+    const char* what;
+    std::string message;
+    std::vector<std::string> pieces;
+  } cases[] = {
       {"empty", "", {""}},
       {"1000", a(1000), {a(1000)}},
       {"1001", a(1001), {"[1/2]" + a(1000), "[2/2]a"}},
-      {"1999", a(1999), {"[1/2]" + a(1000), "[2/2]" + a(999)}},
       {"2000: the last is empty", a(2000), {"[1/3]" + a(1000), "[2/3]" + a(1000), "[3/3]"}},
       {"percent signs", repeated("%@", 501), {"[1/2]" + repeated("%@", 500), "[2/2]%@"}},
-      {"two bytes a unit", repeated("é", 1000), {repeated("é", 1000)}},
       {"1001 of two bytes", repeated("é", 1001), {"[1/2]" + repeated("é", 1000), "[2/2]é"}},
       {"500 pairs", repeated(emoji, 500), {repeated(emoji, 500)}},
-      {"501 pairs", repeated(emoji, 501), {"[1/2]" + repeated(emoji, 500), "[2/2]" + emoji}},
       {"pair at the cut",
        a(999) + emoji + "b",
        {"[1/2]" + a(999) + broken, "[2/2]" + broken + "b"}},
@@ -135,7 +122,7 @@ TEST_F(LoggerTest, LongMessageIsSplitAtAThousandUnits) {
        std::string(1001, '\0'),
        {"[1/2]" + std::string(1000, '\0'), "[2/2]" + std::string(1, '\0')}},
   };
-  for (const SplitCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     log.clear();
     VaspLogger::logwithLevel_aspect_formattedMessage(1, 2, c.message);
@@ -174,17 +161,12 @@ TEST_F(LoggerTest, ThreadsAreNumberedFromTwoAndTheFirstIsOne) {
 
 TEST_F(LoggerTest, LogEventAndExitWithMessageDeliversOnItsThreadThenThrows) {
   std::jthread([&] {
-    EXPECT_THROW(
-        {
-          try {
-            VaspLogger::logEventAndExit("no %@ key");
-          } catch (const Exception& exception) {
-            EXPECT_EQ(exception.name(), "NSGenericException");
-            EXPECT_EQ(exception.reason(), "no %@ key");
-            throw;
-          }
-        },
-        Exception);
+    try {
+      VaspLogger::logEventAndExit("no %@ key");
+      ADD_FAILURE() << "went on";
+    } catch (const Exception& exception) {
+      EXPECT_EQ(exception.name() + exception.reason(), "NSGenericExceptionno %@ key");
+    }
   }).join();
   const auto records = log.records();
   ASSERT_EQ(records.size(), 1U);
@@ -209,10 +191,10 @@ TEST_F(LoggerTest, FirstFormattedMessageInstallsTheDefaultDelegate) {
   EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
   VaspLogger::logwithLevel_aspect_formattedMessage(2, 0, "and this");
   EXPECT_TRUE(VaspLogger::flush(std::chrono::minutes(1)));
-  std::vector<std::string> texts;
-  for (const auto& entry : services.systemLog->entries())
-    texts.push_back(entry.text);
-  EXPECT_THAT(texts, ElementsAre("🔵[INFO] [NET] to the system", "⚠️[WARN] [None] and this"));
+  const auto entries = services.systemLog->entries();
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0].text, "🔵[INFO] [NET] to the system");
+  EXPECT_EQ(entries[1].text, "⚠️[WARN] [None] and this");
 }
 
 TEST_F(LoggerTest, ArgumentThatLogsWhileItIsDescribedKeepsBothTextsWhole) {

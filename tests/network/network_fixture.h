@@ -9,9 +9,6 @@
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/zu_http_task.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/manual_dispatcher.h"
-#include "tests/support/memory_url_sessions.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
@@ -42,19 +39,15 @@ class RecordingApplication : public platform::Application {
     const Lock lock(mutex_);
     return std::exchange(events_, {});
   }
-  void expire() {
-    std::function<void()> expired;
-    {
-      const Lock lock(mutex_);
-      expired = expired_;
-    }
-    expired();
+  std::function<void()> expired() const {
+    const Lock lock(mutex_);
+    return expired_;
   }
 
   bool expireAtOnce = false;
 
  private:
-  Mutex mutex_;
+  mutable Mutex mutex_;
   Events events_ KELM_GUARDED_BY(mutex_);
   std::function<void()> expired_ KELM_GUARDED_BY(mutex_);
   BackgroundTask last_ KELM_GUARDED_BY(mutex_) = 0;
@@ -73,27 +66,16 @@ struct NetworkFixture {
   NetworkFixture(const NetworkFixture&) = delete;
   NetworkFixture& operator=(const NetworkFixture&) = delete;
 
-  TestPlatform inMemory() const {
-    TestPlatform all;
-    all.clock = clock;
-    all.console = console;
-    all.dispatcher = dispatcher;
-    all.urlSessions = sessions;
-    return all;
-  }
-
   std::shared_ptr<RecordingApplication> application = std::make_shared<RecordingApplication>();
-  std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-  std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
-  std::shared_ptr<ManualDispatcher> dispatcher = std::make_shared<ManualDispatcher>(clock, console);
-  std::shared_ptr<MemoryUrlSessions> sessions = std::make_shared<MemoryUrlSessions>();
-  TestPlatform services = inMemory();
+  TestPlatform services;
+  ManualDispatcher& dispatcher = *services.dispatcher;
+  MemoryUrlSessions& sessions = *services.urlSessions;
   TestScope scope{services};
   mutable LogCapture log;
 };
 
 /// A task without a session: good for building requests.
-inline std::shared_ptr<ZuHTTPTask> taskFor(std::string url, ZuHTTPMethod method,
+inline std::shared_ptr<ZuHTTPTask> taskFor(std::optional<std::string> url, ZuHTTPMethod method,
                                            std::shared_ptr<platform::UrlSession> session = {}) {
   return ZuHTTPTask::initWithURL_andMethod_usingSession(std::move(url), method, std::move(session));
 }

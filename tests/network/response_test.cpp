@@ -9,7 +9,7 @@ namespace {
 
 std::string repeated(std::string_view text, int times) {
   std::string all;
-  for (int i = 0; i < times; ++i)
+  while (times-- > 0)
     all += text;
   return all;
 }
@@ -28,7 +28,6 @@ TEST(Response, DescriptionsHaveTheirTwoThresholds) {
       {"1000 bytes", repeated("x", 1000), {}, kBig},
       {"9999 characters", repeated("x", 9999), {}, kBig},
       {"10000 characters", repeated("x", 10000), kBig, kBig},
-      {"9999 characters of two bytes", repeated("é", 9999), {}, kBig},
       {"4999 pairs", repeated("𝄞", 4999), {}, kBig},
       {"5000 pairs", repeated("𝄞", 5000), kBig, kBig},
       {"not UTF-8", "\xff\xfe", kNone, {}},
@@ -42,23 +41,19 @@ TEST(Response, DescriptionsHaveTheirTwoThresholds) {
     EXPECT_EQ(response.description(),
               "Response Code:0\n<no headers>\n" + (row.asText ? *row.asText : *row.body))
         << row.name;
-    const Dictionary whole = response.dictionaryDescription();
-    ASSERT_NE(whole.find("Response:"), nullptr);
-    const auto& fields = *whole.find("Response:")->get<Dictionary>();
-    EXPECT_EQ(*fields.find("Response Body"),
-              row.inTheDictionary ? Value(*row.inTheDictionary) : *bytes)
+    const Value shown = row.inTheDictionary ? Value(*row.inTheDictionary) : *bytes;
+    EXPECT_EQ(
+        response.dictionaryDescription(),
+        (Dictionary{{"Response:", Dictionary{{"Response Code", 0},
+                                             {"Response Body", shown},
+                                             {"Response Headers", "<no headers>"},
+                                             {"Response Cookie Headers", "<no cookie headers>"}}}}))
         << row.name;
   }
 }
 
 TEST(Response, DictionaryDescriptionHoldsFourEntriesUnderOneKey) {
   ZuHTTPResponse response;
-  EXPECT_EQ(
-      response.dictionaryDescription(),
-      (Dictionary{{"Response:", Dictionary{{"Response Code", 0},
-                                           {"Response Body", "<no body>"},
-                                           {"Response Headers", "<no headers>"},
-                                           {"Response Cookie Headers", "<no cookie headers>"}}}}));
   platform::Cookie cookie;
   cookie.name = "id";
   cookie.value = "7";

@@ -100,7 +100,7 @@ TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
               ElementsAre("buildRequest", "begin KelmTask RecordingTask", "makeDataTask http://h/p",
                           "willExecute", "resume"));
   EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - START ASYNC NETWORK CALL"));
-  f.dispatcher->runUntilIdle();
+  f.dispatcher.runUntilIdle();
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("indicator on"));
   ASSERT_TRUE(f.task->request());
   EXPECT_EQ(f.task->request()->method, "POST");
@@ -119,47 +119,25 @@ TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
   EXPECT_EQ(f.task->errorOnTaskExecution(), std::nullopt);
 }
 
-TEST(TaskExecution, ResponseReachesTheCompletionWithAllItsFields) {
-  ExecutionFixture f;
-  std::shared_ptr<ZuHTTPResponse> received;
-  f.task->performAsyncNetworkTaskWithCompletion(
-      [&](std::shared_ptr<ZuHTTPResponse> response, const std::optional<Error>& error) {
-        EXPECT_EQ(error, std::nullopt);
-        EXPECT_EQ(f.task->getResponse()->statusCode, 201);
-        received = std::move(response);
-      });
-  auto answer = ExecutionFixture::answerOf(201);
-  answer->headers = {{"Set-Cookie", "id=7; Path=/"}, {"A", "b"}};
-  f.session->answer(dataOf("body"), answer, std::nullopt);
-  ASSERT_TRUE(received);
-  EXPECT_EQ(received->statusCode(), 201);
-  EXPECT_EQ(*received->bodyResponse(), dataOf("body"));
-  EXPECT_EQ(*received->headersResponse(), answer->headers);
-  ASSERT_EQ(received->cookiesResponse()->size(), 1U);
-  EXPECT_EQ(received->cookiesResponse()->front().name, "id");
-}
-
 TEST(TaskExecution, ExchangeIsLoggedWordForWord) {
   ExecutionFixture f;
-  const auto jar = f.sessions->makeCookieStorage();
-  platform::Cookie cookie;
-  cookie.name = "a";
-  cookie.value = "1";
-  cookie.domain = "h";
-  jar->set(cookie);
-  f.session->configured.cookies = jar;
+  const auto jar = f.session->configured.cookies = f.sessions.makeCookieStorage();
+  const auto setCookie = [&](std::string value) {
+    platform::Cookie cookie;
+    cookie.name = "a";
+    cookie.value = std::move(value);
+    cookie.domain = "h";
+    jar->set(cookie);
+    return "(\n    " + platform::describe(cookie) + "\n)";
+  };
+  const std::string before = setCookie("1");
   f.task->setRequestBody(dataOf("sale é"));
   f.perform(*f.task);
   f.log.clear();
   auto answer = ExecutionFixture::answerOf(404);
   answer->headers = {{"A", "b"}};
-  cookie.value = "2";
-  jar->set(cookie);
+  const std::string after = setCookie("2");
   f.session->answer(dataOf("gone"), answer, std::nullopt);
-  cookie.value = "1";
-  const std::string before = "(\n    " + platform::describe(cookie) + "\n)";
-  cookie.value = "2";
-  const std::string after = "(\n    " + platform::describe(cookie) + "\n)";
   EXPECT_THAT(f.log.lines(),
               ElementsAre("INFO Current Session: till session\n"
                           "[HTTP REQUEST] url:http://h/p [POST]\n{\n}\nsale é\nCookies:" +
@@ -176,7 +154,7 @@ TEST(TaskExecution, ForcedCompletionMovesFromTheNetworkThreadToTheMainThread) {
     f.task->setForceCompletitionMainThread(force);
     f.task->performAsyncNetworkTaskWithCompletion(
         [&](const auto&, const auto&) { ranOn = std::this_thread::get_id(); });
-    f.dispatcher->runUntilIdle();
+    f.dispatcher.runUntilIdle();
     std::thread::id network;
     std::thread([&] {
       network = std::this_thread::get_id();
@@ -184,7 +162,7 @@ TEST(TaskExecution, ForcedCompletionMovesFromTheNetworkThreadToTheMainThread) {
     }).join();
     if (force) {
       EXPECT_EQ(ranOn, std::thread::id());
-      f.dispatcher->runUntilIdle();
+      f.dispatcher.runUntilIdle();
     }
     EXPECT_EQ(ranOn, force ? std::this_thread::get_id() : network);
     f.session->answer = nullptr;
@@ -196,23 +174,23 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
     ExecutionFixture f;
     f.application->expireAtOnce = atOnce;
     f.perform(*f.task);
-    if (!atOnce) f.application->expire();
+    if (!atOnce) f.application->expired()();
     EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(1));
-    f.application->expire();
+    f.application->expired()();
     f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-    f.application->expire();
+    f.application->expired()();
     EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(0));
   }
 }
 
 TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
   ExecutionFixture f;
-  RecordingTask& task = *(f.task = std::make_shared<RecordingTask>(*f.application, nullptr));
+  f.task = std::make_shared<RecordingTask>(*f.application, nullptr);
   f.application->takeEvents();
-  f.perform(task);
+  f.perform(*f.task);
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute"));
-  f.dispatcher->runUntilIdle();
+  f.dispatcher.runUntilIdle();
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("indicator on", "didExecute without task",
                           "completion (null) " +
@@ -250,7 +228,7 @@ TEST(TaskExecution, WhatUserCodeThrowsNeitherStopsTheAnswerNorEscapes) {
   f.application->takeEvents();
   f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
   EXPECT_EQ(completions, 1);
-  EXPECT_THAT(f.console->lines(), ElementsAre("LOG ERROR hook", "LOG ERROR completion"));
+  EXPECT_THAT(f.services.console->lines(), ElementsAre("LOG ERROR hook", "LOG ERROR completion"));
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("didExecute", "indicator off", "end 1"));
 }
 

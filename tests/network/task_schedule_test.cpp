@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <random>
 #include <stdexcept>
 
@@ -15,10 +14,7 @@ namespace {
 
 using test::NetworkFixture;
 
-int schedules() {
-  const char* wanted = std::getenv("KELM_SCHEDULES");
-  return wanted != nullptr ? std::atoi(wanted) : 3000;
-}
+constexpr int kSchedules = 3000;
 
 /// One task with its random life.
 class Life {
@@ -34,12 +30,11 @@ class Life {
   void run() {
     for (int i = 0; i < 12; ++i)
       step();
-    if (task_) watched_ = task_;
-    task_.reset();
-    fixture_.sessions->deliverAll();
-    fixture_.dispatcher->runUntilIdle();
-    fixture_.sessions->deliverAll();
-    fixture_.dispatcher->runUntilIdle();
+    dropReference();
+    for (int i = 0; i < 2; ++i) {
+      fixture_.sessions.deliverAll();
+      fixture_.dispatcher.runUntilIdle();
+    }
   }
 
   void check() const {
@@ -54,30 +49,15 @@ class Life {
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
 
   void step() {
-    switch (below(8)) {
-      case 0:
-      case 1:
-        start();
-        break;
-      case 2:
-        fixture_.sessions->deliver();
-        break;
-      case 3:
-        fixture_.dispatcher->runUntilIdle();
-        break;
-      case 4:
-        if (task_) task_->abortNetworkTask();
-        break;
-      case 5:
-        if (below(4) == 0) disposeNow();
-        break;
-      case 6:
-        if (below(3) == 0) dropReference();
-        break;
-      default:
-        if (task_) task_->setDownloadProgressValue(0.5);
-        break;
-    }
+    const unsigned kind = below(20);
+    if (kind < 5) start();
+    if (kind >= 5 && kind < 8) fixture_.sessions.deliver();
+    if (kind >= 8 && kind < 11) fixture_.dispatcher.runUntilIdle();
+    if (kind == 11) dropReference();
+    if (!task_) return;
+    if (kind >= 12 && kind < 15) task_->abortNetworkTask();
+    if (kind == 15) disposeNow();
+    if (kind > 15) task_->setDownloadProgressValue(0.5);
   }
 
   void start() {
@@ -105,7 +85,6 @@ class Life {
   }
 
   void disposeNow() {
-    if (!task_) return;
     disposedEarly_ |= completions_ == 0;
     task_->dispose();
   }
@@ -127,12 +106,12 @@ class Life {
 TEST(TaskSchedule, RandomOrdersCompleteOnceAndLeaveNothingBehind) {
   NetworkFixture f;
   std::mt19937 random(7);
-  const auto session = f.sessions->make({});
-  for (int i = 0; i < schedules() && !testing::Test::HasFailure(); ++i) {
+  const auto session = f.sessions.make({});
+  for (int i = 0; i < kSchedules && !testing::Test::HasFailure(); ++i) {
     if (random() % 3 == 0)
-      f.sessions->answer({200, {{"Set-Cookie", "a=1"}}, dataOf("ok"), std::nullopt});
+      f.sessions.answer({200, {{"Set-Cookie", "a=1"}}, dataOf("ok"), std::nullopt});
     else if (random() % 3 == 0)
-      f.sessions->answer({0, {}, {}, platform::urlError(platform::url_error::kConnectionLost)});
+      f.sessions.answer({0, {}, {}, platform::urlError(platform::url_error::kConnectionLost)});
     Life life(f, random, session);
     life.run();
     life.check();
