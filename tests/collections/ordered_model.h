@@ -44,35 +44,22 @@ class OrderedPair {
     const std::string key = "key" + std::to_string(keyNumber);
     const int number = static_cast<int>(value);
     const std::size_t length = model_.array.size();
-    switch (choice % 16) {
-      case 0:
-      case 1:
-      case 2:
-      case 3:
-      case 4:
-        dictionary_->setObject_forKey(number, key);
-        model_.set(key, number);
-        break;
-      case 5:
-      case 6:
-      case 7:
-      case 8:
-      case 9:
-        dictionary_->removeObjectForKey(key);
-        model_.remove(key);
-        break;
-      case 10:
-      case 11:
-        dictionary_->insertObject_forKey_atIndex(number, key, value % (length + 1));
-        model_.insert(key, number, value % (length + 1));
-        break;
-      case 12:
-        sort(value % 2 == 0);
-        break;
-      case 13:
-        return readAt(length == 0 ? 0 : value % length);
-      default:
-        return readKey(key);
+    choice %= 16;
+    if (choice < 5) {
+      dictionary_->setObject_forKey(number, key);
+      model_.set(key, number);
+    } else if (choice < 10) {
+      dictionary_->removeObjectForKey(key);
+      model_.remove(key);
+    } else if (choice < 12) {
+      dictionary_->insertObject_forKey_atIndex(number, key, value % (length + 1));
+      model_.insert(key, number, value % (length + 1));
+    } else if (choice == 12) {
+      sort(value % 2 == 0);
+    } else if (choice == 13) {
+      return readAt(length == 0 ? 0 : value % length);
+    } else {
+      return readKey(key);
     }
     return {};
   }
