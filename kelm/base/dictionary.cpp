@@ -9,6 +9,7 @@ namespace kelm {
 namespace {
 
 constexpr std::size_t kIndexFrom = 16;
+constexpr std::size_t kFirstEntries = 4;  // room that is made at once for few entries
 
 std::uint32_t hashOf(std::string_view key) { return static_cast<std::uint32_t>(textHash(key)); }
 
@@ -82,6 +83,7 @@ void Dictionary::set(std::string_view key, Value value) {
     *old = std::move(value);
     return;
   }
+  if (entries_.capacity() == 0) entries_.reserve(kFirstEntries);
   entries_.push_back({std::string(key), std::move(value)});
   if (entries_.size() < kIndexFrom) return;
   if (index_) return index_->add(entries_.back(), entries_.size() - 1);

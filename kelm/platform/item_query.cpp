@@ -172,17 +172,23 @@ std::span<const std::string_view> identifyingAttributes(std::string_view itemCla
 }
 
 bool matches(const ItemRequest& query, const StoredItem& item) {
+  return matches(query, item, [&](std::string_view key, const Value* value) {
+    const Value* found = item.attributes.find(key);
+    return found != nullptr && (value == nullptr || *found == *value);
+  });
+}
+
+bool matches(const ItemRequest& query, const StoredItem& item, const HasAttribute& has) {
   if (query.itemClass != item.itemClass) return false;
   if (query.accessFlags && *query.accessFlags != item.accessFlags) return false;
   if (query.persistentReference && *query.persistentReference != item.persistentReference)
     return false;
   return std::all_of(
       query.attributes.begin(), query.attributes.end(), [&](const Dictionary::Entry& wanted) {
-        const Value* value = item.attributes.find(wanted.key);
-        if (isUnset(wanted.key, &wanted.value)) return value == nullptr;
+        if (isUnset(wanted.key, &wanted.value)) return !has(wanted.key, nullptr);
         if (wanted.key == kSecAttrSynchronizable && wanted.value == kSecAttrSynchronizableAny)
           return true;
-        return value != nullptr && *value == wanted.value;
+        return has(wanted.key, &wanted.value);
       });
 }
 

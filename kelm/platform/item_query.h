@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -68,6 +69,10 @@ KELM_API std::span<const std::string_view> protectionClasses();
 KELM_API std::span<const std::string_view> identifyingAttributes(std::string_view itemClass);
 /// Whether a query finds an item.
 KELM_API bool matches(const ItemRequest& query, const StoredItem& item);
+/// The same for an item whose attributes are elsewhere. `has`: whether there is such an attribute
+/// and it equals `value`; null: whether there is one.
+using HasAttribute = std::function<bool(std::string_view key, const Value* value)>;
+KELM_API bool matches(const ItemRequest& query, const StoredItem& item, const HasAttribute& has);
 
 /// Whether a request names no access group, or one of these; absent: any.
 KELM_API bool mayUseGroup(const ItemRequest& request,

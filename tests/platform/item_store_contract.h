@@ -106,6 +106,7 @@ TEST_P(ItemStoreContract, AQueryForAllFindsAndRemovesAllInTheOrderOfAdding) {
   Dictionary tills = password("");
   tills.remove(kSecAttrAccount);
   EXPECT_EQ(accountsOf(tills), "carla,anna,bruno,");
+  EXPECT_EQ(secretOf(tills), "carla");
   const auto list =
       world.store->copyMatching(with(tills, {{std::string(kSecMatchLimit), kSecMatchLimitAll},
                                              {std::string(kSecReturnData), true}}));

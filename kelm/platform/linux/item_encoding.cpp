@@ -74,8 +74,16 @@ class Reader {
   bool take(Value& value) {
     Kind kind;
     DataView bytes;
-    return takeBytes(kind, bytes) && make(kind, bytes, value);
+    if (!takeSound(kind, bytes)) return false;
+    value = make(kind, bytes);
+    return true;
   }
+  bool skip() {
+    Kind kind;
+    DataView bytes;
+    return takeSound(kind, bytes);
+  }
+  DataView rest() const { return rest_; }
   /// Lies within the bytes.
   bool takeText(std::string_view& text) {
     Kind kind;
@@ -97,41 +105,40 @@ class Reader {
     return true;
   }
 
-  static bool make(Kind kind, DataView bytes, Value& value) {
-    if (kind == Kind::Text) {
-      value = textOf(bytes);
-      return true;
-    }
-    if (kind == Kind::Bytes) {
-      value = Data(bytes.begin(), bytes.end());
-      return true;
-    }
-    if (kind == Kind::Absent) {
-      value = Null();
-      return bytes.empty();
-    }
-    if (kind == Kind::Bool) {
-      value = !bytes.empty() && bytes[0] != 0;
-      return bytes.size() == 1;
-    }
-    return bytes.size() == sizeof(std::uint64_t) && makeNumber(kind, bytes, value);
+  bool takeSound(Kind& kind, DataView& bytes) {
+    return takeBytes(kind, bytes) && isSound(kind, bytes.size());
   }
 
-  static bool makeNumber(Kind kind, DataView bytes, Value& value) {
+  static bool isSound(Kind kind, std::size_t size) {
+    switch (kind) {
+      case Kind::Absent:
+        return size == 0;
+      case Kind::Bool:
+        return size == 1;
+      case Kind::Signed:
+      case Kind::Unsigned:
+      case Kind::Real:
+      case Kind::Time:
+        return size == sizeof(std::uint64_t);
+      case Kind::Text:
+      case Kind::Bytes:
+        return true;
+    }
+    return false;
+  }
+
+  static Value make(Kind kind, DataView bytes) {
+    if (kind == Kind::Text) return textOf(bytes);
+    if (kind == Kind::Bytes) return Data(bytes.begin(), bytes.end());
+    if (kind == Kind::Absent) return Null();
+    if (kind == Kind::Bool) return bytes[0] != 0;
     std::uint64_t bits = 0;
     for (const std::uint8_t byte : bytes)
       bits = bits << 8 | byte;
-    if (kind == Kind::Signed)
-      value = static_cast<std::int64_t>(bits);
-    else if (kind == Kind::Unsigned)
-      value = bits;
-    else if (kind == Kind::Real)
-      value = std::bit_cast<double>(bits);
-    else if (kind == Kind::Time)
-      value = Date{std::bit_cast<double>(bits)};
-    else
-      return false;
-    return true;
+    if (kind == Kind::Signed) return static_cast<std::int64_t>(bits);
+    if (kind == Kind::Real) return std::bit_cast<double>(bits);
+    if (kind == Kind::Time) return Date{std::bit_cast<double>(bits)};
+    return bits;
   }
 
   DataView rest_;
@@ -167,21 +174,51 @@ std::optional<Data> encodeItem(const StoredItem& item) {
   return out;
 }
 
-bool decodeItem(DataView bytes, StoredItem& item) {
+bool EncodedItem::read(DataView bytes, StoredItem& item) {
   Reader reader(bytes);
   Value flags;
   if (!reader.take(flags) || flags.get<std::uint64_t>() == nullptr) return false;
   item.accessFlags = static_cast<std::uint32_t>(*flags.get<std::uint64_t>());
   if (!takeOptional(reader, item.biometricSet)) return false;
-  item.attributes.reserve(kUsualAttributes);
+  attributes_ = reader.rest();
+  std::string_view protection;
   while (!reader.isAtEnd()) {
     std::string_view key;
-    Value value;
-    if (!reader.takeText(key) || !reader.take(value)) return false;
-    item.attributes.set(key, std::move(value));
+    if (!reader.takeText(key)) return false;
+    if (!(key == kSecAttrAccessible ? reader.takeText(protection) : reader.skip())) return false;
   }
-  const Value* protection = item.attributes.find(kSecAttrAccessible);
-  return protection != nullptr && isProtectionClass(protection->text().value_or(""));
+  return isProtectionClass(protection);
+}
+
+bool EncodedItem::has(std::string_view key, const Value* value) const {
+  Reader reader(attributes_);
+  std::string_view found;
+  while (reader.takeText(found) && found != key)
+    if (!reader.skip()) return false;
+  if (reader.isAtEnd()) return false;
+  if (value == nullptr) return true;
+  if (const auto* text = value->get<std::string>()) {
+    std::string_view content;
+    return reader.takeText(content) && content == *text;
+  }
+  Value content;
+  return reader.take(content) && content == *value;
+}
+
+void EncodedItem::copyAttributes(StoredItem& item) const {
+  item.attributes.reserve(kUsualAttributes);
+  Reader reader(attributes_);
+  std::string_view key;
+  Value value;
+  while (reader.takeText(key) && reader.take(value))
+    item.attributes.set(key, std::move(value));
+}
+
+bool decodeItem(DataView bytes, StoredItem& item) {
+  EncodedItem encoded;
+  if (!encoded.read(bytes, item)) return false;
+  encoded.copyAttributes(item);
+  return true;
 }
 
 Data identityOf(const StoredItem& item) {

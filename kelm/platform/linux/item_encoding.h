@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 
 #include "kelm/base/data.h"
 #include "kelm/platform/item_query.h"
@@ -15,6 +16,19 @@ namespace kelm::platform {
 std::optional<Data> encodeItem(const StoredItem& item);
 /// False, with the item unspecified, for what encodeItem() does not write.
 [[nodiscard]] bool decodeItem(DataView bytes, StoredItem& item);
+
+/// An encoded item whose attributes are looked up where they lie: the bytes must outlive it.
+class EncodedItem {
+ public:
+  /// Does what decodeItem() does, but leaves the attributes out.
+  [[nodiscard]] bool read(DataView bytes, StoredItem& item);
+  /// Whether there is such an attribute and it equals `value`; null: whether there is one.
+  bool has(std::string_view key, const Value* value) const;
+  void copyAttributes(StoredItem& item) const;
+
+ private:
+  DataView attributes_;
+};
 
 /// What identifies an item, attribute by attribute in the order of `identifyingAttributes`. That of
 /// two items is equal only when one cannot stand beside the other.

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "kelm/base/wipe.h"
-#include "kelm/platform/linux/item_encoding.h"
 
 namespace kelm::platform {
 
@@ -14,14 +13,12 @@ namespace {
 
 constexpr std::string_view kSecurityContext = "device security";
 
-/// What the tag of a secret covers beside it.
-Data coveredOf(std::string_view itemClass, DataView attributes) {
-  Data covered;
-  covered.reserve(itemClass.size() + 1 + attributes.size());
+/// Sets what the tag of a secret covers beside it.
+void setCovered(Data& covered, std::string_view itemClass, DataView attributes) {
+  covered.clear();
   append(covered, itemClass);
   covered.push_back(0);
   append(covered, attributes);
-  return covered;
 }
 
 Data referenceOf(std::int64_t row) {
@@ -91,8 +88,8 @@ std::int32_t SealedItems::insert(StoredItem& item) {
   if (const std::int32_t status =
           keys_.keyOfClass(database_, protection->text().value_or(""), number, key))
     return status;
-  const std::optional<Data> sealed =
-      seal(key, item.secret, coveredOf(item.itemClass, *attributes), *parts_.random);
+  setCovered(covered_, item.itemClass, *attributes);
+  const std::optional<Data> sealed = seal(key, item.secret, covered_, *parts_.random);
   if (!sealed) return item_status::kNotAvailable;
   const auto insertRow = [&] {
     return itemStatusOfSqlite(
@@ -120,11 +117,13 @@ std::int32_t SealedItems::insert(StoredItem& item) {
 std::int32_t SealedItems::removeDamagedTwin(const StoredItem& item, DataView identity) {
   std::vector<std::int64_t> rows;
   std::int32_t opened = item_status::kDecode;
-  const std::int32_t status = eachRow(
-      item.itemClass, identity, [&](const ItemStatement& row, StoredItem& twin, bool isReadable) {
-        rows.push_back(row.number(0));
-        if (isReadable && identityOf(twin) == Data(identity.begin(), identity.end()))
-          opened = unsealInto(twin, sealedOf(row, twin));
+  const std::int32_t status =
+      eachRow(item.itemClass, identity, [&](const Row& row, StoredItem& twin) {
+        rows.push_back(row.columns.number(0));
+        if (!row.isReadable) return false;
+        row.encoded.copyAttributes(twin);
+        if (identityOf(twin) == Data(identity.begin(), identity.end()))
+          opened = unsealInto(twin, row);
         return false;
       });
   if (status != item_status::kSuccess) return status;
@@ -135,59 +134,64 @@ std::int32_t SealedItems::removeDamagedTwin(const StoredItem& item, DataView ide
 std::int32_t SealedItems::eachRow(std::string_view itemClass, DataView prefix,
                                   const TakeRow& take) {
   const Data end = endOfPrefix(prefix);
-  ItemStatement row = database_.statement(
+  ItemStatement columns = database_.statement(
       "SELECT id, class_key, attributes, sealed FROM items"
       " WHERE class = ?1 AND identity >= ?2 AND identity < ?3");
-  row.bind(1, itemClass).bind(2, prefix).bind(3, end);
-  int result = row.step();
-  for (; result == SQLITE_ROW; result = row.step()) {
+  columns.bind(1, itemClass).bind(2, prefix).bind(3, end);
+  int result = columns.step();
+  for (; result == SQLITE_ROW; result = columns.step()) {
     StoredItem item;
     item.itemClass = itemClass;
-    item.persistentReference = referenceOf(row.number(0));
-    const bool isReadable = decodeItem(row.bytes(2), item);
-    if (!take(row, item, isReadable)) return item_status::kSuccess;
+    item.persistentReference = referenceOf(columns.number(0));
+    Row row = {columns, {}, false};
+    row.isReadable = row.encoded.read(columns.bytes(2), item);
+    if (!take(row, item)) return item_status::kSuccess;
   }
   return itemStatusOfSqlite(result);
 }
 
-SealedItems::Sealed SealedItems::sealedOf(const ItemStatement& row, const StoredItem& item) {
-  const DataView secret = row.bytes(3);
-  return {row.number(1), coveredOf(item.itemClass, row.bytes(2)),
-          Data(secret.begin(), secret.end())};
+bool SealedItems::finds(const ItemRequest& query, const Row& row, const StoredItem& item) {
+  return matches(query, item, [&](std::string_view key, const Value* value) {
+    return row.encoded.has(key, value);
+  });
 }
 
-std::int32_t SealedItems::unsealInto(StoredItem& item, const Sealed& sealed) {
-  return keys_.unseal(database_, sealed.key, sealed.secret, sealed.covered, item.secret);
+std::int32_t SealedItems::unsealInto(StoredItem& item, const Row& row) {
+  setCovered(covered_, item.itemClass, row.columns.bytes(2));
+  return keys_.unseal(database_, row.columns.number(1), row.columns.bytes(3), covered_,
+                      item.secret);
 }
 
 std::int32_t SealedItems::find(const ItemRequest& query, std::vector<StoredItem>& items,
                                DeviceSecurity& security) {
-  std::vector<std::pair<Sealed, StoredItem>> matching;
-  std::int32_t worst = item_status::kItemNotFound;
+  std::int32_t whyNone = item_status::kItemNotFound;
+  std::int32_t failure = item_status::kSuccess;
+  const auto takeMatching = [&](const Row& row, StoredItem& item) {
+    const bool isFull = !query.wantsAll && !items.empty();
+    if (isFull && items.front().persistentReference < item.persistentReference) return;
+    const std::int32_t opened = unsealInto(item, row);
+    if (query.wantsAttributes) row.encoded.copyAttributes(item);
+    if (opened == item_status::kDecode)
+      whyNone = opened;
+    else if (opened != item_status::kSuccess)
+      failure = opened;
+    else if (isFull)
+      std::swap(items.front(), item);  // which wipes the other one
+    else
+      items.push_back(std::move(item));
+  };
   const std::int32_t status =
-      eachRow(query.itemClass, identityPrefixOf(query),
-              [&](const ItemStatement& row, StoredItem& item, bool isReadable) {
-                if (!isReadable)
-                  worst = item_status::kDecode;
-                else if (matches(query, item))
-                  matching.emplace_back(sealedOf(row, item), std::move(item));
-                return true;
-              });
+      eachRow(query.itemClass, identityPrefixOf(query), [&](const Row& row, StoredItem& item) {
+        if (!row.isReadable)
+          whyNone = item_status::kDecode;
+        else if (finds(query, row, item))
+          takeMatching(row, item);
+        return failure == item_status::kSuccess;
+      });
   if (status != item_status::kSuccess) return status;
-  std::ranges::sort(matching, {}, [](const auto& match) -> const Data& {
-    return match.second.persistentReference;  // the oldest item first
-  });
-  for (auto& [sealed, item] : matching) {
-    const std::int32_t opened = unsealInto(item, sealed);
-    if (opened == item_status::kDecode) {
-      worst = opened;
-      continue;
-    }
-    if (opened != item_status::kSuccess) return opened;
-    items.push_back(std::move(item));
-    if (!query.wantsAll) break;
-  }
-  if (items.empty()) return worst;
+  if (failure != item_status::kSuccess) return failure;
+  if (items.empty()) return whyNone;
+  std::ranges::sort(items, {}, &StoredItem::persistentReference);  // the oldest item first
   return demandsUser(items) ? readSecurity(security) : item_status::kSuccess;
 }
 
@@ -197,13 +201,12 @@ std::int32_t SealedItems::remove(const ItemRequest& query) {
   const Data prefix = identityPrefixOf(query);
   std::vector<std::int64_t> rows;
   const std::int32_t status =
-      eachRow(query.itemClass, prefix,
-              [&](const ItemStatement& row, const StoredItem& item, bool isReadable) {
-                // A damaged row goes with those that its look-up bytes put it beside.
-                if (isReadable ? matches(query, item) : !prefix.empty())
-                  rows.push_back(row.number(0));
-                return true;
-              });
+      eachRow(query.itemClass, prefix, [&](const Row& row, const StoredItem& item) {
+        // A damaged row goes with those that its look-up bytes put it beside.
+        if (row.isReadable ? finds(query, row, item) : !prefix.empty())
+          rows.push_back(row.columns.number(0));
+        return true;
+      });
   if (status != item_status::kSuccess) return status;
   if (rows.empty()) return item_status::kItemNotFound;
   if (const std::int32_t removed = removeRows(rows)) return removed;
@@ -236,11 +239,11 @@ std::int32_t SealedItems::removeInvalidated(const DeviceSecurity& security) {
   std::vector<std::int64_t> rows;
   for (const std::string_view itemClass : {kSecClassGenericPassword, kSecClassInternetPassword,
                                            kSecClassCertificate, kSecClassKey, kSecClassIdentity}) {
-    const std::int32_t status =
-        eachRow(itemClass, {}, [&](const ItemStatement& row, const StoredItem& item, bool) {
-          if (isInvalidated(item, security)) rows.push_back(row.number(0));
-          return true;
-        });
+    const std::int32_t status = eachRow(itemClass, {}, [&](const Row& row, StoredItem& item) {
+      row.encoded.copyAttributes(item);
+      if (isInvalidated(item, security)) rows.push_back(row.columns.number(0));
+      return true;
+    });
     if (status != item_status::kSuccess) return status;
   }
   if (const std::int32_t status = removeRows(rows)) return status;

@@ -8,6 +8,7 @@
 #include "kelm/base/date.h"
 #include "kelm/platform/item_query.h"
 #include "kelm/platform/linux/item_database.h"
+#include "kelm/platform/linux/item_encoding.h"
 #include "kelm/platform/linux/item_keys.h"
 #include "kelm/platform/linux/services.h"
 #include "kelm/platform/linux/table_item_store.h"
@@ -30,21 +31,20 @@ class SealedItems : public ItemTable {
   std::int32_t apply(const DeviceSecurity& security) override;
 
  private:
-  /// A row, decoded but not unsealed. False: enough rows. `isReadable`: whether it could be
-  /// decoded.
-  using TakeRow = std::function<bool(const ItemStatement& row, StoredItem& item, bool isReadable)>;
-  /// The secret of a row as it lies there, the number of its key, and what else its tag covers.
-  struct Sealed {
-    std::int64_t key;
-    Data covered;
-    Data secret;
+  struct Row {
+    const ItemStatement& columns;
+    EncodedItem encoded;
+    bool isReadable;
   };
+  /// A row, and what it tells of its item without being unsealed, but for the attributes. False:
+  /// enough rows.
+  using TakeRow = std::function<bool(const Row& row, StoredItem& item)>;
 
   std::int32_t insert(StoredItem& item);
   std::int32_t removeDamagedTwin(const StoredItem& item, DataView identity);
   std::int32_t eachRow(std::string_view itemClass, DataView prefix, const TakeRow& take);
-  static Sealed sealedOf(const ItemStatement& row, const StoredItem& item);
-  std::int32_t unsealInto(StoredItem& item, const Sealed& sealed);
+  static bool finds(const ItemRequest& query, const Row& row, const StoredItem& item);
+  std::int32_t unsealInto(StoredItem& item, const Row& row);
   std::int32_t removeRows(const std::vector<std::int64_t>& rows);
   std::int32_t removeInvalidated(const DeviceSecurity& security);
   std::int32_t readSecurity(DeviceSecurity& security);
@@ -53,6 +53,7 @@ class SealedItems : public ItemTable {
   const SqliteItemStoreParts parts_;
   ItemDatabase database_;
   ItemKeys keys_;
+  Data covered_;  // kept for its memory
 };
 
 }  // namespace kelm::platform

@@ -28,6 +28,7 @@ class ItemTable {
 
   virtual std::int32_t add(const ItemRequest& request, Date now, StoredItem& added) = 0;
   /// What a query finds, with its secrets, and what protects the device if that counts for them.
+  /// Attributes may be left out unless the query wants or names them.
   virtual std::int32_t find(const ItemRequest& query, std::vector<StoredItem>& items,
                             DeviceSecurity& security) = 0;
   virtual std::int32_t remove(const ItemRequest& query) = 0;
