@@ -1,43 +1,82 @@
-#include <sys/wait.h>
+// What a program logs last arrives, however it ends: each ends in a process of its own.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
-#include <vector>
+#include <cstdlib>
+#include <sstream>
 
-#include "gtest/gtest.h"
+#include "kelm/logging/vasp_logger.h"
 
 namespace kelm::test {
 namespace {
 
-/// What the program printed, line by line; it must end with `status`.
-std::vector<std::string> linesOf(const std::string& way, int status) {
-  std::vector<std::string> lines;
-  std::FILE* const output = popen((ENDING_PROGRAM " " + way).c_str(), "r");
-  if (output == nullptr) return lines;
-  char line[256];
-  while (std::fgets(line, sizeof line, output) != nullptr)
-    lines.emplace_back(line);
-  EXPECT_EQ(pclose(output), W_EXITCODE(status, 0));
-  return lines;
+constexpr int kLines = 2000;
+
+/// Writes the first line of each message to standard error, unbuffered.
+class Printer : public VaspLogDelegate {
+ public:
+  void logwithLevel_aspect_from_threadName_message(LogLevel, LogAspect, const char*,
+                                                   std::string_view threadName,
+                                                   std::string_view message) override {
+    const std::string line =
+        std::string(threadName).append(" ").append(message.substr(0, message.find('\n'))) + "\n";
+    std::fputs(line.c_str(), stderr);
+  }
+};
+
+void log(const std::string& text) {
+  VaspLogger::logwithLevel_aspect_from_message(log_level::kInfo, 0, "program", "%@", text);
 }
 
-TEST(ProcessEnd, EveryLineArrivesHoweverTheProgramLeavesACriticalOneBeforeItsException) {
-  for (const auto& [way, status] : {std::pair("exit", 3), {"throw", 4}, {"return", 5}}) {
-    SCOPED_TRACE(way);
-    auto lines = linesOf(way, status);
-    if (status == 4) {
-      const auto caught = std::find(lines.begin(), lines.end(), "caught\n");
-      const auto critical = std::find(lines.begin(), caught, "Thread-1 no key\n");
-      ASSERT_NE(critical, caught);
-      lines.erase(caught);
-      lines.erase(critical);
-    }
-    ASSERT_EQ(lines.size(), 2001U);
-    EXPECT_EQ(lines.front(), "Thread-1 line 1\n");
-    EXPECT_EQ(lines[1999], "Thread-1 line 2000\n");
-    EXPECT_EQ(lines.back(), "Thread-1 destructor\n");
+bool isEnding = false;
+struct LogsAtTheEnd {
+  ~LogsAtTheEnd() {
+    if (isEnding) log("destructor");
   }
+};
+LogsAtTheEnd logsAtTheEnd;  // made before the first record, destroyed after everything else
+
+[[noreturn]] void logAndEnd(bool critically) {
+  isEnding = true;
+  VaspLogger::setLogDelegate(std::make_shared<Printer>());
+  for (int i = 1; i <= kLines; ++i)
+    log("line " + std::to_string(i));
+  try {
+    if (critically) VaspLogger::logEventAndExit("no key");
+  } catch (const std::exception&) {
+    std::fputs("Thread-1 caught\n", stderr);
+  }
+  std::exit(3);
+}
+
+/// The lines with a thread's name; the critical one and its exception may come before others.
+bool holdsAll(const std::string& printed, bool critically) {
+  std::vector<std::string> lines;
+  std::istringstream text(printed);
+  for (std::string line; std::getline(text, line);)
+    if (line.starts_with("Thread-1 ")) lines.push_back(line.substr(9));
+  if (critically) {
+    const auto caught = std::find(lines.begin(), lines.end(), "caught");
+    const auto critical = std::find(lines.begin(), caught, "no key");
+    if (critical == caught) return false;
+    lines.erase(caught);
+    lines.erase(critical);
+  }
+  if (lines.size() != kLines + 1 || lines.back() != "destructor") return false;
+  for (int i = 1; i <= kLines; ++i)
+    if (lines[static_cast<std::size_t>(i) - 1] != "line " + std::to_string(i)) return false;
+  return true;
+}
+
+TEST(ProcessEndDeathTest, EveryLineArrivesInOrderAndACriticalOneBeforeItsException) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const bool critically : {false, true})
+    EXPECT_EXIT(
+        logAndEnd(critically), testing::ExitedWithCode(3),
+        testing::Truly([&](const std::string& printed) { return holdsAll(printed, critically); }));
 }
 
 }  // namespace

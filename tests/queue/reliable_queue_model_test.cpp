@@ -62,7 +62,7 @@ class RandomFolder {
 
 TEST(ReliableQueueModel, RandomFoldersEndAsTheModelSays) {
   const LogCapture silence;
-  for (unsigned seed = 0; seed < 300; ++seed)
+  for (unsigned seed = 0; seed < 200; ++seed)
     EXPECT_NO_THROW(FolderWorld(RandomFolder(seed).bytes()).run()) << seed;
 }
 
