@@ -3,33 +3,25 @@
 namespace kelm::test {
 namespace {
 
+constexpr auto& migrate =
+    VaspKeychainWrapper::changeDataProtectionToEntriesWithQuery_usingProtection;
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Not;
-
-std::string accountsOf(const List& items) {
-  std::string accounts;
-  for (const Value& item : items)
-    accounts += KeychainFixture::texts(*item.get<Dictionary>(), {kSecAttrAccount});
-  return accounts;
-}
 
 TEST(Keychain, ResetDeletesEachPasswordWithAnAccountAndAServiceAndGoesOnAfterAFailure) {
   KeychainFixture f;
   f.put("anna", "1", {{std::string(kSecAttrGeneric), "pin"}});
   f.put("bruno", "2", {{std::string(kSecAttrAccessGroup), "A1"}});
   f.put("carla", "3");
-  ASSERT_EQ(f.store
-                .add({{std::string(kSecClass), kSecClassGenericPassword},
-                      {std::string(kSecAttrAccount), "no service"}})
-                .status,
-            0);
-  ASSERT_EQ(f.store.add({{std::string(kSecClass), kSecClassKey}}).status, 0);
+  f.store.add({{std::string(kSecClass), kSecClassGenericPassword},
+               {std::string(kSecAttrAccount), "no service"}});
+  f.store.add({{std::string(kSecClass), kSecClassKey}});
   f.store.takeCalls();
   f.store.answerNext({0, 0, -36});
   VaspKeychainWrapper::resetKeychain();
   const auto calls = f.store.takeCalls();
-  EXPECT_EQ(accountsOf(f.query(kSecClassGenericPassword)), "bruno,no service,");
+  EXPECT_EQ(f.textsOfAll({kSecAttrAccount}), "bruno,no service,");
   EXPECT_EQ(f.query(kSecClassKey).size(), 1U);
   ASSERT_EQ(calls.size(), 4U);
   EXPECT_EQ(f.texts(calls[1].dictionary, {kSecAttrGeneric, kSecAttrAccessGroup}), "pin,-,");
@@ -86,11 +78,6 @@ TEST(Keychain, MigrationMovesEachItemToTheNewClassAndKeepsItsSecret) {
   f.put("bruno", "2",
         {{std::string(kSecAttrGeneric), "pin"}, {std::string(kSecAttrAccessGroup), "A1"}});
   f.put("carla", "3", {{std::string(kSecAttrAccessGroup), "A1"}});
-  const auto migrate = [](const std::optional<Dictionary>& query,
-                          std::optional<std::string_view> protection) {
-    return VaspKeychainWrapper::changeDataProtectionToEntriesWithQuery_usingProtection(query,
-                                                                                       protection);
-  };
   EXPECT_FALSE(migrate({}, {}));
   EXPECT_EQ(f.calls(), "");
   EXPECT_TRUE(
@@ -106,10 +93,8 @@ TEST(Keychain, MigrationMovesEachItemToTheNewClassAndKeepsItsSecret) {
   EXPECT_EQ(named(1), "tills,anna,pin,-,-,");
   EXPECT_EQ(named(3), "tills,bruno,pin,A1,genp,");
   EXPECT_EQ(named(5), "tills,carla,-,-,-,");
-  std::string moved;
-  for (const Value& item : f.query(kSecClassGenericPassword))
-    moved += f.texts(*item.get<Dictionary>(), {kSecAttrAccount, kSecAttrAccessible, kSecAttrLabel});
-  EXPECT_EQ(moved, "anna,dk,-,bruno,dk,-,carla,dk,-,");
+  EXPECT_EQ(f.textsOfAll({kSecAttrAccount, kSecAttrAccessible, kSecAttrLabel}),
+            "anna,dk,-,bruno,dk,-,carla,dk,-,");
   EXPECT_EQ(f.store
                 .copyMatching(
                     {{std::string(kSecAttrAccount), "carla"}, {std::string(kSecReturnData), true}})
@@ -123,31 +108,29 @@ TEST(Keychain, MigrationGoesOnAfterAFailureAndReportsIt) {
   for (const char* account : {"anna", "bruno", "carla"})
     f.put(account, "1");
   f.store.answerNext({0, -36, 0, -34, 0, 0});
-  EXPECT_FALSE(VaspKeychainWrapper::changeDataProtectionToEntriesWithQuery_usingProtection(
-      {}, kSecAttrAccessibleAlways));
+  EXPECT_FALSE(migrate({}, kSecAttrAccessibleAlways));
   EXPECT_THAT(
       f.lines(),
       ElementsAre("ERROR Error deleting entry to migrate dataprotection: " + statusText(-36),
                   "ERROR Error readding entry to migrate dataprotection: " + statusText(-34)));
   EXPECT_EQ(f.calls(), "copyMatching remove remove add remove add");
-  EXPECT_EQ(accountsOf(f.query(kSecClassGenericPassword)), "anna,carla,");
+  EXPECT_EQ(f.textsOfAll({kSecAttrAccount}), "anna,carla,");
 }
 
 TEST(Keychain, NoLogLineEverHoldsASecret) {
   KeychainFixture f;
   f.keychain.setKeychainAuthMode(1);
-  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "protected"));
+  EXPECT_TRUE(f.keep("protected"));
   f.keychain.setKeychainAuthMode(0);
-  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
+  EXPECT_TRUE(f.keep("pin"));
   f.store.answerNext({0, -25243});
-  f.keychain.storeString_withKey_returnStatus(kPin, "refused");
-  EXPECT_EQ(f.keychain.readStringWithKey_returnStatus("pin"), kPin);
+  f.keep("refused");
+  EXPECT_EQ(f.read(), kPin);
   f.keychain.existKey_returnStatus("pin");
   VaspKeychainWrapper::listAllValuesInKeychain();
   VaspKeychainWrapper::dump();
   f.store.answerNext({0, -36});
-  VaspKeychainWrapper::changeDataProtectionToEntriesWithQuery_usingProtection(
-      {}, kSecAttrAccessibleAlways);
+  migrate({}, kSecAttrAccessibleAlways);
   f.store.answerNext({0, -36});
   VaspKeychainWrapper::resetKeychain();
   EXPECT_GT(f.log.records().size(), 10U);  // of which none shows the pin, or the log fails the test

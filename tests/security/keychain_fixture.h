@@ -28,10 +28,19 @@ struct KeychainFixture {
     VaspKeychainWrapper::setQueryTranslationCallback({});
   }
 
-  /// The dictionary of the only item.
-  Dictionary item() {
-    const List all = query(kSecClassGenericPassword);
-    return all.size() == 1 ? *all[0].get<Dictionary>() : Dictionary();
+  /// Texts of the attributes of every password, with commas.
+  std::string textsOfAll(const std::vector<std::string_view>& keys) {
+    std::string out;
+    for (const Value& item : query(kSecClassGenericPassword))
+      out += texts(*item.get<Dictionary>(), keys);
+    return out;
+  }
+  /// Keeps the pin under a key; reads what is kept under "pin".
+  bool keep(std::string_view key) {
+    return keychain.storeString_withKey_returnStatus(kPin, key, &status);
+  }
+  std::optional<std::string> read() {
+    return keychain.readStringWithKey_returnStatus("pin", &status);
   }
   List query(std::string_view itemClass) {
     const auto answer = store.copyMatching({{std::string(kSecClass), itemClass},
@@ -64,7 +73,7 @@ struct KeychainFixture {
     return lines;
   }
   /// Texts of an item's attributes, with commas.
-  static std::string texts(const Dictionary& item, std::vector<std::string_view> keys) {
+  static std::string texts(const Dictionary& item, const std::vector<std::string_view>& keys) {
     std::string out;
     for (const std::string_view key : keys)
       out += (item.contains(key) ? describe(*item.find(key)) : "-") + ',';
@@ -77,6 +86,8 @@ struct KeychainFixture {
   LogCapture log;
   VaspKeychainWrapper keychain;
   int marks = 0;
+  static constexpr std::int32_t kUntouched = 12345;
+  std::int32_t status = kUntouched;
 };
 
 inline std::string statusText(std::int32_t status) {

@@ -1,3 +1,7 @@
+#include <span>
+#include <tuple>
+
+#include "kelm/base/format.h"
 #include "tests/security/keychain_fixture.h"
 
 namespace kelm::test {
@@ -5,76 +9,58 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Optional;
-
-constexpr std::int32_t kUntouched = 12345;
 
 TEST(VaspKeychainWrapper, ItemsAreNamedByEitherSchemeAndTheDefaultsAreWrittenBack) {
-  struct Row {
-    bool legacy;
-    std::optional<std::string> service, account, group;
-    std::string names;
-  };
-  const Row rows[] = {
-      {false, {}, {}, {}, "kelm_service,kelm_account_pin,pin,-,"},
-      {true, "", "", "", "kelm_service_pin,kelm_account,pin,-,"},
-      {false, "tills", "anna", "A1.tills", "tills,anna_pin,pin,A1.tills,"},
-      {true, "tills", "anna", "A1.tills", "tills_pin,anna,pin,A1.tills,"},
-  };
-  for (const Row& row : rows) {
+  using Text = std::optional<std::string>;
+  using Row = std::tuple<bool, Text, Text, Text, const char*>;
+  for (const auto& [legacy, service, account, group, names] :
+       {Row{false, {}, {}, {}, "kelm_service,kelm_account_pin,pin,-,"},
+        Row{true, "", "", "", "kelm_service_pin,kelm_account,pin,-,"},
+        Row{false, "tills", "anna", "A1.tills", "tills,anna_pin,pin,A1.tills,"},
+        Row{true, "tills", "anna", "A1.tills", "tills_pin,anna,pin,A1.tills,"}}) {
     KeychainFixture f;
-    f.keychain.setService(row.service);
-    f.keychain.setAccount(row.account);
-    f.keychain.setKeychainAccessGroup(row.group);
-    f.keychain.setLegacyServiceAndAccountNamesMode(row.legacy);
-    std::int32_t status = kUntouched;
-    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
-    EXPECT_EQ(status, 0);
+    f.keychain.setService(service);
+    f.keychain.setAccount(account);
+    f.keychain.setKeychainAccessGroup(group);
+    f.keychain.setLegacyServiceAndAccountNamesMode(legacy);
+    ASSERT_TRUE(f.keep("pin"));
+    EXPECT_EQ(f.status, 0);
     EXPECT_EQ(f.calls(), "remove add");
-    const Dictionary item = f.item();
     EXPECT_EQ(
-        f.texts(item, {kSecAttrService, kSecAttrAccount, kSecAttrGeneric, kSecAttrAccessGroup}),
-        row.names);
-    EXPECT_EQ(f.texts(item, {kSecClass, kSecAttrAccessible, kSecAttrAccessControl}), "genp,cku,-,");
-    EXPECT_EQ(f.keychain.service(), row.service == "tills" ? "tills" : "kelm_service");
-    EXPECT_EQ(f.keychain.account(), row.account == "anna" ? "anna" : "kelm_account");
-    EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string(kPin)));
+        f.textsOfAll({kSecAttrService, kSecAttrAccount, kSecAttrGeneric, kSecAttrAccessGroup}),
+        names);
+    EXPECT_EQ(f.textsOfAll({kSecClass, kSecAttrAccessible, kSecAttrAccessControl}), "genp,cku,-,");
+    EXPECT_EQ(f.keychain.service(), service == "tills" ? "tills" : "kelm_service");
+    EXPECT_EQ(f.keychain.account(), account == "anna" ? "anna" : "kelm_account");
+    EXPECT_EQ(f.read(), kPin);
   }
 }
 
 TEST(VaspKeychainWrapper, EachPairOfModesGivesItsProtectionClassAndFlags) {
-  struct Row {
-    std::int32_t authMode, invalidateMode;
-    std::string control;
+  const std::tuple<std::int32_t, std::int32_t, std::string, std::uint32_t> rows[] = {
+      {1, 0, "cku", 2},     {1, 1, "akpu", 2},     {1, 2, "akpu", 8},     {1, 3, "cku", 8},
+      {1, 4, "akpu", 2},    {1, -1, "akpu", 2},    {2, 0, "cku", 16},     {2, 2, "akpu", 16},
+      {3, 0, "cku", 16402}, {3, 1, "akpu", 16402}, {3, 2, "akpu", 16408}, {3, 3, "cku", 16408},
+      {4, 3, "cku", 1},     {-7, 2, "akpu", 1},    {0, 2, "cku", 0},
   };
-  const Row rows[] = {
-      {1, 0, "cku 2"},     {1, 1, "akpu 2"},     {1, 2, "akpu 8"},     {1, 3, "cku 8"},
-      {1, 4, "akpu 2"},    {1, -1, "akpu 2"},    {2, 0, "cku 16"},     {2, 2, "akpu 16"},
-      {3, 0, "cku 16402"}, {3, 1, "akpu 16402"}, {3, 2, "akpu 16408"}, {3, 3, "cku 16408"},
-      {4, 3, "cku 1"},     {-7, 2, "akpu 1"},
-  };
-  for (const Row& row : rows) {
+  for (const auto& [authMode, invalidateMode, protection, flags] : rows) {
     KeychainFixture f;
-    f.keychain.setKeychainAuthMode(row.authMode);
-    f.keychain.setKeychainInvalidateMode(row.invalidateMode);
-    ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
-    EXPECT_EQ(f.marks, 1);
-    EXPECT_EQ(f.texts(f.item(), {kSecAttrAccessControl}), "<AccessControl " + row.control + ">,");
+    f.keychain.setKeychainAuthMode(authMode);
+    f.keychain.setKeychainInvalidateMode(invalidateMode);
+    ASSERT_TRUE(f.keep("pin"));
+    EXPECT_EQ(f.marks, authMode == 0 ? 0 : 1);
+    const std::string control = format("<AccessControl %@ %u>", protection, flags);
+    EXPECT_EQ(f.textsOfAll({kSecAttrAccessible, kSecAttrAccessControl}),
+              protection + "," + (authMode == 0 ? "-" : control) + ",");
   }
-  KeychainFixture f;
-  f.keychain.setKeychainInvalidateMode(2);
-  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
-  EXPECT_EQ(f.marks, 0);
-  EXPECT_EQ(f.texts(f.item(), {kSecAttrAccessible, kSecAttrAccessControl}), "cku,-,");
 }
 
 TEST(VaspKeychainWrapper, RefusedAccessControlLeavesTheStatusAndNoItem) {
   KeychainFixture f;
   f.keychain.setKeychainAuthMode(1);
   f.store.answerNext({0, -25293});
-  std::int32_t status = kUntouched;
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
-  EXPECT_EQ(status, kUntouched);
+  EXPECT_FALSE(f.keep("pin"));
+  EXPECT_EQ(f.status, KeychainFixture::kUntouched);
   EXPECT_EQ(f.calls(), "remove createAccessControl");
   EXPECT_THAT(f.lines(),
               ElementsAre("ERROR Error creating access control rules " + statusText(-25293)));
@@ -84,36 +70,28 @@ TEST(VaspKeychainWrapper, RefusedAccessControlLeavesTheStatusAndNoItem) {
 
 TEST(VaspKeychainWrapper, MissingBytesAndKeysAreRefusedWithALineAndReachNoStore) {
   KeychainFixture f;
-  std::int32_t status = kUntouched;
-  auto& keychain = f.keychain;
-  EXPECT_FALSE(keychain.store_withKey_returnStatus(std::nullopt, "pin", &status));
-  EXPECT_FALSE(keychain.storeString_withKey_returnStatus(std::nullopt, "pin", &status));
-  for (const std::optional<std::string_view> key :
-       {std::optional<std::string_view>(), std::optional<std::string_view>("")}) {
-    EXPECT_FALSE(keychain.store_withKey_returnStatus(dataOf("x"), key, &status));
-    EXPECT_EQ(keychain.readWithKey_returnStatus(key, &status), std::nullopt);
-    EXPECT_FALSE(keychain.existKey_returnStatus(key, &status));
-    EXPECT_FALSE(keychain.deleteWithKey_returnStatus(key, &status));
+  EXPECT_FALSE(f.keychain.store_withKey_returnStatus(std::nullopt, "pin", &f.status));
+  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(std::nullopt, "pin", &f.status));
+  const std::string error = "ERROR Error keychain ";
+  std::vector<std::string> lines(2, error + "writing with key:pin");
+  for (const auto& key : {std::optional<std::string>(), std::optional<std::string>("")}) {
+    EXPECT_FALSE(f.keychain.store_withKey_returnStatus(dataOf("x"), key, &f.status));
+    EXPECT_EQ(f.keychain.readWithKey_returnStatus(key, &f.status), std::nullopt);
+    EXPECT_FALSE(f.keychain.existKey_returnStatus(key, &f.status));
+    EXPECT_FALSE(f.keychain.deleteWithKey_returnStatus(key, &f.status));
+    for (const char* verb : {"writing", "reading", "reading", "deleting"})
+      lines.push_back(error + verb + " with key:" + key.value_or("(null)"));
   }
-  EXPECT_EQ(status, kUntouched);
+  EXPECT_EQ(f.status, KeychainFixture::kUntouched);
   EXPECT_EQ(f.calls(), "");
-  EXPECT_THAT(
-      f.lines(),
-      ElementsAre(
-          "ERROR Error keychain writing with key:pin", "ERROR Error keychain writing with key:pin",
-          "ERROR Error keychain writing with key:(null)",
-          "ERROR Error keychain reading with key:(null)",
-          "ERROR Error keychain reading with key:(null)",
-          "ERROR Error keychain deleting with key:(null)",
-          "ERROR Error keychain writing with key:", "ERROR Error keychain reading with key:",
-          "ERROR Error keychain reading with key:", "ERROR Error keychain deleting with key:"));
+  EXPECT_EQ(f.lines(), lines);
   for (const auto& record : f.log.records())
     EXPECT_EQ(record.aspect, 0x8200000);
 }
 
 TEST(VaspKeychainWrapper, SecondStoreReplacesAndEmptyBytesAreAValue) {
   KeychainFixture f;
-  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus("1", "pin"));
+  EXPECT_TRUE(f.keep("pin"));
   EXPECT_TRUE(f.keychain.store_withKey_returnStatus(DataView(), "pin"));
   EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin"), Data());
   EXPECT_EQ(f.store.itemCount(), 1U);
@@ -122,15 +100,14 @@ TEST(VaspKeychainWrapper, SecondStoreReplacesAndEmptyBytesAreAValue) {
 TEST(VaspKeychainWrapper, DuplicateIsDeletedAndStoredAgainUntilItWorks) {
   KeychainFixture f;
   f.store.answerNext({0, -25299, 0, 0, -25299, -25300, 0, 0});
-  std::int32_t status = kUntouched;
-  EXPECT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(f.keep("pin"));
+  EXPECT_EQ(f.status, 0);
   EXPECT_EQ(f.calls(), "remove add remove remove add remove remove add");
   EXPECT_THAT(f.lines(), IsEmpty());
 
   f.store.answerNext({0, -25299, -36});
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
-  EXPECT_EQ(status, -25299);
+  EXPECT_FALSE(f.keep("pin"));
+  EXPECT_EQ(f.status, -25299);
   EXPECT_THAT(f.lines(), ElementsAre("WARN Error keychain writing with key:pin\nStatus:" +
                                      statusText(-25299)));
 }
@@ -138,11 +115,10 @@ TEST(VaspKeychainWrapper, DuplicateIsDeletedAndStoredAgainUntilItWorks) {
 TEST(VaspKeychainWrapper, ForeignAccessGroupIsExplainedWordForWord) {
   KeychainFixture f;
   f.store.answerNext({0, -25243});
-  std::int32_t status = kUntouched;
-  EXPECT_FALSE(f.keychain.storeString_withKey_returnStatus(kPin, "pin", &status));
-  EXPECT_EQ(status, -25243);
+  EXPECT_FALSE(f.keep("pin"));
+  EXPECT_EQ(f.status, -25243);
   const std::string start = "Error keychain writing with key:pin\nStatus:" + statusText(-25243);
-  // The stack follows on a line of its own.
+  // The pieces of the first are joined; what follows is the stack.
   const std::string explained =
       start +
       "\nIl codice di errore -25243 viene mandato quando viene chiesto una entry con un kag senza "
@@ -152,31 +128,29 @@ TEST(VaspKeychainWrapper, ForeignAccessGroupIsExplainedWordForWord) {
   std::vector<LogCapture::Record> records = f.log.records();
   std::erase_if(records, [](const auto& record) { return record.level == log_level::kDebug; });
   std::string joined;
-  for (std::size_t i = 0; i + 1 < records.size(); ++i) {
-    EXPECT_EQ(records[i].level, log_level::kError);
-    EXPECT_EQ(records[i].aspect, 0x8200000);
-    std::string_view message = records[i].message;
-    if (message.starts_with('[')) message.remove_prefix(message.find(']') + 1);
-    joined += message;
+  for (const auto& record : std::span(records).first(records.size() - 1)) {
+    EXPECT_EQ(record.level, log_level::kError);
+    EXPECT_EQ(record.aspect, 0x8200000);
+    const bool isPiece = record.message.starts_with('[');
+    joined += record.message.substr(isPiece ? record.message.find(']') + 1 : 0);
   }
-  EXPECT_EQ(joined.substr(0, explained.size()), explained);
+  EXPECT_TRUE(joined.starts_with(explained)) << joined;
   EXPECT_EQ(records.back().message, start);
   EXPECT_EQ(records.back().level, log_level::kWarn);
 }
 
 TEST(VaspKeychainWrapper, ReadTellsTheStatusAndTextsMustBeUtf8) {
   KeychainFixture f;
-  std::int32_t status = kUntouched;
-  EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin", &status), std::nullopt);
-  EXPECT_EQ(status, -25300);
+  EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin", &f.status), std::nullopt);
+  EXPECT_EQ(f.status, -25300);
   for (const std::string_view text : {"\xc3", "a\xff", "\xed\xa0\x80"}) {
     ASSERT_TRUE(f.keychain.store_withKey_returnStatus(bytesOf(text), "pin"));
-    EXPECT_EQ(f.keychain.readStringWithKey_returnStatus("pin", &status), std::nullopt);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(f.read(), std::nullopt);
+    EXPECT_EQ(f.status, 0);
     EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin"), dataOf(text));
   }
   ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("perché 𝄞", "pin"));
-  EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string("perché 𝄞")));
+  EXPECT_EQ(f.read(), "perché 𝄞");
 }
 
 TEST(VaspKeychainWrapper, ProtectedItemIsReadBehindItsLocalizedPromptAndExistsWithoutOne) {
@@ -184,26 +158,24 @@ TEST(VaspKeychainWrapper, ProtectedItemIsReadBehindItsLocalizedPromptAndExistsWi
   f.services.bundle->setInfo("strings", Dictionary{{"why", "Conferma il PIN"}});
   f.keychain.setKeychainAuthMode(3);
   f.keychain.setKeychainInvalidateMode(2);
-  ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus(kPin, "pin"));
+  ASSERT_TRUE(f.keep("pin"));
   std::string prompt;
   std::int32_t reply = 0;
   f.store.setAuthenticator([&](const platform::AuthenticationRequest& request) {
     prompt = request.prompt;
     return reply;
   });
-  std::int32_t status = kUntouched;
   for (const std::string_view reason : {"why", "No translation"}) {
     f.keychain.setTouchIDReasonDescription(std::string(reason));
-    EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin", &status),
-                Optional(std::string(kPin)));
+    EXPECT_EQ(f.read(), kPin);
     EXPECT_EQ(prompt, reason == "why" ? "Conferma il PIN" : reason);
   }
   reply = -128;
-  EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin", &status), std::nullopt);
-  EXPECT_EQ(status, -128);
+  EXPECT_EQ(f.keychain.readWithKey_returnStatus("pin", &f.status), std::nullopt);
+  EXPECT_EQ(f.status, -128);
   prompt = "nobody";
-  EXPECT_TRUE(f.keychain.existKey_returnStatus("pin", &status));
-  EXPECT_EQ(status, -25308);
+  EXPECT_TRUE(f.keychain.existKey_returnStatus("pin", &f.status));
+  EXPECT_EQ(f.status, -25308);
   EXPECT_EQ(prompt, "nobody");
 }
 
@@ -219,21 +191,20 @@ TEST(VaspKeychainWrapper, TranslatedQueryIsAskedInsteadUntilTheCallbackIsCleared
                       {std::string(kSecAttrAccount), "other"},
                       {std::string(kSecReturnData), true}};
   });
-  EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string("theirs")));
+  EXPECT_EQ(f.read(), "theirs");
   VaspKeychainWrapper::setQueryTranslationCallback({});
-  EXPECT_THAT(f.keychain.readStringWithKey_returnStatus("pin"), Optional(std::string("mine")));
+  EXPECT_EQ(f.read(), "mine");
 }
 
 TEST(VaspKeychainWrapper, DeletionsAndQuestionsAreLoggedWithTheirQueries) {
   KeychainFixture f;
-  std::int32_t status = kUntouched;
-  EXPECT_TRUE(f.keychain.deleteWithKey_returnStatus("pin", &status));
-  EXPECT_EQ(status, -25300);
-  EXPECT_FALSE(f.keychain.existKey_returnStatus("pin", &status));
-  EXPECT_EQ(status, -25300);
+  EXPECT_TRUE(f.keychain.deleteWithKey_returnStatus("pin", &f.status));
+  EXPECT_EQ(f.status, -25300);
+  EXPECT_FALSE(f.keychain.existKey_returnStatus("pin", &f.status));
+  EXPECT_EQ(f.status, -25300);
   f.store.answerNext({-36});
-  EXPECT_FALSE(f.keychain.deleteWithKey_returnStatus("pin", &status));
-  EXPECT_EQ(status, -36);
+  EXPECT_FALSE(f.keychain.deleteWithKey_returnStatus("pin", &f.status));
+  EXPECT_EQ(f.status, -36);
   const Dictionary base = f.keychain.getQueryBaseWithKey("pin");
   Dictionary question = base;
   question.set(kSecUseNoAuthenticationUI, true);
@@ -256,12 +227,11 @@ TEST(VaspKeychainWrapper, CleaningDeletesTheServiceAloneAndMarksTheKeychainWhenI
   f.keychain.setService("app");
   for (const char* key : {"a", "b"})
     ASSERT_TRUE(f.keychain.storeString_withKey_returnStatus("x", key));
-  std::int32_t status = kUntouched;
-  EXPECT_TRUE(f.keychain.cleanallKeysWithReturnStatus(&status));
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(f.keychain.cleanallKeysWithReturnStatus(&f.status));
+  EXPECT_EQ(f.status, 0);
   EXPECT_EQ(f.store.itemCount(), 1U);
-  EXPECT_TRUE(f.keychain.cleanallKeysWithReturnStatus(&status));
-  EXPECT_EQ(status, -25300);
+  EXPECT_TRUE(f.keychain.cleanallKeysWithReturnStatus(&f.status));
+  EXPECT_EQ(f.status, -25300);
   EXPECT_EQ(f.marks, 0);
   EXPECT_THAT(f.lines(), IsEmpty());
 
@@ -269,7 +239,7 @@ TEST(VaspKeychainWrapper, CleaningDeletesTheServiceAloneAndMarksTheKeychainWhenI
   f.keychain.setKeychainAccessGroup("A1.tills");
   f.store.answerNext({-36});
   f.store.takeCalls();
-  EXPECT_FALSE(f.keychain.cleanallKeysWithReturnStatus(&status));
+  EXPECT_FALSE(f.keychain.cleanallKeysWithReturnStatus(&f.status));
   EXPECT_EQ(f.marks, 1);
   EXPECT_EQ(f.store.takeCalls()[0].dictionary,
             (Dictionary{{std::string(kSecClass), kSecClassGenericPassword},
