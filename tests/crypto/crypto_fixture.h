@@ -59,9 +59,11 @@ inline Data counted(std::size_t size, unsigned start = 1) {
   return bytes;
 }
 
+using Lines = std::vector<std::string>;
+
 /// Each message of the log as "level aspects origin first-line", without its further pieces.
-inline std::vector<std::string> recordsOf(const LogCapture& log) {
-  std::vector<std::string> records;
+inline Lines recordsOf(const LogCapture& log) {
+  Lines records;
   for (const LogCapture::Record& record : log.records()) {
     std::string_view message = record.message;
     if (message.starts_with('[')) {  // "[1/2]text"
@@ -73,6 +75,13 @@ inline std::vector<std::string> recordsOf(const LogCapture& log) {
          << message.substr(0, message.find('\n'));
     records.push_back(text.str());
   }
+  return records;
+}
+
+/// The same, and the log is empty afterwards.
+inline Lines takeRecords(LogCapture& log) {
+  Lines records = recordsOf(log);
+  log.clear();
   return records;
 }
 

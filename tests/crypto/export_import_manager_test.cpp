@@ -12,11 +12,7 @@ namespace {
 const CryptoExportImportManager kManager;
 
 TEST(CryptoExportImportManager, LengthsTakeTheFewestBytes) {
-  const struct {
-    std::size_t length;
-    std::size_t needed;
-    std::string encoded;
-  } rows[] = {
+  const std::tuple<std::size_t, std::size_t, std::string> rows[] = {
       {0, 0, "00"},
       {1, 1, "01"},
       {127, 1, "7f"},
@@ -30,12 +26,12 @@ TEST(CryptoExportImportManager, LengthsTakeTheFewestBytes) {
       {0x100000000, 5, "850100000000"},
       {0x7fffffffffffffff, 8, "887fffffffffffffff"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(static_cast<std::int64_t>(row.length)),
-              row.needed);
+  for (const auto& [length, needed, encoded] : rows) {
+    EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(static_cast<std::int64_t>(length)),
+              needed);
     std::array<std::uint8_t, 9> buffer{};
-    const std::size_t size = kManager.encodeASN1LengthParameter_buffer(row.length, buffer);
-    EXPECT_EQ(Data(buffer.begin(), buffer.begin() + size), bytesOfColumn(row.encoded));
+    const std::size_t size = kManager.encodeASN1LengthParameter_buffer(length, buffer);
+    EXPECT_EQ(Data(buffer.begin(), buffer.begin() + size), bytesOfColumn(encoded));
   }
   EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(-1), 0U);
 }
@@ -57,19 +53,16 @@ TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
       kManager.importPublicKeyReferenceFromDERCertificate(fileOf("certificate_ec.der"));
   const Data point = *externalRepresentation(key.get());
   ASSERT_EQ(point.size(), 65U);
-  const struct {
-    std::int64_t size;
-    DataView header;
-  } rows[] = {{256, kCryptoExportImportManagerSecp256r1header},
-              {384, kCryptoExportImportManagerSecp384r1header},
-              {521, kCryptoExportImportManagerSecp521r1header},
-              {255, DataView()}};
-  for (const auto& row : rows) {
-    Data expected(row.header.begin(), row.header.end());
+  using Row = std::pair<std::int64_t, DataView>;
+  for (const auto& [size, header] :
+       {Row{256, kCryptoExportImportManagerSecp256r1header},
+        Row{384, kCryptoExportImportManagerSecp384r1header},
+        Row{521, kCryptoExportImportManagerSecp521r1header}, Row{255, DataView()}}) {
+    Data expected(header.begin(), header.end());
     append(expected, point);
-    EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(point, kSecAttrKeyTypeEC, row.size),
+    EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(point, kSecAttrKeyTypeEC, size),
               expected);
-    EXPECT_EQ(kManager.exportECPublicKeyToPEM_keyType_keySize(point, "", row.size),
+    EXPECT_EQ(kManager.exportECPublicKeyToPEM_keyType_keySize(point, "", size),
               kManager.PEMKeyFromDERKey(expected));
   }
   unsigned char* info = nullptr;
@@ -77,9 +70,6 @@ TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
   EXPECT_EQ(kManager.exportECPublicKeyToDER_keyType_keySize(point, "", 256),
             Data(info, info + size));
   OPENSSL_free(info);
-}
-
-TEST(CryptoExportImportManager, UnknownKeyTypeGivesNone) {
   EXPECT_EQ(kManager.exportPublicKeyToDER_keyType_keySize(Data{1}, "44", 256), std::nullopt);
   EXPECT_EQ(kManager.exportPublicKeyToPEM_keyType_keySize(Data{1}, "", 256), std::nullopt);
 }

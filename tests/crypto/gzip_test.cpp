@@ -11,19 +11,12 @@ namespace {
 
 using ::testing::IsEmpty;
 
-/// One deflate call with all the room that it needs.
+/// Between head and tail, what one call of zlib compresses.
 Data reference(DataView bytes) {
-  z_stream stream{};
-  EXPECT_EQ(deflateInit2(&stream, -1, 8, 31, 8, 0), Z_OK);
-  Data result(deflateBound(&stream, bytes.size()));
-  stream.next_in = const_cast<Bytef*>(bytes.data());
-  stream.avail_in = static_cast<uInt>(bytes.size());
-  stream.next_out = result.data();
-  stream.avail_out = static_cast<uInt>(result.size());
-  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-  result.resize(stream.total_out);
-  deflateEnd(&stream);
-  return result;
+  uLongf size = compressBound(bytes.size());
+  Data result(size);
+  EXPECT_EQ(compress(result.data(), &size, bytes.data(), bytes.size()), Z_OK);
+  return Data(result.begin() + 2, result.begin() + static_cast<std::ptrdiff_t>(size) - 4);
 }
 
 Data randomBytes(std::size_t size) {
@@ -38,7 +31,7 @@ TEST(VaspGzip, WritesTheBytesThatOneCallOfZlibWritesAndReadsThemBack) {
   for (const std::size_t size : {1U, 2U, 3U, 100U, 16383U, 16384U, 16385U, 100000U, 1000000U}) {
     for (const Data& bytes : {Data(size, 'x'), randomBytes(size)}) {
       const auto compressed = VaspGzip::gzipDeflate(bytes);
-      ASSERT_EQ(compressed, reference(bytes)) << size;
+      ASSERT_EQ(Data(compressed->begin() + 10, compressed->end() - 8), reference(bytes)) << size;
       ASSERT_EQ(VaspGzip::gzipInflate(*compressed), bytes) << size;
     }
   }
@@ -57,10 +50,9 @@ TEST(VaspGzip, StreamsOfOtherProgramsGiveTheirFirstMemberOrNothing) {
 TEST(VaspGzip, StreamCutAtAnyByteGivesNothing) {
   for (const Data& bytes : {Data(70000, 'x'), randomBytes(300), dataOf("a")}) {
     const Data stream = *VaspGzip::gzipDeflate(bytes);
-    for (std::size_t size = 1; size < stream.size(); ++size) {
-      const Data cut(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size));
-      ASSERT_EQ(VaspGzip::gzipInflate(cut), std::nullopt) << size << " of " << stream.size();
-    }
+    for (std::size_t size = 1; size < stream.size(); ++size)
+      ASSERT_EQ(VaspGzip::gzipInflate(DataView(stream).first(size)), std::nullopt)
+          << size << " of " << stream.size();
   }
 }
 

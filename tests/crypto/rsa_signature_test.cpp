@@ -11,9 +11,6 @@
 namespace kelm::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 constexpr std::uint32_t kSha256 = VaspRSA::kSha256SignaturePadding;
 constexpr std::size_t kBlockBytes = 256;
 const DataView kText = bytesOf("signed text");
@@ -21,8 +18,8 @@ const Data kSha256Info = bytesOfColumn("3031300d060960864801650304020105000420")
 
 /// The block to the power of the private (for a signature) or the public exponent.
 Data power(Data block, KeyPart part) {
-  const auto rsa = part == KeyPart::Private ? privateHalf() : publicHalf();
   const bool isPrivate = part == KeyPart::Private;
+  const auto rsa = isPrivate ? privateHalf() : publicHalf();
   EVP_PKEY* const key = (isPrivate ? rsa->privateKey() : rsa->publicKey())->native.get();
   const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(
       EVP_PKEY_CTX_new(key, nullptr), EVP_PKEY_CTX_free);
@@ -82,32 +79,25 @@ TEST(RsaForgeries, OnlyTheOneEncodingOfADigestIsASignature) {
       joined({bytesOfColumn("308131300d060960864801650304020105000420"), digest});
   Data otherDigest = info;
   otherDigest[14] = 2;  // SHA-384's identifier
-  const struct {
-    Data content;
-    bool holds;
-    const char* reason;
-  } rows[] = {
-      {block("0001", joined({{0}, info})), true, "the encoding itself"},
-      {block("0002", joined({{0}, info})), false, "another block type"},
-      {block("0000", joined({{0}, info})), false, "another block type"},
-      {block("0001", joined({{0}, withoutNull})), false, "no NULL parameters"},
-      {block("0001", joined({{0}, longLength})), false, "a length in long form"},
-      {block("0001", joined({{0}, otherDigest})), false, "another algorithm"},
-      {block("0001", joined({{0}, digest})), false, "no identifier"},
-      {block("0001", joined({{0}, info, Data(1, 0)})), false, "a byte after it"},
-      {joined({bytesOfColumn("0001ffffffffffffffff00"), info, Data(194, 0x5a)}), false,
-       "garbage in place of padding"},
-      {joined({bytesOfColumn("0001"), Data(202, 0xfe), {0}, info}), false, "other padding bytes"},
-      {block("0001", info), false, "no end of the padding"},
-      {Data(kBlockBytes, 0), false, "zero"},
+  const auto check = [](const Data& content, bool holds, const char* reason) {
+    ASSERT_EQ(content.size(), kBlockBytes) << reason;
+    const Data signature = power(content, KeyPart::Private);
+    EXPECT_EQ(publicHalf()->check_withSign_withPadding(kText, signature, kSha256), holds) << reason;
+    EXPECT_EQ(checker().isSign_validForData(signature, kText), holds) << reason;
   };
-  for (const auto& row : rows) {
-    ASSERT_EQ(row.content.size(), kBlockBytes) << row.reason;
-    const Data signature = power(row.content, KeyPart::Private);
-    EXPECT_EQ(publicHalf()->check_withSign_withPadding(kText, signature, kSha256), row.holds)
-        << row.reason;
-    EXPECT_EQ(checker().isSign_validForData(signature, kText), row.holds) << row.reason;
-  }
+  check(block("0001", joined({{0}, info})), true, "the encoding itself");
+  check(block("0002", joined({{0}, info})), false, "another block type");
+  check(block("0000", joined({{0}, info})), false, "another block type");
+  check(block("0001", joined({{0}, withoutNull})), false, "no NULL parameters");
+  check(block("0001", joined({{0}, longLength})), false, "a length in long form");
+  check(block("0001", joined({{0}, otherDigest})), false, "another algorithm");
+  check(block("0001", joined({{0}, digest})), false, "no identifier");
+  check(block("0001", joined({{0}, info, Data(1, 0)})), false, "a byte after it");
+  check(joined({bytesOfColumn("0001ffffffffffffffff00"), info, Data(194, 0x5a)}), false,
+        "garbage in place of padding");
+  check(joined({bytesOfColumn("0001"), Data(202, 0xfe), {0}, info}), false, "other padding bytes");
+  check(block("0001", info), false, "no end of the padding");
+  check(Data(kBlockBytes, 0), false, "zero");
 }
 
 TEST(RsaForgeries, WrongEncryptionPaddingIsRefusedWithOneMessage) {
@@ -125,9 +115,9 @@ TEST(RsaForgeries, WrongEncryptionPaddingIsRefusedWithOneMessage) {
   for (const Data& row : rows) {
     ASSERT_EQ(row.size(), kBlockBytes);
     EXPECT_EQ(privateHalf()->decryptWithData(power(row, KeyPart::Public)), std::nullopt);
-    EXPECT_THAT(log.lines(),
-                ElementsAre("ERROR RSA Cant decrypt, error: Unable to decode the provided data."));
-    log.clear();
+    EXPECT_EQ(takeRecords(log),
+              Lines{"3 0x200200 -[VaspRSA decryptWithData:withPadding:] RSA Cant decrypt, error: "
+                    "Unable to decode the provided data."});
   }
 }
 
@@ -152,31 +142,29 @@ TEST(ZuSignChecker, AcceptsSha1AndSha256OverTheData) {
     EXPECT_FALSE(checker().isSign_validForData(fileOf(file), bytesOf("other text")));
   }
   EXPECT_FALSE(checker().isSign_validForData(fileOf("signature_sha512.bin"), kText));
-  EXPECT_THAT(recordsOf(log), IsEmpty());
+  EXPECT_EQ(recordsOf(log), Lines());
 }
 
 TEST(ZuSignChecker, NothingToCheckIsSilentlyFalse) {
   const LogCapture log;
   const Data signature = fileOf("signature_sha1.bin");
-  EXPECT_FALSE(checker().isSign_validForData(std::nullopt, kText));
-  EXPECT_FALSE(checker().isSign_validForData(DataView(), kText));
-  EXPECT_FALSE(checker().isSign_validForData(signature, std::nullopt));
-  EXPECT_FALSE(checker().isSign_validForData(signature, DataView()));
+  for (const std::optional<DataView> none : {std::optional<DataView>(), std::optional(DataView())})
+    EXPECT_FALSE(checker().isSign_validForData(none, kText) ||
+                 checker().isSign_validForData(signature, none) ||
+                 checker().isB64Sign_validForData(base64Of(signature), none));
+  for (const char* none : {"", "QQ=", "-"})
+    EXPECT_FALSE(checker().isB64Sign_validForData(none, kText)) << none;
   EXPECT_FALSE(checker().isB64Sign_validForData(std::nullopt, kText));
-  EXPECT_FALSE(checker().isB64Sign_validForData("", kText));
-  EXPECT_FALSE(checker().isB64Sign_validForData("QQ=", kText));
-  EXPECT_FALSE(checker().isB64Sign_validForData("-", kText));
-  EXPECT_FALSE(checker().isB64Sign_validForData(base64Of(signature), std::nullopt));
-  EXPECT_THAT(recordsOf(log), IsEmpty());
+  EXPECT_EQ(recordsOf(log), Lines());
 }
 
 TEST(ZuSignChecker, WithoutAUsableCertificateEveryCheckIsFalse) {
   LogCapture log;
   const auto rejecting = ZuSignChecker::initWithPublicKey(base64Of(fileOf("public_key_info.der")));
-  EXPECT_THAT(log.lines(), ElementsAre("ERROR DER data is invalid"));
+  EXPECT_EQ(log.lines(), Lines{"ERROR DER data is invalid"});
   log.clear();
   EXPECT_FALSE(rejecting.isSign_validForData(fileOf("signature_sha1.bin"), kText));
-  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_EQ(log.lines(), Lines());
   (void)ZuSignChecker::initWithPublicKey(std::nullopt);
   EXPECT_THAT(log.lines(), ::testing::Contains("ERROR DER data is nil"));
 }
