@@ -91,7 +91,9 @@ TEST(KeyValueCoding, ConvertsEveryKindOfValueOrRefusesItUnchanged) {
   for (const auto& [property, given, kept] : rows) {
     Shop shop;
     const std::optional<Value> before = shop.valueForKey(property);
-    EXPECT_EQ(nameOfRaised([&] { shop.setValueForKey(given, property); }),
+    EXPECT_EQ(nameOfRaised([&, property = property, given = given] {
+                shop.setValueForKey(given, property);
+              }),
               kept ? "nothing" : exception_name::kInvalidArgument)
         << property << ' ' << describe(given);
     EXPECT_EQ(shop.valueForKey(property), kept ? kept : before)
