@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/support/canary.h"
 
@@ -54,16 +56,15 @@ std::vector<std::string> LogCapture::lines(std::string_view source) const {
   static constexpr const char* kLevels[] = {"DEBUG ", "INFO ",  "WARN ",
                                             "ERROR ", "FATAL ", "FATAL "};
   std::vector<std::string> lines;
-  std::string text;
+  std::string joined;  // the pieces so far; a critical record may come between two of them
   for (const Record& record : records()) {
     if (record.source.find(source) == std::string::npos) continue;
     std::size_t number = 1, count = 1;
     int mark = 0;  // "[2/3]" before the text: a piece of a longer one
-    if (std::sscanf(record.message.c_str(), "[%zu/%zu]%n", &number, &count, &mark) < 2 || mark == 0)
-      number = count = 1;
-    if (number == 1) text.clear();
-    text.append(record.message, static_cast<std::size_t>(mark));
-    if (number < count) continue;
+    if (std::sscanf(record.message.c_str(), "[%zu/%zu]%n", &number, &count, &mark) == 2 && mark > 0)
+      joined.append(record.message, static_cast<std::size_t>(mark));
+    if (mark > 0 && number < count) continue;
+    const std::string text = mark > 0 ? std::exchange(joined, {}) : record.message;
     const bool hasStack = record.level >= log_level::kError && record.level <= log_level::kCritical;
     lines.push_back((record.level < std::size(kLevels) ? kLevels[record.level] : "UNKNOW ") +
                     (hasStack ? text.substr(0, text.find('\n')) : text));
