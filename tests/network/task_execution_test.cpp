@@ -11,69 +11,57 @@
 namespace kelm {
 namespace {
 
-using test::Events;
-using test::MemoryUrlSessions;
-using test::NetworkFixture;
-using test::taskFor;
+using test::RecordingApplication;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// A session that notes into the application's events, and answers when the test says so.
-class RecordingSession : public platform::UrlSession, public platform::DataTask {
- public:
-  explicit RecordingSession(test::RecordingApplication& events) : events_(events) {}
-
+struct RecordingSession : platform::UrlSession, platform::DataTask {
+  explicit RecordingSession(RecordingApplication& itsEvents) : events(itsEvents) {}
   std::shared_ptr<platform::DataTask> makeDataTask(const platform::UrlRequest& request,
                                                    Completion completion) override {
-    events_.note("makeDataTask " + request.url.value_or("(null)"));
+    events.note("makeDataTask " + request.url.value_or("(null)"));
     answer = std::move(completion);
     return {std::shared_ptr<void>(), this};
   }
   const platform::UrlSessionConfiguration& configuration() const override { return configured; }
   std::uint64_t id() const override { return 1; }
-  void resume() override { events_.note("resume"); }
-  void cancel() override { events_.note("cancel"); }
+  void resume() override { events.note("resume"); }
+  void cancel() override { events.note("cancel"); }
 
+  RecordingApplication& events;
   Completion answer;
   platform::UrlSessionConfiguration configured;
-
- private:
-  test::RecordingApplication& events_;
 };
 
-class RecordingTask : public ZuHTTPTask {
- public:
-  RecordingTask(test::RecordingApplication& events, std::shared_ptr<platform::UrlSession> session)
-      : ZuHTTPTask("http://h/p", ZuHTTPMethod::Post, std::move(session)), events_(events) {}
-  ~RecordingTask() override { events_.note("destroyed"); }
+struct RecordingTask : ZuHTTPTask {
+  RecordingTask(RecordingApplication& itsEvents, std::shared_ptr<platform::UrlSession> session)
+      : ZuHTTPTask("http://h/p", ZuHTTPMethod::Post, std::move(session)), events(itsEvents) {}
 
   std::optional<platform::UrlRequest> buildRequest() override {
-    events_.note("buildRequest");
-    return builds ? ZuHTTPTask::buildRequest() : std::nullopt;
+    note("buildRequest");
+    return ZuHTTPTask::buildRequest();
   }
-  bool builds = true;
-  bool throwsBefore = false;
-  bool throwsAfter = false;
-
- protected:
   std::string getCurrentSessionName() const override { return "till session"; }
   void taskWillExecute(const std::shared_ptr<platform::DataTask>& task) override {
-    events_.note(task == currentTask() && request() ? "willExecute" : "willExecute too early");
-    if (throwsBefore) throw std::runtime_error("not now");
+    note(task == currentTask() && request() ? "willExecute" : "willExecute too early");
   }
   void taskDidExecute(const std::shared_ptr<platform::DataTask>& task) override {
-    events_.note(task ? "didExecute" : "didExecute without task");
-    if (throwsAfter) throw std::runtime_error("hook");
+    note(task ? "didExecute" : "didExecute without task");
+  }
+  void note(const std::string& event) {
+    events.note(event);
+    if (event == throwsAt) throw std::runtime_error(event);
   }
 
- private:
-  test::RecordingApplication& events_;
+  RecordingApplication& events;
+  std::string throwsAt;
 };
 
-struct ExecutionFixture : NetworkFixture {
-  void perform(ZuHTTPTask& to) {
-    to.performWithTransformation_withNetworkCompletion(
-        [this](const std::shared_ptr<ZuHTTPResponse>& response) {
+struct ExecutionFixture : test::NetworkFixture {
+  void perform() {
+    task->performWithTransformation_withNetworkCompletion(
+        [this](const auto& response) {
           application->note("transformation");
           return Value(response->statusCode());
         },
@@ -81,11 +69,12 @@ struct ExecutionFixture : NetworkFixture {
           application->note("completion " + describe(result) + ' ' + describe(error));
         });
   }
-  static std::shared_ptr<platform::UrlResponse> answerOf(int status) {
+  void answer(int status, std::string_view body = "", Dictionary headers = {}) {
     auto response = std::make_shared<platform::UrlResponse>();
     response->statusCode = status;
     response->url = "http://h/p";
-    return response;
+    response->headers = std::move(headers);
+    std::exchange(session->answer, nullptr)(dataOf(body), response, std::nullopt);
   }
 
   std::shared_ptr<RecordingSession> session = std::make_shared<RecordingSession>(*application);
@@ -95,26 +84,20 @@ struct ExecutionFixture : NetworkFixture {
 TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
   ExecutionFixture f;
   f.task->setUserInfo(std::make_shared<Object>());
-  f.perform(*f.task);
+  f.perform();
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("buildRequest", "begin KelmTask RecordingTask", "makeDataTask http://h/p",
                           "willExecute", "resume"));
   EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - START ASYNC NETWORK CALL"));
   f.dispatcher.runUntilIdle();
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("indicator on"));
-  ASSERT_TRUE(f.task->request());
   EXPECT_EQ(f.task->request()->method, "POST");
-
-  f.session->answer(dataOf("ok"), ExecutionFixture::answerOf(500), std::nullopt);
+  f.answer(500);
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("didExecute", "transformation", "completion 500 (null)", "indicator off",
                           "end 1"));
-  EXPECT_EQ(f.task->request(), nullptr);
-  EXPECT_EQ(f.task->response(), nullptr);
-  EXPECT_EQ(f.task->currentTask(), nullptr);
-  EXPECT_EQ(f.task->currentSession(), nullptr);
-  EXPECT_EQ(f.task->userInfo(), nullptr);
-  EXPECT_EQ(f.task->getRequestParameters(), std::nullopt);
+  EXPECT_FALSE(f.task->request() || f.task->response() || f.task->currentTask() ||
+               f.task->currentSession() || f.task->userInfo());
   EXPECT_TRUE(f.task->getMutableHeaderDict());
   EXPECT_EQ(f.task->errorOnTaskExecution(), std::nullopt);
 }
@@ -132,12 +115,10 @@ TEST(TaskExecution, ExchangeIsLoggedWordForWord) {
   };
   const std::string before = setCookie("1");
   f.task->setRequestBody(dataOf("sale é"));
-  f.perform(*f.task);
+  f.perform();
   f.log.clear();
-  auto answer = ExecutionFixture::answerOf(404);
-  answer->headers = {{"A", "b"}};
   const std::string after = setCookie("2");
-  f.session->answer(dataOf("gone"), answer, std::nullopt);
+  f.answer(404, "gone", {{"A", "b"}});
   EXPECT_THAT(f.log.lines(),
               ElementsAre("INFO Current Session: till session\n"
                           "[HTTP REQUEST] url:http://h/p [POST]\n{\n}\nsale é\nCookies:" +
@@ -154,18 +135,12 @@ TEST(TaskExecution, ForcedCompletionMovesFromTheNetworkThreadToTheMainThread) {
     f.task->setForceCompletitionMainThread(force);
     f.task->performAsyncNetworkTaskWithCompletion(
         [&](const auto&, const auto&) { ranOn = std::this_thread::get_id(); });
+    std::thread network([&] { f.answer(200); });
+    const std::thread::id networkId = network.get_id();
+    network.join();
+    EXPECT_EQ(ranOn, force ? std::thread::id() : networkId);
     f.dispatcher.runUntilIdle();
-    std::thread::id network;
-    std::thread([&] {
-      network = std::this_thread::get_id();
-      f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-    }).join();
-    if (force) {
-      EXPECT_EQ(ranOn, std::thread::id());
-      f.dispatcher.runUntilIdle();
-    }
-    EXPECT_EQ(ranOn, force ? std::this_thread::get_id() : network);
-    f.session->answer = nullptr;
+    EXPECT_EQ(ranOn, force ? std::this_thread::get_id() : networkId);
   }
 }
 
@@ -173,11 +148,10 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
   for (const bool atOnce : {true, false}) {
     ExecutionFixture f;
     f.application->expireAtOnce = atOnce;
-    f.perform(*f.task);
+    f.perform();
     if (!atOnce) f.application->expired()();
     EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(1));
-    f.application->expired()();
-    f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
+    f.answer(200);
     f.application->expired()();
     EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(0));
   }
@@ -186,8 +160,7 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
 TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
   ExecutionFixture f;
   f.task = std::make_shared<RecordingTask>(*f.application, nullptr);
-  f.application->takeEvents();
-  f.perform(*f.task);
+  f.perform();
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute"));
   f.dispatcher.runUntilIdle();
@@ -200,61 +173,39 @@ TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
 
 TEST(TaskExecution, FailureRaisedAtTheStartReachesTheCallerAndReleasesAll) {
   ExecutionFixture f;
-  f.task->throwsBefore = true;
-  EXPECT_THROW(f.perform(*f.task), std::runtime_error);
+  f.task->throwsAt = "willExecute";
+  EXPECT_THROW(f.perform(), std::runtime_error);
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("buildRequest", "begin KelmTask RecordingTask", "makeDataTask http://h/p",
                           "willExecute", "end 1"));
   EXPECT_EQ(f.task->currentTask(), nullptr);
   f.session->answer = nullptr;
-  const std::weak_ptr<RecordingTask> task = f.task;
-  f.task.reset();
+  const std::weak_ptr<RecordingTask> task = std::exchange(f.task, nullptr);
   EXPECT_TRUE(task.expired());
 }
 
 TEST(TaskExecution, WhatUserCodeThrowsNeitherStopsTheAnswerNorEscapes) {
   ExecutionFixture f;
-  f.task->throwsAfter = true;
-  int completions = 0;
+  f.task->throwsAt = "didExecute";
   f.task->performWithTransformation_withNetworkCompletion(
       [](const auto&) -> std::optional<Value> { throw std::runtime_error("transformation"); },
       [&](const std::optional<Value>& result, const std::optional<Error>& error) {
-        ++completions;
         EXPECT_EQ(result, std::nullopt);
-        ASSERT_TRUE(error);
-        EXPECT_EQ(error->localizedDescription(), "transformation");
+        f.application->note("completion " + error->localizedDescription());
         throw std::runtime_error("completion");
       });
   f.application->takeEvents();
-  f.session->answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-  EXPECT_EQ(completions, 1);
-  EXPECT_THAT(f.services.console->lines(), ElementsAre("LOG ERROR hook", "LOG ERROR completion"));
-  EXPECT_THAT(f.application->takeEvents(), ElementsAre("didExecute", "indicator off", "end 1"));
-}
-
-TEST(TaskExecution, CompletionMayDropTheLastReferenceAndFeedAnotherAnswer) {
-  ExecutionFixture f;
-  int completions = 0;
-  f.task->performAsyncNetworkTaskWithCompletion([&](const auto&, const auto&) {
-    ++completions;
-    f.task->handleProcessingOfData_withURLResponse_withNetworkError_andWithTransformation(
-        {}, nullptr, std::nullopt, nullptr);
-    f.task.reset();
-  });
-  auto answer = std::exchange(f.session->answer, nullptr);
-  f.application->takeEvents();
-  answer({}, ExecutionFixture::answerOf(200), std::nullopt);
-  answer = nullptr;
-  EXPECT_EQ(completions, 1);
-  EXPECT_THAT(f.application->takeEvents(), ElementsAre("didExecute", "didExecute", "indicator off",
-                                                       "indicator off", "end 1", "destroyed"));
+  f.answer(200);
+  EXPECT_THAT(f.services.console->lines(),
+              ElementsAre("LOG ERROR didExecute", "LOG ERROR completion"));
+  EXPECT_THAT(f.application->takeEvents(),
+              ElementsAre("didExecute", "completion transformation", "indicator off", "end 1"));
 }
 
 TEST(TaskProgress, IsLoggedAndPassedOnOnlyToItsHandler) {
   ExecutionFixture f;
-  Events seen;
   const auto noting = [&](std::string name) {
-    return [&seen, name](const Value& progress) { seen.push_back(name + describe(progress)); };
+    return [&f, name](const Value& progress) { f.application->note(name + describe(progress)); };
   };
   f.task->setDownloadProgressValue(0.25);
   f.task->setUploadProgressValue(0.25);
@@ -264,12 +215,11 @@ TEST(TaskProgress, IsLoggedAndPassedOnOnlyToItsHandler) {
   f.task->setDownloadProgressHandler_uploadProgressHandler(nullptr, noting("up "));
   f.task->setDownloadProgressValue(0.5);
   f.task->setUploadProgressValue(1);
-  EXPECT_THAT(seen, ElementsAre("down 0.5", "up 1"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - Progress download network request: 0.5",
-                                         "INFO NETWORK - Progress upload network request: 1"));
   f.task->dispose();
   f.task->setUploadProgressValue(1);
-  EXPECT_EQ(seen.size(), 2U);
+  EXPECT_THAT(f.application->takeEvents(), ElementsAre("down 0.5", "up 1"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - Progress download network request: 0.5",
+                                         "INFO NETWORK - Progress upload network request: 1"));
 }
 
 }  // namespace
