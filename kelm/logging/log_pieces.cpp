@@ -14,7 +14,7 @@ constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 /// Takes pieces off the front of a text, each in one pass.
 class PieceCutter {
  public:
-  explicit PieceCutter(std::string_view text) : rest_(text), isAscii_(isAscii(text)) {}
+  PieceCutter(std::string_view text, bool isAscii) : rest_(text), isAscii_(isAscii) {}
 
   void appendPiece(std::string& out) {
     std::size_t wanted = kPieceUnits;
@@ -49,13 +49,15 @@ class PieceCutter {
 }  // namespace
 
 void forEachPiece(std::string_view message, const std::function<void(std::string_view)>& deliver) {
-  // No text has more units than bytes.
-  const std::size_t length = message.size() > kPieceUnits ? utf16Length(message) : 0;
+  if (message.size() <= kPieceUnits) return deliver(message);  // no more units than bytes
+  const bool hasUnitPerByte = isAscii(message);
+  const std::size_t length = hasUnitPerByte ? message.size() : utf16Length(message);
   if (length <= kPieceUnits) return deliver(message);
   const std::size_t count = length / kPieceUnits + 1;
-  PieceCutter cutter(message);
+  PieceCutter cutter(message, hasUnitPerByte);
+  std::string piece;
   for (std::size_t k = 1; k <= count; ++k) {
-    std::string piece = "[" + std::to_string(k) + "/" + std::to_string(count) + "]";
+    piece.assign("[").append(std::to_string(k)).append("/").append(std::to_string(count)) += ']';
     cutter.appendPiece(piece);
     deliver(piece);
   }

@@ -8,8 +8,8 @@ namespace kelm::logging {
 
 namespace {
 
-constexpr auto kNap = std::chrono::microseconds(500);
-constexpr int kMostNaps = 100;  // 50 ms without a record
+constexpr auto kNap = std::chrono::milliseconds(5);
+constexpr int kMostNaps = 10;  // 50 ms without a record
 
 }  // namespace
 
@@ -30,7 +30,7 @@ bool Fence::waitFor(std::chrono::milliseconds limit) {
 LogQueue::LogQueue(std::function<void(const LogRecord&)> deliver, std::function<void()> rest)
     : deliver_(std::move(deliver)),
       rest_(std::move(rest)),
-      last_(makeRecord(0)),
+      last_(makeRecord({})),
       consumed_(last_.load()) {
   std::thread([this] { run(); }).detach();
 }
@@ -44,7 +44,7 @@ void LogQueue::push(LogRecord* record) {
 bool LogQueue::flush(std::chrono::milliseconds limit) {
   if (thread_.load() == std::this_thread::get_id()) return false;
   const auto fence = std::make_shared<Fence>();
-  LogRecord* const record = makeRecord(0);
+  LogRecord* const record = makeRecord({});
   record->fence = fence;
   push(record);
   wake();

@@ -26,7 +26,7 @@ class Fence {
 
 /// The serial queue of records: a linked list that any thread appends to with one atomic exchange,
 /// emptied by one thread of its own. That thread is not woken for each record: while records keep
-/// coming it looks every half millisecond, and only later sleeps until it is called. Lives for
+/// coming it looks every five milliseconds, and only later sleeps until it is called. Lives for
 /// ever once made.
 class LogQueue {
  public:

@@ -1,6 +1,8 @@
 #include "kelm/logging/log_record.h"
 
+#include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "kelm/base/mutex.h"
@@ -10,7 +12,6 @@ namespace kelm::logging {
 namespace {
 
 constexpr std::size_t kSlabBytes = 64 * 1024;
-constexpr std::size_t kLongestInSlab = 4096;
 constexpr std::size_t kAlignment = alignof(LogRecord);
 constexpr std::size_t kMostSpareSlabs = 32;
 /// More than the records of any slab: a slab that is still being filled never counts down to 0.
@@ -24,6 +25,10 @@ struct alignas(64) RecordSlab {
 };
 
 namespace {
+
+struct LongRecord : LogRecord {
+  std::string text;
+};
 
 class SpareSlabs {
  public:
@@ -117,16 +122,32 @@ thread_local bool OwnSlab::ended = false;
 
 }  // namespace
 
-LogRecord* makeRecord(std::size_t size) {
-  const std::size_t bytes = (sizeof(LogRecord) + size + kAlignment - 1) & ~(kAlignment - 1);
-  OwnSlab* const own = size <= kLongestInSlab ? OwnSlab::ofThisThread() : nullptr;
+std::string_view LogRecord::message() const {
+  if (isLong()) return static_cast<const LongRecord*>(this)->text;
+  return {reinterpret_cast<const char*>(this + 1), size};
+}
+
+LogRecord* makeRecord(std::string_view text) {
+  if (text.size() > kLongestInline) return makeRecordOf(std::string(text));
+  const std::size_t bytes = (sizeof(LogRecord) + text.size() + kAlignment - 1) & ~(kAlignment - 1);
+  OwnSlab* const own = OwnSlab::ofThisThread();
   auto* const record = new (own != nullptr ? own->carve(bytes) : ::operator new(bytes)) LogRecord;
   if (own != nullptr) record->slab = own->slab();
-  record->size = size;
+  record->size = text.size();
+  if (!text.empty()) std::memcpy(reinterpret_cast<char*>(record + 1), text.data(), text.size());
+  return record;
+}
+
+LogRecord* makeRecordOf(std::string text) {
+  if (text.size() <= kLongestInline) return makeRecord(text);
+  auto* const record = new LongRecord;
+  record->size = text.size();
+  record->text = std::move(text);
   return record;
 }
 
 void releaseRecord(LogRecord* record) {
+  if (record->isLong()) return delete static_cast<LongRecord*>(record);
   RecordSlab* const slab = record->slab;
   record->~LogRecord();
   if (slab != nullptr)

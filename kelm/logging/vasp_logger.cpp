@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
+#include <utility>
 
 #include "kelm/base/error.h"
 #include "kelm/logging/call_stack.h"
@@ -88,6 +88,24 @@ LogQueue& queue() {
   return *kQueue;
 }
 
+bool hasStack(LogLevel level) { return level - log_level::kError <= 1; }
+
+void appendCallerStack(std::string& text, const void* caller) {
+  text.reserve(text.size() + kStackTextCapacity);
+  text.push_back('\n');
+  appendCallStack(text, caller, kStackLines);
+}
+
+void enqueue(LogRecord* record, LogAspect aspect, LogLevel level, const char* source) {
+  record->level = level;
+  record->aspect = aspect;
+  record->source = source;
+  record->thread = threadNumber();
+  queue().push(record);
+  if (isLeaving.load(std::memory_order_relaxed) && !VaspLogger::flush(kExitLimit))
+    isLeaving = false;
+}
+
 std::string exitText(std::string_view start, const void* caller) {
   std::string text;
   text.reserve(kStackTextCapacity);
@@ -144,13 +162,19 @@ void VaspLogger::logFormatted(LogLevel level, LogAspect aspect, const char* from
     slot().fill();
     TextBuffer text;
     appendFormat(*text, format, arguments);
-    if (level - log_level::kError <= 1) {
-      text->reserve(kStackTextCapacity);
-      text->push_back('\n');
-      appendCallStack(*text, __builtin_return_address(0), kStackLines);
-    }
-    logWithAspect_level_message_source(aspect, level, *text, from);
+    if (hasStack(level)) appendCallerStack(*text, __builtin_return_address(0));
+    enqueue(makeRecord(*text), aspect, level, from);
   } catch (...) {  // an argument that cannot be described, or no memory
+    reportException();
+  }
+}
+
+void VaspLogger::logText(LogLevel level, LogAspect aspect, const char* from, std::string text) {
+  try {
+    slot().fill();
+    if (hasStack(level)) appendCallerStack(text, __builtin_return_address(0));
+    enqueue(makeRecordOf(std::move(text)), aspect, level, from);
+  } catch (...) {  // no memory
     reportException();
   }
 }
@@ -162,14 +186,7 @@ void VaspLogger::logwithLevel_aspect_formattedMessage(LogLevel level, LogAspect 
 
 void VaspLogger::logWithAspect_level_message_source(LogAspect aspect, LogLevel level,
                                                     std::string_view message, const char* source) {
-  LogRecord* const record = makeRecord(message.size());
-  record->level = level;
-  record->aspect = aspect;
-  record->source = source;
-  record->thread = threadNumber();
-  std::memcpy(record->text(), message.data(), message.size());
-  queue().push(record);
-  if (isLeaving.load(std::memory_order_relaxed) && !flush(kExitLimit)) isLeaving = false;
+  enqueue(makeRecord(message), aspect, level, source);
 }
 
 std::string VaspLogger::getThreadName() { return threadName(threadNumber()); }

@@ -81,6 +81,9 @@ class KELM_API VaspLogger {
   [[gnu::noinline]] static void logFormatted(LogLevel level, LogAspect aspect, const char* from,
                                              std::string_view format,
                                              std::span<const FormatArgument> arguments);
+  /// The same for a text that is ready; a long one is taken over, not copied.
+  [[gnu::noinline]] static void logText(LogLevel level, LogAspect aspect, const char* from,
+                                        std::string text);
   /// `logwithLevel:aspect:formattedMessage:` Delivers the message as it is, source "SW", no
   /// stack. Lost when no delegate is installed.
   static void logwithLevel_aspect_formattedMessage(LogLevel level, LogAspect aspect,

@@ -1,5 +1,6 @@
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "kelm/base/format.h"
 #include "kelm/base/utf16.h"
@@ -80,8 +81,8 @@ void ZuHTTPTask::logAboutNetworkTask() const {
   else
     add(text, "status:0\n headers:(null)\n body:%@", receivedBody);
   add(text, "\nCookies:%@", described(storedCookies(session.get(), response.get())));
-  VaspLogger::logwithLevel_aspect_from_message(log_level::kInfo, log_aspect::kNet,
-                                               "-[ZuHTTPTask logAboutNetworkTask]", "%@", text);
+  VaspLogger::logText(log_level::kInfo, log_aspect::kNet, "-[ZuHTTPTask logAboutNetworkTask]",
+                      std::move(text));
 }
 
 }  // namespace kelm
