@@ -62,7 +62,7 @@ TaskLoop::TaskLoop(std::shared_ptr<Clock> clock, std::shared_ptr<Console> consol
       alarm_(opened(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))) {
   for (const int source : {event_.number(), alarm_.number()}) {
     epoll_event interest{};
-    interest.events = EPOLLIN;
+    interest.events = EPOLLIN | EPOLLET;  // told once, and never read
     interest.data.fd = source;
     opened(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, source, &interest));
   }
@@ -134,7 +134,7 @@ bool TaskLoop::runNext() {
 }
 
 bool TaskLoop::runPending() {
-  drainDescriptors(0);
+  awaitDescriptors(0);
   collectDue();
   bool ran = false;
   for (std::size_t count = due_.size(); count > 0 && !due_.empty(); --count)
@@ -151,7 +151,7 @@ void TaskLoop::sleep(Duration limit) {
   if (!prepareToSleep()) return;
   const auto milliseconds = limit.count() / kNanosecondsPerMillisecond;
   const bool isShort = milliseconds < std::numeric_limits<int>::max();
-  drainDescriptors(isShort ? static_cast<int>(std::max<std::int64_t>(milliseconds, 0)) + 1 : -1);
+  awaitDescriptors(isShort ? static_cast<int>(std::max<std::int64_t>(milliseconds, 0)) + 1 : -1);
 }
 
 bool TaskLoop::isEmpty() {
@@ -223,12 +223,9 @@ void TaskLoop::armTimer() {
   timerfd_settime(alarm_.number(), 0, &setting, nullptr);
 }
 
-void TaskLoop::drainDescriptors(int timeoutMilliseconds) {
+void TaskLoop::awaitDescriptors(int timeoutMilliseconds) {
   epoll_event ready[2];
-  const int count = epoll_wait(poller_.number(), ready, 2, timeoutMilliseconds);
-  std::uint64_t ignored = 0;
-  for (int i = 0; i < count; ++i)
-    static_cast<void>(!::read(ready[i].data.fd, &ignored, sizeof ignored));
+  epoll_wait(poller_.number(), ready, 2, timeoutMilliseconds);
 }
 
 void TaskLoop::wake() {

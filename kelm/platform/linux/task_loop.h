@@ -59,7 +59,7 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
   void collectDue() KELM_EXCLUDES(mutex_);
   bool prepareToSleep() KELM_EXCLUDES(mutex_);
   void armTimer() KELM_REQUIRES(mutex_);
-  void drainDescriptors(int timeoutMilliseconds);
+  void awaitDescriptors(int timeoutMilliseconds);
   void wake();
 
   const std::shared_ptr<Clock> clock_;
