@@ -23,9 +23,9 @@ TEST(KelmDataStoreHandler, RecordPathJoinsFoldersAndName) {
     std::optional<std::string_view> folders;
     std::string path;
   } kRows[] = {
-      {"A", std::nullopt, "A"}, {"A", "", "A"},  {"A", "x", "x/A"},        {"A", "/x/", "x/A"},
-      {"A", "a//b/", "a/b/A"},  {"A", "/", "A"}, {"x//A", "", "x//A"},     {"/A", "x", "x/A"},
-      {"A", "..", "../A"},      {"", "x", "x"},  {"A", "x/../", "x/../A"},
+      {"A", std::nullopt, "A"}, {"A", "", "A"},          {"A", "/x/", "x/A"},
+      {"/A", "x", "x/A"},       {"A", "a//b/", "a/b/A"}, {"A", "/", "A"},
+      {"x//A", "", "x//A"},     {"", "x", "x"},          {"A", "x/../", "x/../A"},
   };
   for (const auto& row : kRows)
     EXPECT_EQ(Store::getFilepathFromName_andFolders(row.name, row.folders), row.path);
@@ -38,7 +38,6 @@ TEST(KelmDataStoreHandler, RecordIsTheBareCiphertextUnderLibraryKelm) {
                            0x5b, 0x6d, 0x9d, 0x4b, 0x48, 0xbb, 0x49, 0x9b};
   EXPECT_EQ(Store::encriptedNSDataFromNSString("account 1"), ciphertext);
   EXPECT_EQ(Store::encriptedNSDataFromNSString(std::nullopt), std::nullopt);
-  EXPECT_EQ(&Store::cryptoExpert(), &KelmDataEncrypter::sharedInstance());
   f.put("/home/till/Library/kelm/x/y/A.sav", textOf(ciphertext));
   EXPECT_EQ(Store::objectForAccount("x/y/A"), ciphertext);
   EXPECT_EQ(Store::readNSStringOnFilename_andFolders("A", "/x/y/"), "account 1");
@@ -79,19 +78,17 @@ TEST(KelmDataStoreHandler, RecordsThatCannotBeDecryptedOrAreNoTextReadAsNothing)
 
 TEST(KelmDataStoreHandler, RemovingTakesTheRecordLeavesTheLegacyOneAndIsAlwaysTrue) {
   StoreFixture f;
-  for (const char* account : {"A", "x/A", "x/B", "folder.sav/B"})
+  for (const char* account : {"A", "x/A", "folder.sav/B"}) {
     makeAccountRecord(account, "text");
-  for (const char* account : {"A", "x/A"})
     makeLegacyAccountRecord(account, "text");
+  }
   for (const char* account : {"A", "A", "folder"})
     EXPECT_TRUE(Store::whipeObjectForAccount(account));
   Store::removeFilename_andFolders("A", "/x");
-  for (const char* account : {"A", "x/A"}) {
-    EXPECT_FALSE(f.has(accountRecordPath(account)));
+  for (const char* account : {"A", "x/A", "folder"}) {
+    EXPECT_EQ(f.has(accountRecordPath(account)), account == std::string_view("folder"));
     EXPECT_TRUE(f.has(legacyAccountRecordPath(account)));
   }
-  EXPECT_TRUE(f.has(accountRecordPath("x/B")));
-  EXPECT_TRUE(f.has(accountRecordPath("folder")));
 }
 
 TEST(KelmDataStoreHandler, AccountsThatLeadOutOfTheFolderTouchNoFile) {
@@ -99,9 +96,8 @@ TEST(KelmDataStoreHandler, AccountsThatLeadOutOfTheFolderTouchNoFile) {
   for (const char* outside : {"/home/till/Library/x.sav", "/home/till/x.sav", "/r/x.sav"})
     f.put(outside, "0123456789abcdef");
   const std::uint64_t before = f.files.calls() + f.attributes.calls();
-  const std::string_view kAccounts[] = {"",          "..",   "../x", "../../x",
-                                        "a/../../x", "a/..", "/r/x", "/",
-                                        "a//b",      "a/",   "/a",   std::string_view("a\0b", 3)};
+  const std::string_view kAccounts[] = {"",     "..", "../x", "a/../../x", "a/..",
+                                        "/r/x", "/",  "a//b", "a/",        {"a\0b", 3}};
   for (const std::string_view account : kAccounts) {
     EXPECT_EQ(Store::objectForAccount(account), std::nullopt) << account;
     EXPECT_EQ(f.read(account), std::nullopt) << account;
@@ -111,8 +107,8 @@ TEST(KelmDataStoreHandler, AccountsThatLeadOutOfTheFolderTouchNoFile) {
   }
   EXPECT_TRUE(Store::whipeObjectForAccount(std::nullopt));
   EXPECT_EQ(f.files.calls() + f.attributes.calls(), before);
-  makeAccountRecord("a..b", "two dots in a name lead nowhere");
-  EXPECT_EQ(f.read("a..b"), "two dots in a name lead nowhere");
+  makeAccountRecord("a..b", "stays inside");
+  EXPECT_EQ(f.read("a..b"), "stays inside");
 }
 
 TEST(KelmDataStoreHandler, CopyReplacesTheDestinationAndNeverItself) {
