@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,16 +12,21 @@
 
 namespace kelm::test {
 
+/// What a processor is called with.
+struct Offer {
+  std::string payload;
+  std::string queueId;
+  std::int64_t following;
+
+  bool operator==(const Offer&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Offer& offer) {
+    return out << offer.queueId << ":" << offer.payload.substr(0, 20) << "+" << offer.following;
+  }
+};
+
 /// The rules of a queue's folder, told a second time and as plainly as possible.
 class FolderModel {
  public:
-  struct Offer {
-    std::string payload;
-    std::string queueId;
-    std::int64_t following;
-    bool operator==(const Offer&) const = default;
-  };
-
   explicit FolderModel(std::string folder) : folder_(std::move(folder)) {}
 
   /// Processors take every payload but those that begin with "n", which they reject.
@@ -38,11 +44,9 @@ class FolderModel {
     const std::vector<std::string> listed = visible();
     if (listed.size() >= 201) files_.erase(listed.front());
     const std::string name = time + "___" + queueId + ".dat";
-    for (const char* forbidden : {"/", ".."})
-      if (queueId.find(forbidden) != std::string::npos) return;
-    if (queueId.find('\0') != std::string::npos || name.size() > 255) return;
-    if (files_.contains(name) || folders_.contains(name)) return;
-    files_[name] = dataOf(payload);
+    if (queueId.find("..") != queueId.npos || name.size() > 255) return;
+    if (queueId.find_first_of(std::string_view("/\0", 2)) != queueId.npos) return;
+    if (!folders_.contains(name)) files_.emplace(name, dataOf(payload));
   }
 
   std::vector<Offer> process(const std::string& queueId) {

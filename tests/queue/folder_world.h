@@ -120,7 +120,7 @@ class FolderWorld {
   TestScope scope_;
   KelmReliableQueue queue_;
   FolderModel model_{kFolder};
-  std::vector<FolderModel::Offer> offers_;
+  std::vector<Offer> offers_;
   std::int64_t milliseconds_ = 1700000000000;
 };
 

@@ -10,23 +10,12 @@
 
 #include "kelm/base/mutex.h"
 #include "kelm/queue/kelm_reliable_queue.h"
+#include "tests/queue/folder_model.h"
 #include "tests/support/canary.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
-
-/// What a processor was called with.
-struct Offer {
-  std::string payload;
-  std::string queueId;
-  std::int64_t following;
-
-  bool operator==(const Offer&) const = default;
-  friend std::ostream& operator<<(std::ostream& out, const Offer& offer) {
-    return out << offer.queueId << ":" << offer.payload.substr(0, 20) << "+" << offer.following;
-  }
-};
 
 /// A queue over a folder in memory and a clock that stands still at 1700000000.5 s.
 struct QueueFixture {

@@ -10,44 +10,26 @@ namespace {
 constexpr int kSavers = 3;
 constexpr int kPayloadsASaver = 60;
 
-/// Done callbacks that are called later, by another thread.
-class LateCallbacks {
- public:
-  void add(ReliableQueueDone done) {
-    const Lock lock(mutex_);
-    waiting_.push_back(std::move(done));
-  }
-  /// Calls the last one `times`; false when none waits.
-  bool callOne(int times) {
-    ReliableQueueDone done;
-    {
-      const Lock lock(mutex_);
-      if (waiting_.empty()) return false;
-      done = std::move(waiting_.back());
-      waiting_.pop_back();
-    }
-    while (times-- > 0)
-      done(std::nullopt);
-    return true;
-  }
-
- private:
-  Mutex mutex_;
-  std::vector<ReliableQueueDone> waiting_;
-};
-
 TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing) {
   QueueFixture f;
-  LateCallbacks late;
   Mutex receiving;
   std::set<std::string> delivered;
+  std::vector<ReliableQueueDone> late;  // done callbacks that are called later, by another thread
   const auto receive = [&](const Data& payload, const std::string& id, std::int64_t,
                            ReliableQueueDone done) {
+    const Lock lock(receiving);
+    delivered.insert(id + std::string(textOf(payload)));
+    late.push_back(std::move(done));
+  };
+  const auto callLateOnes = [&](int times) {
+    std::vector<ReliableQueueDone> waiting;
     {
       const Lock lock(receiving);
-      delivered.insert(id + std::string(textOf(payload)));
+      waiting.swap(late);
     }
-    late.add(std::move(done));
+    for (const ReliableQueueDone& done : waiting)
+      for (int i = 0; i < times; ++i)
+        done(std::nullopt);
   };
   std::atomic<int> saving{kSavers};
   std::vector<std::jthread> threads;
@@ -70,7 +52,7 @@ TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing)
   for (int i = 0; i < 2; ++i)
     threads.emplace_back([&] {
       while (saving > 0)
-        if (!late.callOne(2)) std::this_thread::yield();
+        callLateOnes(2);
     });
   threads.emplace_back([&] {
     while (saving > 0) {
@@ -83,8 +65,7 @@ TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing)
   });
   threads.clear();
   f.queue.processQueueWithID("saver");
-  while (late.callOne(1)) {
-  }
+  callLateOnes(1);
   EXPECT_EQ(delivered.size(), static_cast<std::size_t>(kSavers * kPayloadsASaver));
   EXPECT_THAT(f.names(), ::testing::IsEmpty());
 }
