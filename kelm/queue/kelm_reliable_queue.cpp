@@ -52,11 +52,15 @@ bool store(const VaspSecureFileHandler& files, DataView payload,
   }
 }
 
-// A file that is longer holds more than the largest payload, or none: it may not fit in memory.
-bool isTooLong(const std::string& path) {
+// Raises what the handler raises without a key.
+std::optional<Data> read(const VaspSecureFileHandler& files, const std::string& path) {
   constexpr std::size_t kLargestFileBytes = kLargestPayloadBytes + 16;
   const auto status = platform::Platform::current().fileSystem->status(path);
-  return status && status->size > kLargestFileBytes;
+  // A file that is longer holds more than the largest payload, or none: it may not fit in memory.
+  if (status && status->size > kLargestFileBytes) return std::nullopt;
+  // What is known to be there needs no second look.
+  if (status && status->kind == platform::FileKind::Regular) return files.readNSDataFromPath_(path);
+  return files.readNSDataWithFullpath(path);
 }
 
 ReliableQueueDone makeDone(const std::shared_ptr<VaspSecureFileHandler>& files,
@@ -159,7 +163,7 @@ void KelmReliableQueue::offer(const std::string& path, std::int64_t following) {
   bool readable = true;
   std::optional<Data> payload;
   try {
-    if (!isTooLong(path)) payload = files->readNSDataWithFullpath(path);
+    payload = read(*files, path);
   } catch (const Exception&) {
     readable = false;  // no key: the payload is as good as before
   }
