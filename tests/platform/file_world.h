@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,6 +17,7 @@
 #include "kelm/platform/file_system.h"
 #include "kelm/platform/linux/file_calls.h"
 #include "kelm/platform/linux/services.h"
+#include "tests/support/fault_ladder.h"
 #include "tests/support/memory_file_system.h"
 #include "tests/support/temporary_folder.h"
 
@@ -33,6 +36,57 @@ class UnsyncedCalls : public platform::FileCalls {
   int sync(int) const override { return 0; }
 
   bool hasNamelessFiles = true;
+};
+
+/// Real calls, of which some are made to fail.
+class FaultyCalls : public UnsyncedCalls, public FaultLadder {
+ public:
+  bool interruptsEach = false;       ///< every call is interrupted once
+  std::size_t mostBytes = SIZE_MAX;  ///< that a write takes
+  bool isOtherDevice = false;        ///< where a move between any folders leads
+
+  int open(int folder, const char* path, int flags, mode_t mode) const override {
+    return fails() ? -1 : UnsyncedCalls::open(folder, path, flags, mode);
+  }
+  ssize_t write(int file, const std::uint8_t* bytes, std::size_t count) const override {
+    return fails() ? -1 : FileCalls::write(file, bytes, std::min(count, mostBytes));
+  }
+  int sync(int) const override { return fails() ? -1 : 0; }
+  int setPermissions(int file, mode_t permissions) const override {
+    return fails() ? -1 : FileCalls::setPermissions(file, permissions);
+  }
+  int link(int file, int folder, const char* name) const override {
+    return fails() ? -1 : FileCalls::link(file, folder, name);
+  }
+  int rename(int folder, const char* from, int toFolder, const char* to,
+             bool replaces) const override {
+    if (isOtherDevice && folder == AT_FDCWD) {
+      errno = EXDEV;
+      return -1;
+    }
+    return fails() ? -1 : FileCalls::rename(folder, from, toFolder, to, replaces);
+  }
+  int makeFolder(int folder, const char* path, mode_t permissions) const override {
+    return fails() ? -1 : FileCalls::makeFolder(folder, path, permissions);
+  }
+  int makeSymbolicLink(const char* target, int folder, const char* name) const override {
+    return fails() ? -1 : FileCalls::makeSymbolicLink(target, folder, name);
+  }
+  int unlink(int folder, const char* path, int flags) const override {
+    return fails() ? -1 : FileCalls::unlink(folder, path, flags);
+  }
+  int close(int descriptor) const override {
+    const int result = FileCalls::close(descriptor);  // gone in any case
+    return fails() ? -1 : result;
+  }
+
+ private:
+  bool fails() const {
+    isInterrupted_ = interruptsEach && !isInterrupted_;
+    errno = isInterrupted_ ? EINTR : nextCall();
+    return errno != 0;
+  }
+  mutable bool isInterrupted_ = false;
 };
 
 /// A file tree of the system, or one in memory below the same path, empty at first.

@@ -14,49 +14,20 @@
 namespace kelm::test {
 namespace {
 
-/// Real calls of which one fails.
-class OneFailingCall : public UnsyncedCalls {
- public:
-  explicit OneFailingCall(int number) : left_(number) {}
-  bool hasFailed() const { return left_ <= 0; }
-
-  int open(int folder, const char* path, int flags, mode_t mode) const override {
-    return fails() ? -1 : UnsyncedCalls::open(folder, path, flags, mode);
-  }
-  ssize_t write(int file, const std::uint8_t* bytes, std::size_t size) const override {
-    return fails() ? -1 : FileCalls::write(file, bytes, size);
-  }
-  int sync(int) const override { return fails() ? -1 : 0; }
-  int link(int file, int folder, const char* name) const override {
-    return fails() ? -1 : FileCalls::link(file, folder, name);
-  }
-  int makeFolder(int folder, const char* path, mode_t mode) const override {
-    return fails() ? -1 : FileCalls::makeFolder(folder, path, mode);
-  }
-
- private:
-  bool fails() const {
-    errno = EIO;
-    return --left_ == 0;
-  }
-  mutable int left_;
-};
-
 TEST(SqliteItemStoreFaults, FailedCallOfTheFileSystemIsAStatusAndTheNextTryWorks) {
   int failures = 0;
-  for (int number = 1;; ++number) {
+  const auto calls = std::make_shared<FaultyCalls>();
+  for (std::uint64_t number = 1, last = 0; last <= calls->calls(); ++number) {
     const ItemFolder folder;
     auto parts = folder.parts();
-    const auto calls = std::make_shared<OneFailingCall>(number);
     parts.files = platform::makeFileSystem(calls);
     const auto store = platform::makeSqliteItemStore(parts);
-    const std::int32_t status = store->add(withSecret(password("anna"), kPassword)).status;
-    failures += status != 0 ? 1 : 0;
-    if (status != 0) {
-      EXPECT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0) << number;
-    }
+    last = calls->calls() + number;
+    calls->failCall(number);
+    const bool works = store->add(withSecret(password("anna"), kPassword)).status == 0;
+    if (!works) ++failures;
+    EXPECT_EQ(store->add(withSecret(password("anna"), kPassword)).status, works ? -25299 : 0);
     EXPECT_EQ(secretIn(*folder.open(), password("anna")), kPassword) << number;
-    if (!calls->hasFailed()) break;
   }
   EXPECT_GT(failures, 3);
 }
