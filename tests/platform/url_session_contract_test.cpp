@@ -10,42 +10,18 @@ using platform::UrlSession;
 using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
 using testing::ElementsAre;
+using testing::Pair;
 
-/// Sessions and a server that answers them.
-class World {
- public:
-  virtual ~World() = default;
-  virtual platform::UrlSessions& sessions() = 0;
-  virtual std::string url(std::string_view target) = 0;
-  virtual std::vector<std::string> targets() = 0;
-  /// Lets completions come.
-  virtual void settle() {}
-};
-
-class RealWorld final : public World {
- public:
-  RealWorld(const TestPlatform& services, HttpServer::Handler handler)
-      : sessions_(platform::makeUrlSessions(services.clock, services.console)),
-        server_(std::move(handler)) {}
-  platform::UrlSessions& sessions() override { return *sessions_; }
-  std::string url(std::string_view target) override { return server_.url(target); }
-  std::vector<std::string> targets() override {
-    std::vector<std::string> targets;
-    for (const auto& request : server_.requests())
-      targets.push_back(request.target);
-    return targets;
-  }
-
- private:
-  std::shared_ptr<platform::UrlSessions> sessions_;
-  HttpServer server_;
-};
-
-class MemoryWorld final : public World {
- public:
-  MemoryWorld(const TestPlatform& services, HttpServer::Handler handler)
-      : sessions_(services.urlSessions) {
-    sessions_->answerWith([handler](const UrlRequest& request) {
+class UrlSessionContract : public testing::TestWithParam<const char*> {
+ protected:
+  void serve(const HttpServer::Handler& handler) {
+    if (std::string_view(GetParam()) == "real") {
+      server = std::make_unique<HttpServer>(handler);
+      sessions = platform::makeUrlSessions(services.clock, services.console);
+      root = server->url("");
+      return;
+    }
+    services.urlSessions->answerWith([this, handler](const UrlRequest& request) {
       HttpRequest seen{request.method, targetOf(request), {}, {}};
       for (const auto& [name, value] : request.headers)
         seen.headers.emplace_back(name, value.text().value_or(""));
@@ -57,55 +33,42 @@ class MemoryWorld final : public World {
       return answer;
     });
   }
-  platform::UrlSessions& sessions() override { return *sessions_; }
-  std::string url(std::string_view target) override { return kRoot + std::string(target); }
-  std::vector<std::string> targets() override {
+  std::string targetOf(const UrlRequest& request) const { return request.url->substr(root.size()); }
+  /// What the server was asked for.
+  std::vector<std::string> targets() const {
     std::vector<std::string> targets;
-    for (const auto& request : sessions_->requests())
+    for (const UrlRequest& request : services.urlSessions->requests())
       targets.push_back(targetOf(request));
+    if (!server) return targets;
+    for (const HttpRequest& request : server->requests())
+      targets.push_back(request.target);
     return targets;
   }
-  void settle() override { sessions_->deliverAll(); }
-
- private:
-  static constexpr const char* kRoot = "http://127.0.0.1";
-  static std::string targetOf(const UrlRequest& request) {
-    return request.url->substr(std::string(kRoot).size());
+  std::shared_ptr<UrlSession> makeSession(UrlSessionConfiguration configuration = {}) const {
+    return sessions->make(std::move(configuration), delegate);
   }
-  std::shared_ptr<MemoryUrlSessions> sessions_;
-};
-
-class UrlSessionContract : public testing::TestWithParam<const char*> {
- protected:
-  void serve(HttpServer::Handler handler) {
-    if (std::string_view(GetParam()) == "real")
-      world = std::make_unique<RealWorld>(services, std::move(handler));
-    else
-      world = std::make_unique<MemoryWorld>(services, std::move(handler));
-  }
-  std::shared_ptr<UrlSession> makeSession(UrlSessionConfiguration configuration = {}) {
-    return world->sessions().make(std::move(configuration), delegate);
-  }
-  UrlOutcome await(const UrlReceiver& receiver) {
-    world->settle();
+  UrlOutcome await(const UrlReceiver& receiver) const {
+    services.urlSessions->deliverAll();
     return receiver.await();
   }
-  UrlOutcome perform(UrlSession& session, const UrlRequest& request) {
+  UrlOutcome perform(UrlSession& session, const UrlRequest& request) const {
     const UrlReceiver receiver;
     session.makeDataTask(request, receiver.completion())->resume();
     return await(receiver);
   }
-  UrlRequest to(std::string_view target) { return requestTo(world->url(target)); }
+  UrlRequest to(const std::string& target) const { return requestTo(root + target); }
 
   TestPlatform services;
   TestScope scope{services};
   std::shared_ptr<RecordingUrlDelegate> delegate = std::make_shared<RecordingUrlDelegate>();
-  std::unique_ptr<World> world;
+  std::unique_ptr<HttpServer> server;  // none for the sessions in memory
+  std::shared_ptr<platform::UrlSessions> sessions = services.urlSessions;
+  std::string root = "http://127.0.0.1";
 };
 
 HttpReply ok(const HttpRequest&) { return {200, "ok", {}, false}; }
 
-TEST_P(UrlSessionContract, AnyStatusIsAnAnswerToTheRequestWithTheHeadersOfBoth) {
+TEST_P(UrlSessionContract, AnyStatusIsAnAnswerAndTheDelegateLearnsWhatMoved) {
   serve([](const HttpRequest& request) {
     return HttpReply{
         std::stoi(request.target.substr(1)),
@@ -129,12 +92,14 @@ TEST_P(UrlSessionContract, AnyStatusIsAnAnswerToTheRequestWithTheHeadersOfBoth) 
     EXPECT_EQ(*outcome.response->headers.find("X-Mark"), Value("7"));
     EXPECT_EQ(outcome.response->url, request.url);
     EXPECT_EQ(outcome.response->expectedLength, 16);
+    EXPECT_THAT(delegate->sent.back(), Pair(4, 4));
+    EXPECT_THAT(delegate->received.back(), Pair(16, 16));
   }
 }
 
 TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer) {
   serve(ok);
-  const std::string good = world->url("/");
+  const std::string good = root + "/";
   const struct {
     const char* why;
     std::optional<std::string> url;
@@ -145,12 +110,10 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
       {"absent", std::nullopt, "GET", {}, url_error::kBadUrl},
       {"no scheme", "127.0.0.1/path", "GET", {}, url_error::kBadUrl},
       {"line end", good + "a\r\nX: y", "GET", {}, url_error::kBadUrl},
-      {"NUL", good + std::string("a\0b", 3), "GET", {}, url_error::kBadUrl},
       {"another scheme", "file:///etc/passwd", "GET", {}, url_error::kUnsupportedUrl},
       {"lower-case method", good, "post", {}, url_error::kBadUrl},
       {"method of two lines", good, "GET / HTTP/1.1\r\nX:", {}, url_error::kBadUrl},
       {"value of two lines", good, "GET", {{"A", "b\r\nC: d"}}, url_error::kBadUrl},
-      {"value with NUL", good, "GET", {{"A", std::string("b\0", 2)}}, url_error::kBadUrl},
       {"name with colon", good, "GET", {{"A: b", "c"}}, url_error::kBadUrl},
   };
   for (const auto& bad : table) {
@@ -160,9 +123,8 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
     request.method = bad.method;
     request.headers = bad.headers;
     const auto outcome = perform(*makeSession(), request);
-    EXPECT_EQ(outcome.code(), bad.code);
+    ASSERT_EQ(outcome.code(), bad.code);
     EXPECT_EQ(outcome.response, nullptr);
-    ASSERT_TRUE(outcome.error);
     EXPECT_EQ(outcome.error->domain, "url");
     if (!bad.url) continue;
     EXPECT_EQ(*outcome.error->userInfo.find("NSErrorFailingURLStringKey"), Value(*bad.url));
@@ -170,65 +132,40 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
   UrlSessionConfiguration configuration;
   configuration.additionalHeaders = {{"A", "b\r\nC: d"}};
   EXPECT_EQ(perform(*makeSession(configuration), to("/")).code(), url_error::kBadUrl);
-  EXPECT_THAT(world->targets(), ElementsAre());
+  EXPECT_THAT(targets(), ElementsAre());
 }
 
-TEST_P(UrlSessionContract, CancelledTaskCompletesOnceAndIsNeverSent) {
+TEST_P(UrlSessionContract, TaskCompletesOnceHoweverOftenItIsResumedAndCancelled) {
   serve(ok);
-  const UrlReceiver receiver;
-  const auto task = makeSession()->makeDataTask(to("/"), receiver.completion());
-  task->cancel();
-  task->cancel();
-  task->resume();
-  EXPECT_EQ(await(receiver).code(), url_error::kCancelled);
-  perform(*makeSession(), to("/later"));  // whatever the first had left behind is over now
-  EXPECT_EQ(receiver.count(), 1U);
-  EXPECT_THAT(world->targets(), ElementsAre("/later"));
-}
-
-TEST_P(UrlSessionContract, ResumeAndCancelAfterTheEndChangeNothing) {
-  serve(ok);
-  const UrlReceiver receiver;
-  const auto task = makeSession()->makeDataTask(to("/"), receiver.completion());
-  task->resume();
-  task->resume();
-  EXPECT_EQ(await(receiver).status(), 200);
-  task->resume();
-  task->cancel();
-  perform(*makeSession(), to("/later"));
-  EXPECT_EQ(receiver.count(), 1U);
-  EXPECT_THAT(world->targets(), ElementsAre("/", "/later"));
+  const UrlReceiver cancelled, answered;
+  const auto never = makeSession()->makeDataTask(to("/never"), cancelled.completion());
+  const auto once = makeSession()->makeDataTask(to("/once"), answered.completion());
+  never->cancel();
+  once->resume();
+  EXPECT_EQ(await(cancelled).code(), url_error::kCancelled);
+  EXPECT_EQ(await(answered).status(), 200);
+  for (const auto& task : {never, once, never, once}) {
+    task->resume();
+    task->cancel();
+  }
+  perform(*makeSession(), to("/later"));  // whatever the others had left behind is over now
+  EXPECT_EQ(cancelled.count() + answered.count(), 2U);
+  EXPECT_THAT(targets(), ElementsAre("/once", "/later"));
 }
 
 TEST_P(UrlSessionContract, CompletionMayDropEverythingAndStartTheNext) {
   serve(ok);
-  struct Owner {
-    std::shared_ptr<UrlSession> session;
-    std::shared_ptr<platform::DataTask> task;
-  };
-  auto owner = std::make_shared<Owner>();
-  owner->session = makeSession();
+  std::shared_ptr<UrlSession> session = makeSession();
+  std::shared_ptr<platform::DataTask> task;
   const UrlReceiver last;
-  owner->task = owner->session->makeDataTask(to("/first"), [&](Data, auto, auto) {
-    owner->session->makeDataTask(to("/second"), last.completion())->resume();
-    owner.reset();
+  task = session->makeDataTask(to("/first"), [&](Data, auto, auto) {
+    session->makeDataTask(to("/second"), last.completion())->resume();
+    session.reset();
+    task.reset();
   });
-  owner->task->resume();
+  task->resume();
   EXPECT_EQ(await(last).status(), 200);
-  EXPECT_EQ(owner, nullptr);
-  EXPECT_THAT(world->targets(), ElementsAre("/first", "/second"));
-}
-
-TEST_P(UrlSessionContract, DelegateLearnsWhatMoved) {
-  serve([](const HttpRequest&) { return HttpReply{200, std::string(3000, 'x'), {}, false}; });
-  UrlRequest request = to("/");
-  request.method = "POST";
-  request.body = Data(2000, 'u');
-  perform(*makeSession(), request);
-  ASSERT_FALSE(delegate->sent.empty());
-  EXPECT_EQ(delegate->sent.back(), (std::pair<std::int64_t, std::int64_t>(2000, 2000)));
-  ASSERT_FALSE(delegate->received.empty());
-  EXPECT_EQ(delegate->received.back(), (std::pair<std::int64_t, std::int64_t>(3000, 3000)));
+  EXPECT_THAT(targets(), ElementsAre("/first", "/second"));
 }
 
 TEST_P(UrlSessionContract, CookiesAreKeptAndSentUntilTheyExpire) {
@@ -238,11 +175,11 @@ TEST_P(UrlSessionContract, CookiesAreKeptAndSentUntilTheyExpire) {
     return reply;
   });
   UrlSessionConfiguration configuration;
-  configuration.cookies = world->sessions().makeCookieStorage();
+  configuration.cookies = sessions->makeCookieStorage();
   const auto session = makeSession(configuration);
   EXPECT_EQ(perform(*session, to("/set")).text(), "none");
   EXPECT_EQ(perform(*session, to("/x")).text(), "a=1");
-  EXPECT_EQ(configuration.cookies->cookiesFor(world->url("/")).size(), 1U);
+  EXPECT_EQ(configuration.cookies->cookiesFor(root + "/").size(), 1U);
   EXPECT_EQ(perform(*makeSession(), to("/x")).text(), "none") << "no storage, no cookies";
   UrlRequest own = to("/x");
   own.headers = {{"Cookie", "own=2"}};

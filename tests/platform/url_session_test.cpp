@@ -1,11 +1,9 @@
 // Exchanges with a proper server: bodies, methods, headers, redirects, connections.
 
 #include <algorithm>
-#include <future>
 
 #include "kelm/platform/cookies.h"
 #include "tests/platform/url_session_world.h"
-#include "tests/support/raw_server.h"
 
 namespace kelm::test {
 namespace {
@@ -42,24 +40,17 @@ TEST_F(UrlSessionHttp, BodiesArriveWholeWithAndWithoutALength) {
 TEST_F(UrlSessionHttp, MethodsSendTheBodyThatTheyHave) {
   const HttpServer server;
   const struct {
-    const char* method;
-    std::optional<std::string> body;
-    std::optional<std::string> length;
-  } table[] = {
-      {"GET", std::nullopt, std::nullopt},
-      {"POST", "abc", "3"},
-      {"POST", std::nullopt, "0"},
-      {"DELETE", "abc", "3"},
-      {"DELETE", std::nullopt, std::nullopt},
-      {"HEAD", "abc", std::nullopt},
-  };
+    std::string method;
+    std::optional<std::string> body, length;
+  } table[] = {{"GET", {}, {}},        {"POST", "abc", "3"}, {"POST", {}, "0"},
+               {"DELETE", "abc", "3"}, {"DELETE", {}, {}},   {"HEAD", "abc", {}}};
   const auto session = makeSession();
   for (const auto& row : table) {
     UrlRequest request = requestTo(server.url("/p?q=1"), row.method);
     if (row.body) request.body = dataOf(*row.body);
     const auto outcome = perform(*session, request);
     EXPECT_EQ(outcome.status(), 200) << row.method;
-    EXPECT_EQ(outcome.text(), std::string(row.method) == "HEAD" ? "" : "ok");
+    EXPECT_EQ(outcome.text(), row.method == "HEAD" ? "" : "ok");
     const HttpRequest seen = server.requests().back();
     EXPECT_EQ(seen.method, row.method);
     EXPECT_EQ(seen.target, "/p?q=1");
@@ -86,18 +77,9 @@ TEST_F(UrlSessionHttp, HeadersThatFrameTheMessageAreTheTransportsOwn) {
   EXPECT_EQ(seen.header("Transfer-Encoding"), std::nullopt);
   EXPECT_EQ(seen.header("Host"), "127.0.0.1:" + std::to_string(server.port()));
   EXPECT_EQ(seen.header("Expect"), std::nullopt);
+  EXPECT_EQ(seen.header("X-Empty"), "");
   EXPECT_EQ(seen.header("X-Number"), "12");
   EXPECT_EQ(seen.header("User-Agent"), "till");
-}
-
-TEST_F(UrlSessionHttp, EmptyHeaderIsSentAsSuch) {
-  std::promise<std::string> seen;
-  const RawServer server(
-      [&](RawServer::Connection& connection) { seen.set_value(connection.readRequest()); });
-  UrlRequest request = requestTo(server.url());
-  request.headers = {{"X-Empty", ""}};
-  perform(*makeSession(), request);
-  EXPECT_THAT(seen.get_future().get(), testing::HasSubstr("\r\nX-Empty:\r\n"));
 }
 
 TEST_F(UrlSessionHttp, ProgressIsReportedNowAndThen) {
@@ -203,13 +185,8 @@ TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
 }
 
 TEST_F(UrlSessionHttp, ThrownFailuresOfTheHostAreReportedAndHarmless) {
-  class Thrower : public platform::UrlSessionDelegate {
-    void didReceiveData(std::uint64_t, std::int64_t, std::int64_t) override {
-      throw std::runtime_error("from the delegate");
-    }
-  };
   const HttpServer server;
-  const auto session = makeSession({}, std::make_shared<Thrower>());
+  const auto session = makeSession({}, std::make_shared<ThrowingUrlDelegate>());
   session
       ->makeDataTask(requestTo(server.url()),
                      [](Data, auto, auto) { throw std::runtime_error("from the completion"); })

@@ -56,15 +56,10 @@ TEST_F(UrlSessionTls, DelegateDecidesAndWithoutItTheSystem) {
 }
 
 TEST_F(UrlSessionTls, DelegateThatThrowsRefuses) {
-  class Thrower : public platform::UrlSessionDelegate {
-    Disposition didReceiveChallenge(const platform::ServerTrust&) override {
-      throw std::runtime_error("undecided");
-    }
-  };
-  const auto session = makeSession(trustingTestRoot(), std::make_shared<Thrower>());
+  const auto session = makeSession(trustingTestRoot(), std::make_shared<ThrowingUrlDelegate>());
   EXPECT_EQ(perform(*session, requestTo(server.url())).code(), url_error::kCancelled);
   EXPECT_THAT(server.requests(), IsEmpty());
-  EXPECT_THAT(console->lines(), testing::ElementsAre("LOG ERROR undecided"));
+  EXPECT_THAT(console->lines(), testing::ElementsAre("LOG ERROR from the challenge"));
 }
 
 TEST_F(UrlSessionTls, OneChallengeAConnectionNotARequest) {

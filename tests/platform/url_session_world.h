@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -86,6 +87,17 @@ class RecordingUrlDelegate : public platform::UrlSessionDelegate {
   Disposition disposition = Disposition::PerformDefaultHandling;
   std::vector<platform::ServerTrust> trusts;
   std::vector<std::pair<std::int64_t, std::int64_t>> sent, received;
+};
+
+/// A host's delegate with a fault.
+class ThrowingUrlDelegate : public platform::UrlSessionDelegate {
+ public:
+  Disposition didReceiveChallenge(const platform::ServerTrust&) override {
+    throw std::runtime_error("from the challenge");
+  }
+  void didReceiveData(std::uint64_t, std::int64_t, std::int64_t) override {
+    throw std::runtime_error("from the delegate");
+  }
 };
 
 inline platform::UrlRequest requestTo(std::string url, std::string method = "GET") {
