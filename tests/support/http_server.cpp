@@ -1,49 +1,50 @@
 #include "tests/support/http_server.h"
 
-#include <httplib.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <mutex>
-#include <stdexcept>
-#include <thread>
-
-#include "tests/support/test_certificates.h"
+#include <sstream>
 
 namespace kelm::test {
 
 namespace {
 
 constexpr std::size_t kChunkBytes = 1000;
-constexpr std::size_t kThreads = 16;
 
-HttpRequest recordOf(const httplib::Request& request) {
-  HttpRequest record{request.method, request.target, {}, request.body};
-  for (const auto& [name, value] : request.headers)
-    record.headers.emplace_back(name, value);
-  return record;
+HttpRequest requestOf(const std::string& text) {
+  const std::size_t end = text.find("\r\n\r\n");
+  HttpRequest request;
+  request.body = text.substr(end + 4);
+  std::istringstream head(text.substr(0, end + 2));
+  std::string line;
+  head >> request.method >> request.target;
+  std::getline(head, line);
+  while (std::getline(head, line)) {
+    const std::size_t colon = line.find(':');
+    const std::size_t value = line.find_first_not_of(' ', colon + 1);
+    request.headers.emplace_back(line.substr(0, colon),
+                                 line.substr(value, line.size() - 1 - value));
+  }
+  return request;
 }
 
-void fill(httplib::Response& response, HttpReply reply) {
-  response.status = reply.status;
-  std::string type = "text/plain";
-  for (const auto& [name, value] : reply.headers) {
-    if (strcasecmp(name.c_str(), "Content-Type") == 0)
-      type = value;
-    else
-      response.headers.emplace(name, value);
-  }
+std::string textOf(const HttpReply& reply, bool hasBody) {
+  std::ostringstream text;
+  text << "HTTP/1.1 " << reply.status << " Reply\r\n" << std::hex;
+  for (const auto& [name, value] : reply.headers)
+    text << name << ": " << value << "\r\n";
   if (!reply.chunked) {
-    response.set_content(reply.body, type.c_str());
-    return;
+    text << "Content-Length: " << std::dec << reply.body.size() << "\r\n\r\n";
+    if (hasBody) text << reply.body;
+    return text.str();
   }
-  response.set_chunked_content_provider(
-      type.c_str(), [body = std::move(reply.body)](std::size_t offset, httplib::DataSink& sink) {
-        const std::size_t count = std::min(kChunkBytes, body.size() - offset);
-        sink.write(body.data() + offset, count);
-        if (offset + count == body.size()) sink.done();
-        return true;
-      });
+  text << "Transfer-Encoding: chunked\r\n\r\n";
+  for (std::size_t i = 0; i < reply.body.size(); i += kChunkBytes) {
+    const std::string chunk = reply.body.substr(i, kChunkBytes);
+    text << chunk.size() << "\r\n" << chunk << "\r\n";
+  }
+  text << "0\r\n\r\n";
+  return text.str();
 }
 
 }  // namespace
@@ -55,85 +56,34 @@ std::optional<std::string> HttpRequest::header(std::string_view name) const {
   return std::nullopt;
 }
 
-class HttpServer::Implementation {
- public:
-  Implementation(std::unique_ptr<httplib::Server> server, bool secure, Handler handler)
-      : server_(std::move(server)), secure_(secure), handler_(std::move(handler)) {
-    server_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    server_->set_tcp_nodelay(true);
-    server_->set_keep_alive_max_count(1'000'000);
-    server_->set_keep_alive_timeout(2);
-    server_->set_pre_routing_handler(
-        [this](const httplib::Request& request, httplib::Response& response) {
-          // A request with a body comes here before the body was read.
-          if (hasBody(request)) return httplib::Server::HandlerResponse::Unhandled;
-          answer(request, response);
-          return httplib::Server::HandlerResponse::Handled;
-        });
-    const auto answerRead = [this](const httplib::Request& request, httplib::Response& response) {
-      answer(request, response);
-    };
-    server_->Post(".*", answerRead).Put(".*", answerRead).Patch(".*", answerRead);
-    server_->Delete(".*", answerRead);
-    port_ = server_->bind_to_any_port("127.0.0.1");
-    if (port_ <= 0) throw std::runtime_error("no free port");
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
-    while (!server_->is_running())
-      std::this_thread::yield();
-  }
-  ~Implementation() {
-    server_->stop();
-    thread_.join();
-  }
-
-  int port() const { return port_; }
-  bool secure() const { return secure_; }
-  std::vector<HttpRequest> requests() const {
-    const std::lock_guard lock(mutex_);
-    return requests_;
-  }
-
- private:
-  static bool hasBody(const httplib::Request& request) {
-    return request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
-  }
-  void answer(const httplib::Request& request, httplib::Response& response) {
-    const HttpRequest record = recordOf(request);
-    {
-      const std::lock_guard lock(mutex_);
-      requests_.push_back(record);
-    }
-    fill(response, handler_ ? handler_(record) : HttpReply{200, "ok", {}, false});
-  }
-
-  const std::unique_ptr<httplib::Server> server_;
-  const bool secure_;
-  const Handler handler_;
-  int port_ = 0;
-  std::thread thread_;
-  mutable std::mutex mutex_;
-  std::vector<HttpRequest> requests_;
-};
-
 HttpServer::HttpServer(Handler handler)
-    : implementation_(std::make_unique<Implementation>(std::make_unique<httplib::Server>(), false,
-                                                       std::move(handler))) {}
+    : handler_(std::move(handler)), isSecure_(false), server_(script()) {}
 
 HttpServer::HttpServer(const TestCertificates& certificates, Handler handler)
-    : implementation_(std::make_unique<Implementation>(
-          std::make_unique<httplib::SSLServer>(certificates.chainFile().c_str(),
-                                               certificates.keyFile().c_str()),
-          true, std::move(handler))) {}
+    : handler_(std::move(handler)), isSecure_(true), server_(script(), &certificates) {}
 
-HttpServer::~HttpServer() = default;
-
-int HttpServer::port() const { return implementation_->port(); }
-
-std::string HttpServer::url(std::string_view target) const {
-  return (implementation_->secure() ? "https://localhost:" : "http://127.0.0.1:") +
-         std::to_string(port()) + std::string(target);
+RawServer::Script HttpServer::script() {
+  return [this](RawServer::Connection& connection) {
+    for (std::string text; !(text = connection.readRequest()).empty();) {
+      const HttpRequest request = requestOf(text);
+      {
+        const std::lock_guard lock(mutex_);
+        requests_.push_back(request);
+      }
+      const HttpReply reply = handler_ ? handler_(request) : HttpReply{200, "ok", {}, false};
+      connection.send(textOf(reply, request.method != "HEAD"));
+    }
+  };
 }
 
-std::vector<HttpRequest> HttpServer::requests() const { return implementation_->requests(); }
+std::string HttpServer::url(std::string_view target) const {
+  return (isSecure_ ? "https://localhost:" : "http://127.0.0.1:") + std::to_string(port()) +
+         std::string(target);
+}
+
+std::vector<HttpRequest> HttpServer::requests() const {
+  const std::lock_guard lock(mutex_);
+  return requests_;
+}
 
 }  // namespace kelm::test

@@ -1,16 +1,16 @@
 #pragma once
 
 #include <functional>
-#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-namespace kelm::test {
+#include "tests/support/raw_server.h"
 
-class TestCertificates;
+namespace kelm::test {
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
@@ -41,18 +41,20 @@ class HttpServer {
   explicit HttpServer(Handler handler = {});
   /// Speaks TLS.
   HttpServer(const TestCertificates& certificates, Handler handler = {});
-  ~HttpServer();
-  HttpServer(const HttpServer&) = delete;
-  HttpServer& operator=(const HttpServer&) = delete;
 
-  int port() const;
+  int port() const { return server_.port(); }
   /// `target`: such as "/path?query".
   std::string url(std::string_view target = "/") const;
   std::vector<HttpRequest> requests() const;
 
  private:
-  class Implementation;
-  std::unique_ptr<Implementation> implementation_;
+  RawServer::Script script();
+
+  const Handler handler_;
+  const bool isSecure_;
+  mutable std::mutex mutex_;
+  std::vector<HttpRequest> requests_;
+  RawServer server_;  // last: its threads use the others
 };
 
 }  // namespace kelm::test

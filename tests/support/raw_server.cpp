@@ -1,21 +1,26 @@
 #include "tests/support/raw_server.h"
 
 #include <arpa/inet.h>
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include "tests/support/test_certificates.h"
+
 namespace kelm::test {
 
 bool RawServer::Connection::readMore() {
   std::array<char, 65536> chunk;
-  const ssize_t count = recv(socket_, chunk.data(), chunk.size(), 0);
+  const ssize_t count = tls_ != nullptr ? SSL_read(tls_, chunk.data(), chunk.size())
+                                        : recv(socket_, chunk.data(), chunk.size(), 0);
   if (count <= 0) return false;
   buffer_.append(chunk.data(), static_cast<std::size_t>(count));
   return true;
@@ -24,7 +29,7 @@ bool RawServer::Connection::readMore() {
 std::string RawServer::Connection::readRequest() {
   std::size_t end;
   while ((end = buffer_.find("\r\n\r\n")) == std::string::npos)
-    if (!readMore()) return {};
+    if (!readMore() || buffer_[0] < 'A') return {};  // what speaks TLS begins so
   std::size_t size = end + 4;
   const std::size_t length = buffer_.find("Content-Length: ");
   if (length < end) size += std::strtoul(buffer_.c_str() + length + 16, nullptr, 10);
@@ -37,7 +42,9 @@ std::string RawServer::Connection::readRequest() {
 
 void RawServer::Connection::send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const ssize_t count = tls_ != nullptr
+                              ? SSL_write(tls_, bytes.data(), static_cast<int>(bytes.size()))
+                              : ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (count <= 0) return;
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
@@ -50,8 +57,14 @@ void RawServer::Connection::waitForClose() {
 
 class RawServer::Implementation {
  public:
-  explicit Implementation(Script script)
+  Implementation(Script script, const TestCertificates* certificates)
       : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    if (certificates != nullptr) {
+      std::signal(SIGPIPE, SIG_IGN);  // TLS writes without asking for none
+      tls_ = SSL_CTX_new(TLS_server_method());
+      SSL_CTX_use_certificate_chain_file(tls_, certificates->chainFile().c_str());
+      SSL_CTX_use_PrivateKey_file(tls_, certificates->keyFile().c_str(), SSL_FILETYPE_PEM);
+    }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -75,6 +88,7 @@ class RawServer::Implementation {
     for (std::thread& thread : threads_)
       thread.join();
     close(listener_);
+    SSL_CTX_free(tls_);
   }
   int port() const { return port_; }
 
@@ -92,8 +106,12 @@ class RawServer::Implementation {
     }
   }
   void serve(int accepted) {
-    Connection connection(accepted);
-    script_(connection);
+    SSL* const tls = tls_ != nullptr ? SSL_new(tls_) : nullptr;
+    if (tls == nullptr || (SSL_set_fd(tls, accepted) == 1 && SSL_accept(tls) == 1)) {
+      Connection connection(accepted, tls);
+      script_(connection);
+    }
+    SSL_free(tls);
     const std::lock_guard lock(mutex_);
     std::erase(open_, accepted);
     close(accepted);
@@ -101,6 +119,7 @@ class RawServer::Implementation {
 
   const Script script_;
   const int listener_;
+  SSL_CTX* tls_ = nullptr;
   int port_ = 0;
   std::mutex mutex_;
   bool stopping_ = false;
@@ -109,14 +128,15 @@ class RawServer::Implementation {
   std::thread acceptor_;
 };
 
-RawServer::RawServer(Script script)
-    : implementation_(std::make_unique<Implementation>(std::move(script))) {}
+RawServer::RawServer(Script script, const TestCertificates* certificates)
+    : implementation_(std::make_unique<Implementation>(std::move(script), certificates)) {}
 
 RawServer::~RawServer() = default;
 
+int RawServer::port() const { return implementation_->port(); }
+
 std::string RawServer::url(std::string_view target, std::string_view scheme) const {
-  return std::string(scheme) + "://127.0.0.1:" + std::to_string(implementation_->port()) +
-         std::string(target);
+  return std::string(scheme) + "://127.0.0.1:" + std::to_string(port()) + std::string(target);
 }
 
 }  // namespace kelm::test

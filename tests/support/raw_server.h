@@ -5,7 +5,11 @@
 #include <string>
 #include <string_view>
 
+struct ssl_st;
+
 namespace kelm::test {
+
+class TestCertificates;
 
 /// A server on a free loopback port that does to each connection what a script says: for answers
 /// that no proper server gives.
@@ -13,7 +17,7 @@ class RawServer {
  public:
   class Connection {
    public:
-    explicit Connection(int socket) : socket_(socket) {}
+    Connection(int socket, ssl_st* tls) : socket_(socket), tls_(tls) {}
     /// Head and body of the next request; empty once the client has closed.
     std::string readRequest();
     void send(std::string_view bytes) const;
@@ -24,16 +28,19 @@ class RawServer {
     bool readMore();
 
     int socket_;
+    ssl_st* tls_;
     std::string buffer_;
   };
   /// Called once a connection, on a thread of its own; the connection closes when it returns.
   using Script = std::function<void(Connection&)>;
 
-  explicit RawServer(Script script);
+  /// Speaks TLS with certificates.
+  explicit RawServer(Script script, const TestCertificates* certificates = nullptr);
   ~RawServer();
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;
 
+  int port() const;
   std::string url(std::string_view target = "/", std::string_view scheme = "http") const;
 
  private:
