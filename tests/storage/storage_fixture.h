@@ -38,10 +38,9 @@ struct StorageFixture {
     if (!entries) return found;
     for (const platform::DirectoryEntry& entry : *entries) {
       const std::string path = folder + "/" + entry.name;
-      const bool isFolder = entry.kind == platform::FileKind::Directory;
-      found.push_back(isFolder ? path + "/" : path);
-      for (std::string& below : tree(path))
-        found.push_back(std::move(below));
+      found.push_back(files.isDirectory(path) ? path + "/" : path);
+      const std::vector<std::string> below = tree(path);
+      found.insert(found.end(), below.begin(), below.end());
     }
     std::sort(found.begin(), found.end());
     return found;
@@ -63,9 +62,7 @@ struct StorageFixture {
 
 /// The text that "%@" prints for a system error at a path.
 inline std::string errorText(int errnoValue, const std::string& path) {
-  Error error = posixError(errnoValue, path);
-  error.userInfo.set("NSFilePath", path);
-  return describe(error);
+  return describe(failedAt(path, errnoValue));
 }
 
 }  // namespace kelm::test

@@ -20,20 +20,20 @@ inline void putRecordFile(const std::string& path, DataView bytes) {
 }
 
 /// The file of an account's record; account "x/A" is "x/A.sav" below Library/kelm.
-inline std::string accountRecordPath(std::string_view account) {
-  return KelmDataStoreHandler::brandNewDocumentsFolderName() + '/' + std::string(account) + ".sav";
+inline std::string accountRecordPath(const std::string& account) {
+  return KelmDataStoreHandler::brandNewDocumentsFolderName() + '/' + account + ".sav";
 }
 /// The same in the older layout, below Documents.
-inline std::string legacyAccountRecordPath(std::string_view account) {
-  return KelmDataStoreHandler::documentsFolderName() + '/' + std::string(account) + ".sav";
+inline std::string legacyAccountRecordPath(const std::string& account) {
+  return KelmDataStoreHandler::documentsFolderName() + '/' + account + ".sav";
 }
 
 /// Makes the record of an account with an encrypted text.
-inline void makeAccountRecord(std::string_view account, std::string_view text) {
+inline void makeAccountRecord(const std::string& account, std::string_view text) {
   putRecordFile(accountRecordPath(account),
                 *KelmDataStoreHandler::encriptedNSDataFromNSString(text));
 }
-inline void makeLegacyAccountRecord(std::string_view account, std::string_view text) {
+inline void makeLegacyAccountRecord(const std::string& account, std::string_view text) {
   putRecordFile(legacyAccountRecordPath(account),
                 *KelmDataStoreHandler::encriptedNSDataFromNSString(text));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include "kelm/base/mutex.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/dispatch.h"
@@ -9,13 +11,26 @@ namespace kelm::test {
 /// Stands still until a test moves it. Starts at 2023-11-14T22:13:20Z. Thread-safe.
 class ManualClock : public platform::Clock {
  public:
-  Date now() const override;
-  std::int64_t monotonicNanoseconds() const override;
+  Date now() const override {
+    const Lock lock(mutex_);
+    return now_;
+  }
+  std::int64_t monotonicNanoseconds() const override {
+    const Lock lock(mutex_);
+    return monotonic_;
+  }
 
   /// Sets the wall clock alone, forwards or back.
-  void setNow(Date now);
+  void setNow(Date now) {
+    const Lock lock(mutex_);
+    now_ = now;
+  }
   /// Moves both.
-  void advance(platform::Duration duration);
+  void advance(platform::Duration duration) {
+    const Lock lock(mutex_);
+    now_.secondsSince1970 += std::chrono::duration<double>(duration).count();
+    monotonic_ += duration.count();
+  }
 
  private:
   mutable Mutex mutex_;

@@ -115,14 +115,11 @@ class ManualDispatcher::ManualTimer : public platform::Timer {
       : agenda_(std::move(agenda)), stopped_(std::move(stopped)) {}
   ~ManualTimer() override {
     *stopped_ = true;
-    Agenda::Item released;  // outside the lock: its task may hold anything
+    decltype(agenda_->items)::node_type released;  // ends after the lock: it may hold anything
     const Lock lock(agenda_->mutex);
-    for (auto place = agenda_->items.begin(); place != agenda_->items.end(); ++place) {
-      if (place->second.stopped != stopped_) continue;
-      released = std::move(place->second);
-      agenda_->items.erase(place);
-      return;
-    }
+    const auto place = std::ranges::find(agenda_->items, stopped_,
+                                         [](const auto& item) { return item.second.stopped; });
+    if (place != agenda_->items.end()) released = agenda_->items.extract(place);
   }
 
  private:

@@ -35,13 +35,15 @@ struct MemoryFileSystem::Node {
 /// Where a path leads: to a node, or to a free name in a folder, or to an error.
 struct MemoryFileSystem::Place {
   int error = 0;
-  NodePointer folder;
-  std::string name;  // empty for what has none of its own: "/", ".", ".."
-  NodePointer node;
-  std::vector<NodePointer> way = {};  // the folders from the root to `folder`
+  std::vector<NodePointer> way = {};  // the folders from the root to the one that holds the name
+  std::string name = {};              // empty for what has none of its own: "/", ".", ".."
+  NodePointer node = nullptr;
 
   /// The error of an operation that needs the item.
   int missing() const { return error != 0 ? error : node ? 0 : ENOENT; }
+  bool isBelow(const NodePointer& folder) const {
+    return std::find(way.begin(), way.end(), folder) != way.end();
+  }
 };
 
 Error failedAt(const std::string& path, int error) {
@@ -79,59 +81,6 @@ std::string withoutSlashes(std::string path) {
 
 }  // namespace
 
-bool MemoryFileSystem::isBelow(const Place& place, const NodePointer& node) {
-  return std::find(place.way.begin(), place.way.end(), node) != place.way.end();
-}
-
-/// Follows a path from the root, as the system does.
-class MemoryFileSystem::Walk {
- public:
-  Walk(NodePointer root, const std::string& path)
-      : way_{std::move(root)}, parts_(partsOf(path)), endsInSlash_(path.ends_with('/')) {}
-
-  Place run(bool follows) {
-    while (!parts_.empty()) {
-      const std::string part = std::move(parts_.front());
-      parts_.pop_front();
-      if (part == ".") continue;
-      if (part == "..") {
-        if (way_.size() > 1) way_.pop_back();
-        continue;
-      }
-      if (part.size() > kLongestName) return {ENAMETOOLONG, nullptr, {}, nullptr};
-      const bool isLast = parts_.empty();
-      const auto found = way_.back()->entries.find(part);
-      if (found == way_.back()->entries.end())
-        return isLast ? Place{0, way_.back(), part, nullptr, way_}
-                      : Place{ENOENT, nullptr, {}, nullptr};
-      const NodePointer child = found->second;
-      if (child->kind == FileKind::SymbolicLink && (!isLast || follows || endsInSlash_)) {
-        if (++links_ > kMostLinks) return {ELOOP, nullptr, {}, nullptr};
-        goTo(child->target);
-        continue;
-      }
-      if (isLast && (child->isFolder() || !endsInSlash_))
-        return {0, way_.back(), part, child, way_};
-      if (!child->isFolder()) return {ENOTDIR, nullptr, {}, nullptr};
-      way_.push_back(child);
-    }
-    const NodePointer reached = way_.back();
-    return {0, reached, "", reached, way_};
-  }
-
- private:
-  void goTo(const std::string& target) {
-    if (target.starts_with('/')) way_.resize(1);
-    const auto parts = partsOf(target);
-    parts_.insert(parts_.begin(), parts.begin(), parts.end());
-  }
-
-  std::vector<NodePointer> way_;
-  std::deque<std::string> parts_;
-  bool endsInSlash_;
-  int links_ = 0;
-};
-
 MemoryFileSystem::MemoryFileSystem(std::shared_ptr<platform::Clock> clock)
     : clock_(std::move(clock)), root_(makeNode(FileKind::Directory, 0755)) {}
 
@@ -142,28 +91,51 @@ MemoryFileSystem::NodePointer MemoryFileSystem::makeNode(FileKind kind,
   auto node = std::make_shared<Node>();
   node->kind = kind;
   node->permissions = permissions;
-  node->created = node->modified = clock_ ? clock_->now() : Date{1'700'000'000};
+  node->created = node->modified = now();
   return node;
 }
 
+/// Follows a path from the root, as the system does.
 MemoryFileSystem::Place MemoryFileSystem::find(const std::string& path, bool follows) const {
-  if (const int error = pathError(path)) return {error, nullptr, {}, nullptr};
-  return Walk(root_, path).run(follows);
+  std::vector<NodePointer> way{root_};
+  std::deque<std::string> parts = partsOf(path);
+  for (int links = 0; !parts.empty();) {
+    const std::string part = std::move(parts.front());
+    parts.pop_front();
+    if (part == ".." && way.size() > 1) way.pop_back();
+    if (part == "." || part == "..") continue;
+    if (part.size() > kLongestName) return {ENAMETOOLONG};
+    const bool isLast = parts.empty();
+    const auto found = way.back()->entries.find(part);
+    if (found == way.back()->entries.end()) return {isLast ? 0 : ENOENT, way, part};
+    const NodePointer child = found->second;
+    if (child->kind == FileKind::SymbolicLink && (!isLast || follows || path.ends_with('/'))) {
+      if (++links > kMostLinks) return {ELOOP};
+      if (child->target.starts_with('/')) way.resize(1);
+      const auto target = partsOf(child->target);
+      parts.insert(parts.begin(), target.begin(), target.end());
+      continue;
+    }
+    if (isLast && (child->isFolder() || !path.ends_with('/'))) return {0, way, part, child};
+    if (!child->isFolder()) return {ENOTDIR};
+    way.push_back(child);
+  }
+  return {0, way, "", way.back()};
 }
 
 /// The place of an item itself, for making, removing or renaming it: slashes at the end of the
 /// path are no part of its name, and a link is never followed.
 MemoryFileSystem::Place MemoryFileSystem::findSlot(const std::string& path) const {
-  if (const int error = pathError(path)) return {error, nullptr, {}, nullptr};
   return find(withoutSlashes(path), false);
 }
 
 void MemoryFileSystem::put(const Place& place, NodePointer node) {
+  Node& folder = *place.way.back();
+  folder.modified = now();
   if (node)
-    place.folder->entries[place.name] = std::move(node);
+    folder.entries[place.name] = std::move(node);
   else
-    place.folder->entries.erase(place.name);
-  place.folder->modified = clock_ ? clock_->now() : Date{1'700'000'000};
+    folder.entries.erase(place.name);
 }
 
 /// Runs an operation that returns an errno, unless the ladder or the path is against it.
@@ -278,37 +250,23 @@ Failure MemoryFileSystem::remove(const std::string& path) {
   });
 }
 
-Failure MemoryFileSystem::move(const std::string& from, const std::string& to) {
+Failure MemoryFileSystem::transfer(const std::string& from, const std::string& to, bool copies) {
   const Lock lock(mutex_);
   if (const int error = pathError(to)) return attempt(to, [=] { return error; });
   return attempt(from, [&]() KELM_REQUIRES(mutex_) {
-    const Place source = findSlot(from), target = findSlot(to);
-    if (source.error != 0) return source.error;
+    const Place source = copies ? find(from, false) : findSlot(from), target = findSlot(to);
+    if (source.error != 0 || (copies && !source.node)) return source.missing();
+    if (copies && to.ends_with('/') && !source.node->isFolder()) return ENOTDIR;
     if (target.error != 0) return target.error;
-    if (source.name.empty()) return EBUSY;
+    if (!copies && source.name.empty()) return EBUSY;
     if (target.name.empty()) return EEXIST;
     if (!source.node) return ENOENT;
     if (target.node) return EEXIST;
     if (!source.node->isFolder() && (from.ends_with('/') || to.ends_with('/'))) return ENOTDIR;
-    if (isBelow(target, source.node)) return EINVAL;
-    put(source, nullptr);
-    put(target, source.node);
-    return 0;
-  });
-}
-
-Failure MemoryFileSystem::copy(const std::string& from, const std::string& to) {
-  const Lock lock(mutex_);
-  if (const int error = pathError(to)) return attempt(to, [=] { return error; });
-  return attempt(from, [&]() KELM_REQUIRES(mutex_) {
-    const Place source = find(from, false), target = findSlot(to);
-    if (const int error = source.missing()) return error;
-    if (!source.node->isFolder() && to.ends_with('/')) return ENOTDIR;
-    if (target.error != 0) return target.error;
-    if (target.node) return EEXIST;
-    if (isBelow(target, source.node)) return EINVAL;
-    put(target, source.node->clone());
-    syncWayTo(to);
+    if (target.isBelow(source.node)) return EINVAL;
+    if (!copies) put(source, nullptr);
+    put(target, copies ? source.node->clone() : source.node);
+    if (copies) syncWayTo(to);
     return 0;
   });
 }
@@ -340,6 +298,7 @@ void MemoryFileSystem::losePower() {
 int MemoryFileSystem::changeAttributes(const std::string& path,
                                        const std::function<void(Attributes&)>& change) const {
   const Lock lock(mutex_);
+  if (const int error = pathError(path)) return error;
   const Place place = find(path, true);
   if (place.missing() == 0) change(place.node->attributes);
   return place.missing();

@@ -32,8 +32,12 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   Failure replaceFile(const std::string& path, DataView content) override;
   Failure createDirectories(const std::string& path) override;
   Failure remove(const std::string& path) override;
-  Failure move(const std::string& from, const std::string& to) override;
-  Failure copy(const std::string& from, const std::string& to) override;
+  Failure move(const std::string& from, const std::string& to) override {
+    return transfer(from, to, false);
+  }
+  Failure copy(const std::string& from, const std::string& to) override {
+    return transfer(from, to, true);
+  }
   Result<std::vector<platform::DirectoryEntry>> list(const std::string& path) const override;
 
   // What a test does beside the interface; these never fail by the ladder.
@@ -52,8 +56,8 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   struct Node;
   using NodePointer = std::shared_ptr<Node>;
   struct Place;
-  class Walk;
 
+  Date now() const { return clock_ ? clock_->now() : Date{1'700'000'000}; }
   NodePointer makeNode(platform::FileKind kind, std::uint32_t permissions) const;
   Place find(const std::string& path, bool follows) const KELM_REQUIRES(mutex_);
   Place findSlot(const std::string& path) const KELM_REQUIRES(mutex_);
@@ -61,7 +65,7 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   Failure attempt(const std::string& path, Run run) const KELM_REQUIRES(mutex_);
   template <class T, class Run>
   Result<T> read(const std::string& path, bool follows, Run run) const;
-  static bool isBelow(const Place& place, const NodePointer& node);
+  Failure transfer(const std::string& from, const std::string& to, bool copies);
   void put(const Place& place, NodePointer node) KELM_REQUIRES(mutex_);
   void syncWayTo(const std::string& path) KELM_REQUIRES(mutex_);
 

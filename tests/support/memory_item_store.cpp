@@ -54,16 +54,6 @@ ItemAnswer MemoryItemStore::add(const Dictionary& item) {
   return {item_status::kSuccess, answerOf(request, std::span(&added, 1))};
 }
 
-std::vector<StoredItem> MemoryItemStore::found(const ItemRequest& query) const {
-  std::vector<StoredItem> result;
-  for (const StoredItem& item : items_) {
-    if (!matches(query, item)) continue;
-    result.push_back(item);
-    if (!query.wantsAll) break;
-  }
-  return result;
-}
-
 ItemAnswer MemoryItemStore::copyMatching(const Dictionary& dictionary) {
   ItemRequest query;
   std::vector<StoredItem> items;
@@ -73,7 +63,8 @@ ItemAnswer MemoryItemStore::copyMatching(const Dictionary& dictionary) {
     const Lock lock(mutex_);
     if (const std::int32_t status = begin("copyMatching", dictionary)) return {status, {}};
     if (const std::int32_t status = readItemRequest(dictionary, query)) return {status, {}};
-    items = found(query);
+    for (const StoredItem& item : items_)
+      if (matches(query, item) && (query.wantsAll || items.empty())) items.push_back(item);
     security = security_;
     authenticator = authenticator_;
   }

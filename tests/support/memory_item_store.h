@@ -43,8 +43,6 @@ class MemoryItemStore : public platform::ItemStore {
 
  private:
   std::int32_t begin(std::string_view name, const Dictionary& dictionary) KELM_REQUIRES(mutex_);
-  std::vector<platform::StoredItem> found(const platform::ItemRequest& query) const
-      KELM_REQUIRES(mutex_);
 
   const std::shared_ptr<platform::Clock> clock_;
   mutable Mutex mutex_;

@@ -23,7 +23,8 @@ class MemorySystemLog : public platform::SystemLog {
   std::unique_ptr<Channel> open(std::string_view subsystem, std::string_view category) override {
     const Lock lock(kept_->mutex);
     ++kept_->opened;
-    return std::make_unique<KeepingChannel>(kept_, subsystem, category);
+    return std::make_unique<KeepingChannel>(
+        kept_, Entry{std::string(subsystem), std::string(category), {}});
   }
 
   std::vector<Entry> entries() const {
@@ -44,18 +45,17 @@ class MemorySystemLog : public platform::SystemLog {
   };
   class KeepingChannel : public Channel {
    public:
-    KeepingChannel(std::shared_ptr<Kept> kept, std::string_view subsystem,
-                   std::string_view category)
-        : kept_(std::move(kept)), subsystem_(subsystem), category_(category) {}
+    KeepingChannel(std::shared_ptr<Kept> kept, Entry entry)
+        : kept_(std::move(kept)), entry_(std::move(entry)) {}
     void write(std::string_view text) override {
       const Lock lock(kept_->mutex);
-      kept_->entries.push_back({subsystem_, category_, std::string(text)});
+      kept_->entries.push_back(entry_);
+      kept_->entries.back().text = text;
     }
 
    private:
     std::shared_ptr<Kept> kept_;
-    std::string subsystem_;
-    std::string category_;
+    Entry entry_;
   };
 
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();

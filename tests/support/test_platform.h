@@ -41,32 +41,15 @@ struct TestPlatform {
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
 
   platform::Platform platform() const {
-    platform::Platform result;
-    result.clock = clock;
-    result.console = console;
-    result.dispatcher = dispatcher;
-    result.homeFolders = homeFolders;
-    result.userDefaults = userDefaults;
-    result.fileSystem = fileSystem;
-    result.fileAttributes = fileAttributes;
-    result.bundle = bundle;
-    result.notificationCenter = notificationCenter;
-    result.systemLog = systemLog;
-    result.urlSessions = urlSessions;
-    result.application = application;
-    result.random = random;
-    result.itemStore = itemStore;
-    return result;
+    return {clock,       console,        dispatcher, homeFolders,        userDefaults,
+            fileSystem,  fileAttributes, bundle,     notificationCenter, systemLog,
+            urlSessions, application,    random,     itemStore};
   }
 };
 
 /// Puts the services of a test in place for a scope.
-class TestScope {
- public:
-  explicit TestScope(const TestPlatform& services) : scope_(services.platform()) {}
-
- private:
-  platform::ScopedPlatform scope_;
+struct TestScope : platform::ScopedPlatform {
+  explicit TestScope(const TestPlatform& services) : ScopedPlatform(services.platform()) {}
 };
 
 }  // namespace kelm::test
