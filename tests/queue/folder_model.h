@@ -41,8 +41,6 @@ class FolderModel {
 
   void save(const std::string& payload, const std::string& queueId, const std::string& time) {
     if (!processors_.contains(queueId)) return;
-    const std::vector<std::string> listed = visible();
-    if (listed.size() >= 201) files_.erase(listed.front());
     const std::string name = time + "___" + queueId + ".dat";
     if (queueId.find("..") != queueId.npos || name.size() > 255) return;
     if (queueId.find_first_of(std::string_view("/\0", 2)) != queueId.npos) return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -11,10 +12,22 @@
 namespace kelm::test {
 
 /// A queue over a folder of any names and contents, worked on by any operations: all read from
-/// bytes, of which "text" is one for the size and then so many. Raises where the queue does not do
-/// what the model does.
+/// bytes, of which "text" is one for the size and then so many, or one that stands for a usual
+/// text. Raises where the queue does not do what the model does.
 class FolderWorld {
  public:
+  /// What the bytes from 255 downwards stand for: IDs, payloads and names.
+  inline static const std::vector<std::string> kTexts = [] {
+    std::istringstream words(
+        "ev events sales a.b _x x_ a/b .. ev___x yes no sixteen_bytes... 1600000000000___ev.dat "
+        "1600000000001___events.dat 1700000000000___ev.dat 1700000000250___sales.dat 99____x.dat "
+        "___ev.dat x___.dat .1___ev.dat 1___ev___tail.dat 2___ev.tmp 3___a.b.dat.dat 5__ev.");
+    std::vector<std::string> texts{"", std::string(240, 'n')};
+    for (std::string word; words >> word;)
+      texts.push_back(word);
+    return texts;
+  }();
+
   explicit FolderWorld(DataView bytes) : rest_(bytes), scope_(services_) {
     queue_.setQueueFilePath(kFolder);
     queue_.setFilesystemKey(kKey);
@@ -22,12 +35,12 @@ class FolderWorld {
     check(!services_.fileSystem->createDirectories(kFolder), "the folder");
     for (int count = byte() % 16; count > 0; --count)
       addProcessor(text());
-    for (int count = byte(); count > 0 && !rest_.empty(); --count)
+    for (int count = byte() % 32; count > 0 && !rest_.empty(); --count)
       addItem();
   }
 
   void run() {
-    for (int steps = byte() % 16; steps > 0; --steps) {
+    for (int steps = byte() % 32; steps > 0; --steps) {
       step();
       check(names() == model_.names(), "the names");
     }
@@ -48,7 +61,8 @@ class FolderWorld {
     return first;
   }
   std::string text() {
-    const std::size_t size = std::min<std::size_t>(byte(), rest_.size());
+    const std::size_t first = byte(), size = std::min(first, rest_.size());
+    if (255 - first < kTexts.size()) return kTexts[255 - first];
     std::string text(textOf(rest_.first(size)));
     rest_ = rest_.subspan(size);
     return text;
