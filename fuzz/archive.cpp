@@ -1,10 +1,11 @@
-// link: kelm_base
+// link: kelm_collections
 // As a property list and as an archive: what reads must write, and read back as the same text.
 
 #include "fuzz/support/target.h"
 #include "kelm/base/describe.h"
 #include "kelm/base/keyed_archive.h"
 #include "kelm/base/property_list.h"
+#include "kelm/collections/vasp_ordered_dictionary.h"
 
 namespace kelm::fuzz {
 namespace {
@@ -30,7 +31,8 @@ class Box final : public Archivable {
 
 void run(DataView input) {
   static const bool registered = registerArchivableClass("Box", Box::decodedFrom);
-  (void)registered;
+  static const VaspOrderedDictionary linked;  // its class is registered in its source
+  require(registered && linked.count() == 0);
   if (const Result<Value> list = parsePropertyList(input)) {
     const auto text = writePropertyList(*list);
     require(text.has_value());
