@@ -54,16 +54,16 @@ inline Dictionary withControl(const Dictionary& item, std::string_view protectio
               std::make_shared<platform::AccessControl>(protection, flags));
 }
 
+/// The secret under a query, or the status as text.
+inline std::string secretIn(platform::ItemStore& store, const Dictionary& query) {
+  const auto answer = store.copyMatching(with(query, kSecReturnData, true));
+  const Data* secret = answer.result.get<Data>();
+  return secret != nullptr ? std::string(textOf(*secret)) : std::to_string(answer.status);
+}
+
 class ItemStoreContract : public testing::TestWithParam<ItemStoreMaker> {
  protected:
-  /// The secret under a query, or its status as text.
   std::string secretOf(const Dictionary& query) const { return secretIn(*world.store, query); }
-  static std::string secretIn(platform::ItemStore& store, const Dictionary& query) {
-    const auto answer = store.copyMatching(with(query, kSecReturnData, true));
-    if (answer.status != 0) return std::to_string(answer.status);
-    const Data* secret = answer.result.get<Data>();
-    return secret != nullptr ? std::string(textOf(*secret)) : "no data";
-  }
   std::int32_t add(const Dictionary& item) const { return world.store->add(item).status; }
   /// The accounts of all that a query finds, in order, with commas.
   std::string accountsOf(const Dictionary& query) const {

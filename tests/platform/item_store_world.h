@@ -16,23 +16,42 @@ namespace kelm::test {
 
 /// A folder of the system, the stores that are opened on it, and the database as anybody sees it.
 struct ItemFolder {
-  TemporaryFolder root;
-  std::string folder = root / "keys";
-  std::string database = folder + "/items.db";
-  std::string keyFile = folder + "/master.key";
-
-  platform::SqliteItemStoreParts parts() const {
-    platform::SqliteItemStoreParts parts;
+  ItemFolder() {
     parts.files = platform::makeFileSystem(std::make_shared<UnsyncedCalls>());
     parts.attributes = platform::makeFileAttributes();
     parts.clock = std::make_shared<ManualClock>();
     parts.random = platform::makeSystemRandom();
     parts.folder = folder;
-    return parts;
   }
-  std::shared_ptr<platform::ItemStore> open() const {
-    return platform::makeSqliteItemStore(parts());
+  std::shared_ptr<platform::ItemStore> open() const { return platform::makeSqliteItemStore(parts); }
+
+  TemporaryFolder root;
+  std::string folder = root / "keys";
+  std::string database = folder + "/items.db";
+  std::string keyFile = folder + "/master.key";
+  platform::SqliteItemStoreParts parts;  // of the stores that are opened next
+};
+
+/// A store in a folder of its own.
+class SqliteItemStore : public testing::Test {
+ protected:
+  std::int32_t add(std::string_view account, std::string_view secret = kPassword) const {
+    return store->add(withSecret(password(account), secret)).status;
   }
+  std::string secretOf(std::string_view account) const {
+    return secretIn(*store, password(account));
+  }
+  /// The same in a store that is opened for that alone.
+  std::string storedSecretOf(std::string_view account) const {
+    return secretIn(*folder.open(), password(account));
+  }
+  void reopen() {
+    store.reset();
+    store = folder.open();
+  }
+
+  ItemFolder folder;
+  std::shared_ptr<platform::ItemStore> store = folder.open();
 };
 
 /// Somebody else's connection to a database.
@@ -72,12 +91,5 @@ class RawDatabase {
  private:
   sqlite3* connection_ = nullptr;
 };
-
-/// The secret under a query, or its status as text.
-inline std::string secretIn(platform::ItemStore& store, const Dictionary& query) {
-  const auto answer = store.copyMatching(with(query, kSecReturnData, true));
-  const Data* secret = answer.result.get<Data>();
-  return secret != nullptr ? std::string(textOf(*secret)) : std::to_string(answer.status);
-}
 
 }  // namespace kelm::test
