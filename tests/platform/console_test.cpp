@@ -9,6 +9,7 @@
 #include <array>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kelm/platform/linux/services.h"
@@ -28,11 +29,6 @@ class PipedError {
     if (ends_[0] >= 0) ::close(ends_[0]);
   }
   void closeReader() { ::close(std::exchange(ends_[0], -1)); }
-  /// All that was written; ends the redirection.
-  std::string read() {
-    restore();
-    return readToEnd();
-  }
   std::string readToEnd() const {
     std::string text;
     std::array<char, 4096> buffer;

@@ -1,8 +1,12 @@
 // What every dispatcher does, the system's and the one that tests drive.
 
-#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -44,6 +48,8 @@ class DispatcherContract : public testing::TestWithParam<Maker> {
 
   std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
   std::shared_ptr<Dispatcher> dispatcher = GetParam()(console);
+  std::shared_ptr<Queue> serial = dispatcher->makeSerialQueue("serial");
+  const std::vector<Queue*> queues = {&mainLoop(), serial.get()};
 
  private:
   Mutex mutex_;
@@ -53,29 +59,24 @@ class DispatcherContract : public testing::TestWithParam<Maker> {
 TEST_P(DispatcherContract, TasksOfManyThreadsRunOneAtATimeAndInEachThreadsOrder) {
   constexpr int kThreads = 4;
   constexpr int kTasks = 2000;
-  const auto serial = dispatcher->makeSerialQueue("many");
   std::vector<int> last(kThreads, -1);
   int disordered = 0;
   std::atomic<int> count{0};
   std::vector<std::jthread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (int t = 0; t < kThreads; ++t)
     threads.emplace_back([&, t] {
-      for (int i = 0; i < kTasks; ++i) {
+      for (int i = 0; i < kTasks; ++i)
         serial->post([&, t, i] {
-          disordered += last[t] != i - 1;
-          last[t] = i;
+          disordered += std::exchange(last[t], i) != i - 1;
           ++count;
         });
-      }
     });
-  }
   threads.clear();
   EXPECT_TRUE(mainLoop().runUntil([&] { return count == kThreads * kTasks; }, kLimit));
   EXPECT_EQ(disordered, 0);
 }
 
 TEST_P(DispatcherContract, ThrowingTaskIsReportedAndTheNextOneRuns) {
-  const auto serial = dispatcher->makeSerialQueue("throwing");
   serial->post([] { throw std::runtime_error("no paper"); });
   serial->post([] { throw 7; });
   serial->post(seeing("serial"));
@@ -90,8 +91,7 @@ TEST_P(DispatcherContract, ThrowingTaskIsReportedAndTheNextOneRuns) {
 }
 
 TEST_P(DispatcherContract, DelayedTasksRunByTimeThenByAge) {
-  const auto serial = dispatcher->makeSerialQueue("delayed");
-  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()}) {
+  for (Queue* queue : queues) {
     const std::size_t before = seen().size();
     // Posted by a task, so that no delay is over before all are known.
     queue->post([&, queue] {
@@ -110,8 +110,7 @@ TEST_P(DispatcherContract, DelayedTasksRunByTimeThenByAge) {
 }
 
 TEST_P(DispatcherContract, RepeatingTimerRunsUntilItsOwnTaskDestroysIt) {
-  const auto serial = dispatcher->makeSerialQueue("repeating");
-  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()}) {
+  for (Queue* queue : queues) {
     const auto held = std::make_shared<int>();
     int runs = 0;
     std::atomic<bool> over{false};
@@ -130,7 +129,6 @@ TEST_P(DispatcherContract, RepeatingTimerRunsUntilItsOwnTaskDestroysIt) {
 }
 
 TEST_P(DispatcherContract, RunAndWaitTakesItsTurnAndRunsInPlaceOnItsOwnQueue) {
-  const auto serial = dispatcher->makeSerialQueue("waiting");
   serial->post(seeing("first"));
   serial->runAndWait([&] {
     see("second");
@@ -140,53 +138,42 @@ TEST_P(DispatcherContract, RunAndWaitTakesItsTurnAndRunsInPlaceOnItsOwnQueue) {
   EXPECT_THAT(seen(), testing::Contains("third"));
   runUntilCount(4);
   EXPECT_THAT(seen(), ElementsAre("first", "second", "third", "fourth"));
-  for (Queue* queue : {static_cast<Queue*>(&mainLoop()), serial.get()})
+  for (Queue* queue : queues)
     EXPECT_THROW(queue->runAndWait([] { throw std::out_of_range("x"); }), std::out_of_range);
   EXPECT_THAT(console->lines(), ElementsAre());
 }
 
-TEST_P(DispatcherContract, OtherThreadsWaitForTheMainLoop) {
+TEST_P(DispatcherContract, EveryTaskKnowsWhereItRunsAndOtherThreadsWaitForTheMainLoop) {
+  const auto other = dispatcher->makeSerialQueue("other");
+  const auto where = [&] {
+    return std::string(serial->isCurrent() ? "serial " : "") +
+           (other->isCurrent() ? "other " : "") + (mainLoop().isMainThread() ? "main" : "");
+  };
+  serial->runAndWait([&] {
+    see(where());
+    other->runAndWait([&] { see(where()); });
+  });
   std::atomic<bool> ended{false};
   std::jthread thread([&] {
-    EXPECT_FALSE(mainLoop().isMainThread());
-    mainLoop().runAndWait([&] { see(mainLoop().isMainThread() ? "main" : "elsewhere"); });
+    mainLoop().runAndWait([&] { see(where()); });
     ended = true;
   });
   while (!ended)
     mainLoop().runPending();
-  EXPECT_THAT(seen(), ElementsAre("main"));
-}
-
-TEST_P(DispatcherContract, QueueKnowsWhoseTaskRuns) {
-  const auto one = dispatcher->makeSerialQueue("one");
-  const auto two = dispatcher->makeSerialQueue("two");
-  one->runAndWait([&] {
-    EXPECT_TRUE(one->isCurrent());
-    EXPECT_FALSE(two->isCurrent());
-    EXPECT_FALSE(mainLoop().isMainThread());
-    two->runAndWait([&] { EXPECT_TRUE(two->isCurrent() && !one->isCurrent()); });
-  });
-  dispatcher->postGlobal(platform::Priority::High, [&] {
-    const bool elsewhere = !mainLoop().isMainThread() && !one->isCurrent();
-    see(elsewhere ? "global" : "wrong");
-  });
-  runUntilCount(1);
-  EXPECT_THAT(seen(), ElementsAre("global"));
+  dispatcher->postGlobal(platform::Priority::High, [&] { see(where()); });
+  runUntilCount(4);
+  EXPECT_THAT(seen(), ElementsAre("serial ", "other ", "main", ""));
 }
 
 TEST_P(DispatcherContract, DroppedQueueStillRunsWhatWasPosted) {
-  auto serial = dispatcher->makeSerialQueue("dropped");
-  serial->post([] {});
+  serial->post(seeing("now"));
   serial->postAfter(1ms, seeing("delayed"));
-  auto timer = serial->every(1ms, seeing("timer"));
+  const auto timer = serial->every(1ms, seeing("timer"));
   serial.reset();
-  EXPECT_TRUE(mainLoop().runUntil(
-      [&] {
-        const auto all = seen();
-        return std::count(all.begin(), all.end(), "timer") > 1;
-      },
-      kLimit));
-  EXPECT_THAT(seen(), testing::Contains("delayed"));
+  runUntilCount(4);
+  auto first = seen();
+  first.resize(4);
+  EXPECT_THAT(first, ElementsAre("now", "delayed", "timer", "timer"));
 }
 
 TEST_P(DispatcherContract, RunEndsAtStopEvenAnEarlierOne) {
@@ -207,9 +194,8 @@ TEST_P(DispatcherContract, TaskThatRunsTheLoopItselfKeepsTheOrder) {
     mainLoop().runUntil([&] { return seen().size() == 3; }, kLimit);
     see("outer's end");
   });
-  mainLoop().post(seeing("second"));
-  mainLoop().post(seeing("third"));
-  mainLoop().post(seeing("fourth"));
+  for (const char* later : {"second", "third", "fourth"})
+    mainLoop().post(seeing(later));
   runUntilCount(5);
   EXPECT_THAT(seen(), ElementsAre("outer", "second", "third", "outer's end", "fourth"));
 }

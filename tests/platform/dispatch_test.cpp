@@ -2,8 +2,12 @@
 
 #include <poll.h>
 
+#include <chrono>
 #include <latch>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -61,8 +65,8 @@ TEST(SystemMainLoop, DescriptorWakesItsHostForTimers) {
 TEST(SystemMainLoop, LeavingRunUntilEarlyKeepsTheDescriptorReadable) {
   SystemLoop f;
   int ran = 0;
-  f.loop.post([&] { ++ran; });
-  f.loop.post([&] { ++ran; });
+  for (int i = 0; i < 2; ++i)
+    f.loop.post([&] { ++ran; });
   EXPECT_TRUE(f.loop.runUntil([&] { return ran == 1; }, 1min));
   EXPECT_TRUE(f.isReadable());
   f.loop.postAfter(1ms, [&] { ++ran; });
@@ -74,33 +78,25 @@ TEST(SystemDispatcher, WaitingGlobalTasksRunByPriority) {
   SystemLoop f;
   constexpr int kWorkers = 16;
   struct Gates {
-    std::latch busy{kWorkers + 1};
+    std::latch busy{kWorkers};
     std::latch go{1};
-    std::latch done{kWorkers + 2};
+    std::latch done{2};
   };
   const auto gates = std::make_shared<Gates>();  // waits may outlive the test
-  for (int i = 0; i < kWorkers; ++i) {
-    f.dispatcher->postGlobal(platform::Priority::Default, [gates, isLast = i == kWorkers - 1] {
+  for (int i = 0; i < kWorkers; ++i)
+    f.dispatcher->postGlobal(platform::Priority::Default, [gates, i] {
       gates->busy.count_down();
-      if (isLast)
-        gates->go.wait();  // this worker alone takes the two tasks below
-      else
-        gates->done.wait();
+      (i == 0 ? gates->go : gates->done).wait();  // the first alone takes the two tasks below
     });
-    if (i < kWorkers - 1) gates->done.count_down();
-  }
-  gates->busy.arrive_and_wait();
+  gates->busy.wait();
   std::vector<std::string> order;
-  f.dispatcher->postGlobal(platform::Priority::Background, [&order, gates] {
-    order.emplace_back("background");
-    gates->done.count_down();
-  });
-  f.dispatcher->postGlobal(platform::Priority::High, [&order, gates] {
-    order.emplace_back("high");
-    gates->done.count_down();
-  });
+  for (const auto& [priority, name] : {std::pair(platform::Priority::Background, "background"),
+                                       std::pair(platform::Priority::High, "high")})
+    f.dispatcher->postGlobal(priority, [&order, gates, name = name] {
+      order.emplace_back(name);
+      gates->done.count_down();
+    });
   gates->go.count_down();
-  gates->done.count_down();
   gates->done.wait();
   EXPECT_THAT(order, testing::ElementsAre("high", "background"));
 }

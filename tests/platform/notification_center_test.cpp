@@ -1,7 +1,10 @@
 #include "kelm/platform/notification_center.h"
 
+#include <atomic>
 #include <latch>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -45,9 +48,7 @@ TEST_F(LocalCenter, EndedRegistrationIsNotCalledAndReleasesItsObserver) {
 }
 
 TEST_F(LocalCenter, ObserversMayComeAndGoWithinACall) {
-  std::unique_ptr<NotificationCenter::Registration> self;
-  std::unique_ptr<NotificationCenter::Registration> next;
-  std::unique_ptr<NotificationCenter::Registration> added;
+  std::unique_ptr<NotificationCenter::Registration> self, next, added;
   self = center->observe("x", [&](const Notification&) {
     seen.emplace_back("self");
     next.reset();
@@ -62,8 +63,7 @@ TEST_F(LocalCenter, ObserversMayComeAndGoWithinACall) {
 }
 
 TEST_F(LocalCenter, EndingWaitsForTheCallInAnotherThread) {
-  std::latch inside(1);
-  std::latch leave(1);
+  std::latch inside(1), leave(1);
   std::atomic<bool> left{false};
   auto registration = center->observe("x", [&](const Notification&) {
     inside.count_down();
@@ -79,17 +79,15 @@ TEST_F(LocalCenter, EndingWaitsForTheCallInAnotherThread) {
 
 TEST_F(LocalCenter, PostersAndObserversMeetFromManyThreads) {
   std::atomic<int> calls{0};
-  {
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < 4; ++t) {
-      threads.emplace_back([&] {
-        for (int i = 0; i < 200; ++i) {
-          const auto own = center->observe("x", [&](const Notification&) { ++calls; });
-          center->post({"x", nullptr, {}});
-        }
-      });
-    }
-  }
+  std::vector<std::jthread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        const auto own = center->observe("x", [&](const Notification&) { ++calls; });
+        center->post({"x", nullptr, {}});
+      }
+    });
+  threads.clear();
   EXPECT_GE(calls, 4 * 200);
   const int before = calls;
   center->post({"x", nullptr, {}});
