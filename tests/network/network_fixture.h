@@ -13,8 +13,6 @@
 
 namespace kelm::test {
 
-using Events = std::vector<std::string>;
-
 /// A host's application object that notes what it is asked for. Thread-safe.
 class RecordingApplication : public platform::Application {
  public:
@@ -35,7 +33,7 @@ class RecordingApplication : public platform::Application {
     const Lock lock(mutex_);
     events_.push_back(std::move(event));
   }
-  Events takeEvents() {
+  std::vector<std::string> takeEvents() {
     const Lock lock(mutex_);
     return std::exchange(events_, {});
   }
@@ -48,7 +46,7 @@ class RecordingApplication : public platform::Application {
 
  private:
   mutable Mutex mutex_;
-  Events events_ KELM_GUARDED_BY(mutex_);
+  std::vector<std::string> events_ KELM_GUARDED_BY(mutex_);
   std::function<void()> expired_ KELM_GUARDED_BY(mutex_);
   BackgroundTask last_ KELM_GUARDED_BY(mutex_) = 0;
 };

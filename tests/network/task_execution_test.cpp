@@ -11,32 +11,12 @@
 namespace kelm {
 namespace {
 
-using test::RecordingApplication;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// A session that notes into the application's events, and answers when the test says so.
-struct RecordingSession : platform::UrlSession, platform::DataTask {
-  explicit RecordingSession(RecordingApplication& itsEvents) : events(itsEvents) {}
-  std::shared_ptr<platform::DataTask> makeDataTask(const platform::UrlRequest& request,
-                                                   Completion completion) override {
-    events.note("makeDataTask " + request.url.value_or("(null)"));
-    answer = std::move(completion);
-    return {std::shared_ptr<void>(), this};
-  }
-  const platform::UrlSessionConfiguration& configuration() const override { return configured; }
-  std::uint64_t id() const override { return 1; }
-  void resume() override { events.note("resume"); }
-  void cancel() override { events.note("cancel"); }
-
-  RecordingApplication& events;
-  Completion answer;
-  platform::UrlSessionConfiguration configured;
-};
-
 struct RecordingTask : ZuHTTPTask {
-  RecordingTask(RecordingApplication& itsEvents, std::shared_ptr<platform::UrlSession> session)
-      : ZuHTTPTask("http://h/p", ZuHTTPMethod::Post, std::move(session)), events(itsEvents) {}
+  RecordingTask(test::NetworkFixture& itsFixture, std::shared_ptr<platform::UrlSession> session)
+      : ZuHTTPTask("http://h/p", ZuHTTPMethod::Post, std::move(session)), fixture(itsFixture) {}
 
   std::optional<platform::UrlRequest> buildRequest() override {
     note("buildRequest");
@@ -44,17 +24,18 @@ struct RecordingTask : ZuHTTPTask {
   }
   std::string getCurrentSessionName() const override { return "till session"; }
   void taskWillExecute(const std::shared_ptr<platform::DataTask>& task) override {
-    note(task == currentTask() && request() ? "willExecute" : "willExecute too early");
+    EXPECT_TRUE(task == currentTask() && request() && fixture.sessions.requests().empty());
+    note(task ? "willExecute" : "willExecute without task");
   }
   void taskDidExecute(const std::shared_ptr<platform::DataTask>& task) override {
     note(task ? "didExecute" : "didExecute without task");
   }
-  void note(const std::string& event) {
-    events.note(event);
+  void note(const std::string& event) const {
+    fixture.application->note(event);
     if (event == throwsAt) throw std::runtime_error(event);
   }
 
-  RecordingApplication& events;
+  test::NetworkFixture& fixture;
   std::string throwsAt;
 };
 
@@ -70,15 +51,18 @@ struct ExecutionFixture : test::NetworkFixture {
         });
   }
   void answer(int status, std::string_view body = "", Dictionary headers = {}) {
-    auto response = std::make_shared<platform::UrlResponse>();
-    response->statusCode = status;
-    response->url = "http://h/p";
-    response->headers = std::move(headers);
-    std::exchange(session->answer, nullptr)(dataOf(body), response, std::nullopt);
+    sessions.answer({status, std::move(headers), dataOf(body), std::nullopt});
+    sessions.deliverAll();
   }
 
-  std::shared_ptr<RecordingSession> session = std::make_shared<RecordingSession>(*application);
-  std::shared_ptr<RecordingTask> task = std::make_shared<RecordingTask>(*application, session);
+  std::shared_ptr<platform::UrlSession> makeSession() {
+    platform::UrlSessionConfiguration configuration;
+    configuration.cookies = jar;
+    return sessions.make(configuration);
+  }
+
+  std::shared_ptr<platform::CookieStorage> jar = sessions.makeCookieStorage();
+  std::shared_ptr<RecordingTask> task = std::make_shared<RecordingTask>(*this, makeSession());
 };
 
 TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
@@ -86,8 +70,8 @@ TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
   f.task->setUserInfo(std::make_shared<Object>());
   f.perform();
   EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("buildRequest", "begin KelmTask RecordingTask", "makeDataTask http://h/p",
-                          "willExecute", "resume"));
+              ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute"));
+  EXPECT_EQ(f.sessions.requests().at(0).url, "http://h/p");
   EXPECT_THAT(f.log.lines(), ElementsAre("INFO NETWORK - START ASYNC NETWORK CALL"));
   f.dispatcher.runUntilIdle();
   EXPECT_THAT(f.application->takeEvents(), ElementsAre("indicator on"));
@@ -104,13 +88,12 @@ TEST(TaskExecution, StepsHappenInOrderAndLeaveTheTaskEmpty) {
 
 TEST(TaskExecution, ExchangeIsLoggedWordForWord) {
   ExecutionFixture f;
-  const auto jar = f.session->configured.cookies = f.sessions.makeCookieStorage();
   const auto setCookie = [&](std::string value) {
     platform::Cookie cookie;
     cookie.name = "a";
     cookie.value = std::move(value);
     cookie.domain = "h";
-    jar->set(cookie);
+    f.jar->set(cookie);
     return "(\n    " + platform::describe(cookie) + "\n)";
   };
   const std::string before = setCookie("1");
@@ -159,10 +142,11 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
 
 TEST(TaskExecution, WithoutSessionTheCompletionGetsAnErrorLater) {
   ExecutionFixture f;
-  f.task = std::make_shared<RecordingTask>(*f.application, nullptr);
+  f.task = std::make_shared<RecordingTask>(f, nullptr);
   f.perform();
-  EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute"));
+  EXPECT_THAT(
+      f.application->takeEvents(),
+      ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute without task"));
   f.dispatcher.runUntilIdle();
   EXPECT_THAT(f.application->takeEvents(),
               ElementsAre("indicator on", "didExecute without task",
@@ -176,10 +160,9 @@ TEST(TaskExecution, FailureRaisedAtTheStartReachesTheCallerAndReleasesAll) {
   f.task->throwsAt = "willExecute";
   EXPECT_THROW(f.perform(), std::runtime_error);
   EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("buildRequest", "begin KelmTask RecordingTask", "makeDataTask http://h/p",
-                          "willExecute", "end 1"));
+              ElementsAre("buildRequest", "begin KelmTask RecordingTask", "willExecute", "end 1"));
   EXPECT_EQ(f.task->currentTask(), nullptr);
-  f.session->answer = nullptr;
+  EXPECT_THAT(f.sessions.requests(), IsEmpty());
   const std::weak_ptr<RecordingTask> task = std::exchange(f.task, nullptr);
   EXPECT_TRUE(task.expired());
 }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "kelm/queue/kelm_reliable_queue.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm::test {
@@ -28,12 +29,10 @@ class SavingProcess {
   KelmReliableQueue& queue() { return queue_; }
 
  private:
-  class Failures;
-
   std::string folder_;
   TestPlatform services_;
   std::optional<platform::ScopedPlatform> scope_;
-  std::shared_ptr<Failures> failures_;
+  LogCapture log_;
   KelmReliableQueue queue_;
 };
 
