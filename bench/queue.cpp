@@ -76,7 +76,7 @@ Data textbookCipher(bool encrypts, const Data& data) {
       EVP_CipherUpdate(context, result.data(), &first, data.data(), static_cast<int>(data.size())));
   orAbort(EVP_CipherFinal_ex(context, result.data() + first, &last));
   EVP_CIPHER_CTX_free(context);
-  result.resize(static_cast<std::size_t>(first + last));
+  result.resize(static_cast<std::size_t>(first) + static_cast<std::size_t>(last));
   return result;
 }
 

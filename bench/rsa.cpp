@@ -210,7 +210,7 @@ Data decrypted(const Data& ciphertext) {
                           static_cast<int>(ciphertext.size())) == 1 &&
         EVP_DecryptFinal_ex(context, plain.data() + first, &last) == 1);
   EVP_CIPHER_CTX_free(context);
-  plain.resize(static_cast<std::size_t>(first + last));
+  plain.resize(static_cast<std::size_t>(first) + static_cast<std::size_t>(last));
   return plain;
 }
 
