@@ -20,9 +20,7 @@ TEST_P(ItemStoreContract, AddedSecretsAreFoundByAnyOfTheirAttributesAlsoByAnothe
   ASSERT_EQ(add(withSecret(password("bruno"), "")), 0);
 
   EXPECT_EQ(secretOf(item), binary);
-  EXPECT_EQ(secretOf({{std::string(kSecClass), kSecClassGenericPassword},
-                      {std::string(kSecAttrComment), "perché"}}),
-            binary);
+  EXPECT_EQ(secretOf(with(kAnyPassword, kSecAttrComment, "perché")), binary);
   EXPECT_EQ(secretOf(with(password("anna"), kSecAttrCreator, 7.0)), binary);
   EXPECT_EQ(secretOf(password("bruno")), "");
   EXPECT_EQ(secretIn(*world.reopened(), password("anna")), binary);
@@ -64,23 +62,21 @@ TEST_P(ItemStoreContract, WhatIdentifiesAnItemDependsOnItsClass) {
 }
 
 TEST_P(ItemStoreContract, QueriesReturnTheFormsThatTheyAskFor) {
-  const auto added = world.store->add(with(
-      withSecret(with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleAlways), kPassword),
-      kSecReturnPersistentRef, true));
+  const auto added =
+      world.store->add(with(withSecret(password("anna"), kPassword),
+                            {{std::string(kSecAttrAccessible), kSecAttrAccessibleAlways},
+                             {std::string(kSecReturnPersistentRef), true}}));
   ASSERT_EQ(added.status, 0);
   const Data* reference = added.result.get<Data>();
   ASSERT_TRUE(reference != nullptr && !reference->empty());
   ASSERT_EQ(add(withSecret(password("bruno"), "other")), 0);
-  const Dictionary byReference = {{std::string(kSecClass), kSecClassGenericPassword},
-                                  {std::string(kSecValuePersistentRef), *reference}};
-  EXPECT_EQ(secretOf(byReference), kPassword);
+  EXPECT_EQ(secretOf(with(kAnyPassword, kSecValuePersistentRef, *reference)), kPassword);
 
   const auto query = [&](const Dictionary& more) {
     return world.store->copyMatching(with(password("anna"), more));
   };
   EXPECT_TRUE(query({}).result.isNull());
   const auto object = query({{std::string(kSecReturnRef), true}}).result;
-  ASSERT_NE(object.get<ObjectPointer>(), nullptr);
   const auto* handle = dynamic_cast<platform::ItemReference*>(object.get<ObjectPointer>()->get());
   ASSERT_NE(handle, nullptr);
   EXPECT_EQ(textOf(handle->secret()), kPassword);
@@ -103,8 +99,7 @@ TEST_P(ItemStoreContract, AQueryForAllFindsAndRemovesAllInTheOrderOfAdding) {
   for (const char* account : {"carla", "anna", "bruno"})
     ASSERT_EQ(add(withSecret(password(account), account)), 0);
   ASSERT_EQ(add(withSecret(password("dora", "safes"), "")), 0);
-  Dictionary tills = password("");
-  tills.remove(kSecAttrAccount);
+  const Dictionary tills = with(kAnyPassword, kSecAttrService, "tills");
   EXPECT_EQ(accountsOf(tills), "carla,anna,bruno,");
   EXPECT_EQ(secretOf(tills), "carla");
   const auto list =
@@ -138,7 +133,7 @@ TEST_P(ItemStoreContract, DictionariesThatMakeNoSenseAreRefused) {
   }
   EXPECT_EQ(add({}), -50);
   EXPECT_EQ(world.store->remove({}), -50);
-  EXPECT_EQ(accountsOf({{std::string(kSecClass), kSecClassGenericPassword}}), "-25300");
+  EXPECT_EQ(accountsOf(kAnyPassword), "-25300");
 }
 
 }  // namespace kelm::test

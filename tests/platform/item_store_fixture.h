@@ -30,6 +30,7 @@ inline std::ostream& operator<<(std::ostream& out, const ItemStoreMaker& maker) 
 }
 
 const std::string kPassword = secretText("-password", 24);
+const Dictionary kAnyPassword = {{std::string(kSecClass), kSecClassGenericPassword}};
 
 /// A generic password of an account.
 inline Dictionary password(std::string_view account, std::string_view service = "tills") {

@@ -25,61 +25,57 @@ TEST_P(ItemStoreContract, AccessControlObjectsTakeKnownClassesAndFlags) {
   }
 }
 
-TEST_P(ItemStoreContract, NothingIsBoundToAPasscodeOrBiometricsThatAreNotSetUp) {
-  struct Row {
-    std::string_view protection;
-    std::uint32_t flags;
-    std::int32_t bare, passcode, both;
-  };
+/// What flags of an access control object demand. Nothing can be added without passcode and
+/// biometrics, everything with both.
+struct Demand {
+  std::uint32_t flags;
+  std::int32_t addedWithPasscodeAlone;
+  std::string asked;
+};
+inline std::vector<Demand> demands() {
   using namespace access_control_flag;
-  const Row rows[] = {
-      {kSecAttrAccessibleAfterFirstUnlock, kBiometryCurrentSet, -25293, -25293, 0},
-      {kSecAttrAccessibleAfterFirstUnlock, kBiometryAny, -25293, -25293, 0},
-      {kSecAttrAccessibleAfterFirstUnlock, kUserPresence, -25293, 0, 0},
-      {kSecAttrAccessibleAfterFirstUnlock, kDevicePasscode, -25293, 0, 0},
-      {kSecAttrAccessibleAfterFirstUnlock, kOr | kDevicePasscode | kBiometryAny, -25293, 0, 0},
-      {kSecAttrAccessibleAfterFirstUnlock, kDevicePasscode | kBiometryAny, -25293, -25293, 0},
-      {kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly, 0, -25293, 0, 0},
+  return {
+      {kUserPresence, 0, "passcode biometry"},
+      {kBiometryAny, -25293, "biometry"},
+      {kBiometryCurrentSet, -25293, "biometry"},
+      {kDevicePasscode, 0, "passcode"},
+      {kOr | kDevicePasscode | kBiometryAny, 0, "passcode biometry"},
+      {kOr | kDevicePasscode | kBiometryCurrentSet, 0, "passcode biometry"},
+      {kDevicePasscode | kBiometryAny, -25293, "passcode biometry both"},
   };
-  const auto statusNow = [&](const Row& row) {
-    Dictionary item = with(password("anna"), kSecAttrAccessible, row.protection);
-    if (row.flags != 0) item = withControl(item, row.protection, row.flags);
+}
+
+TEST_P(ItemStoreContract, NothingIsBoundToAPasscodeOrBiometricsThatAreNotSetUp) {
+  const auto statusOf = [&](const Dictionary& item) {
     const std::int32_t status = add(item);
     world.store->remove(password("anna"));
     return status;
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.protection) + ' ' + std::to_string(row.flags));
+  const Dictionary bound =
+      with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly);
+  report(false, {});
+  EXPECT_EQ(statusOf(bound), -25293);
+  report(true, {});
+  EXPECT_EQ(statusOf(bound), 0);
+  for (const Demand& demand : demands()) {
+    SCOPED_TRACE(demand.flags);
+    const Dictionary item =
+        withControl(password("anna"), kSecAttrAccessibleAfterFirstUnlock, demand.flags);
     report(false, {});
-    EXPECT_EQ(statusNow(row), row.bare);
+    EXPECT_EQ(statusOf(item), -25293);
     report(true, {});
-    EXPECT_EQ(statusNow(row), row.passcode);
+    EXPECT_EQ(statusOf(item), demand.addedWithPasscodeAlone);
     report(true, fingers);
-    EXPECT_EQ(statusNow(row), row.both);
+    EXPECT_EQ(statusOf(item), 0);
   }
 }
 
 TEST_P(ItemStoreContract, ReadingWhatIsProtectedAsksForWhatOpensItAndNobodyElse) {
-  using namespace access_control_flag;
   report(true, fingers);
-  struct Row {
-    std::uint32_t flags;
-    std::string asked;
-  };
-  const Row rows[] = {
-      {kUserPresence, "passcode biometry"},
-      {kBiometryAny, "biometry"},
-      {kBiometryCurrentSet, "biometry"},
-      {kDevicePasscode, "passcode"},
-      {kOr | kDevicePasscode | kBiometryAny, "passcode biometry"},
-      {kOr | kDevicePasscode | kBiometryCurrentSet, "passcode biometry"},
-      {kDevicePasscode | kBiometryAny, "passcode biometry both"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.flags);
-    ASSERT_EQ(
-        add(withSecret(withControl(password("anna"), kSecAttrAccessibleAlways, row.flags), "pw")),
-        0);
+  for (const Demand& demand : demands()) {
+    SCOPED_TRACE(demand.flags);
+    const Dictionary item = withControl(password("anna"), kSecAttrAccessibleAlways, demand.flags);
+    ASSERT_EQ(add(withSecret(item, "pw")), 0);
     std::string asked;
     std::int32_t reply = 0;
     world.store->setAuthenticator([&](const platform::AuthenticationRequest& request) {
@@ -91,7 +87,7 @@ TEST_P(ItemStoreContract, ReadingWhatIsProtectedAsksForWhatOpensItAndNobodyElse)
     });
     const Dictionary query = with(password("anna"), kSecUseOperationPrompt, "Why");
     EXPECT_EQ(secretOf(query), "pw");
-    EXPECT_EQ(asked, row.asked);
+    EXPECT_EQ(asked, demand.asked);
     for (reply = -128; reply != 0; reply = reply == -128 ? -25293 : 0)
       EXPECT_EQ(secretOf(query), std::to_string(reply));
     asked = "nobody";
@@ -106,38 +102,34 @@ TEST_P(ItemStoreContract, ReadingWhatIsProtectedAsksForWhatOpensItAndNobodyElse)
 
 TEST_P(ItemStoreContract, ItemsVanishWithThePasscodeOrTheBiometricsThatTheyAreBoundTo) {
   using namespace access_control_flag;
+  const std::string_view always = kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly;
   const auto fill = [&] {
     report(true, fingers);
-    world.store->remove({{std::string(kSecClass), kSecClassGenericPassword}});
-    const auto put = [&](std::string_view account, std::string_view protection,
-                         std::uint32_t flags) {
-      Dictionary item = with(password(account), kSecAttrAccessible, protection);
-      if (flags != 0) item = withControl(item, protection, flags);
-      ASSERT_EQ(add(withSecret(item, "pw")), 0) << account;
-    };
-    put("flag", kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly, 0);
-    put("passcode", kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly, 0);
-    put("set", kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly, kBiometryCurrentSet);
-    put("any", kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly, kBiometryAny);
-    put("either", kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly,
-        kOr | kDevicePasscode | kBiometryCurrentSet);
+    world.store->remove(kAnyPassword);
+    for (const Dictionary& item :
+         {with(password("flag"), kSecAttrAccessible, always),
+          with(password("passcode"), kSecAttrAccessible,
+               kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly),
+          withControl(password("set"), always, kBiometryCurrentSet),
+          withControl(password("any"), always, kBiometryAny),
+          withControl(password("either"), always, kOr | kDevicePasscode | kBiometryCurrentSet)})
+      ASSERT_EQ(add(withSecret(item, "pw")), 0) << describe(item);
   };
-  const Dictionary all = {{std::string(kSecClass), kSecClassGenericPassword}};
   fill();
   report(true, fingers);
-  EXPECT_EQ(accountsOf(all), "flag,passcode,set,any,either,");
+  EXPECT_EQ(accountsOf(kAnyPassword), "flag,passcode,set,any,either,");
   report(true, dataOf("left"));
-  EXPECT_EQ(accountsOf(all), "flag,passcode,any,either,");
+  EXPECT_EQ(accountsOf(kAnyPassword), "flag,passcode,any,either,");
   // What no other way opens than the biometrics of another day is open to the passcode alone.
   world.store->setAuthenticator([](const platform::AuthenticationRequest& request) {
     return request.passcode && !request.biometry ? 0 : -25293;
   });
   EXPECT_EQ(secretOf(password("either")), "pw");
   report(false, {});
-  EXPECT_EQ(accountsOf(all), "flag,any,either,");
+  EXPECT_EQ(accountsOf(kAnyPassword), "flag,any,either,");
   EXPECT_EQ(secretOf(password("either")), "-25293");
   report(true, fingers);
-  EXPECT_EQ(accountsOf(all), "flag,any,either,");
+  EXPECT_EQ(accountsOf(kAnyPassword), "flag,any,either,");
   fill();
   EXPECT_EQ(secretOf(password("passcode")), "pw");
   EXPECT_EQ(secretIn(*world.reopened(), with(password("set"), kSecUseNoAuthenticationUI, true)),

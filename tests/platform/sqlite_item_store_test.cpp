@@ -14,8 +14,6 @@ namespace {
 
 using testing::AnyOf;
 
-const Dictionary kAnyPassword = {{std::string(kSecClass), kSecClassGenericPassword}};
-
 /// Reads a file as it is.
 std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
