@@ -21,8 +21,7 @@ TEST(LinuxBundle, IdentifierIsTheHostsElseTheDescriptionsElseTheProgramsName) {
       {"com.example.till", R"({"bundleIdentifier": "com.example.other"})", "com.example.till"},
       {"", R"({"bundleIdentifier": "com.example.other"})", "com.example.other"},
       {"..", R"({"bundleIdentifier": "../other"})", kOwnIdentifier},
-      {std::string("a\0b", 3), R"({"bundleIdentifier": 7})", kOwnIdentifier},
-      {"", "[]", kOwnIdentifier},
+      {std::string("a\0b", 3), "[]", kOwnIdentifier},
   };
   for (const auto& c : kCases) {
     const FileWorld world = FileWorld::real();
