@@ -1,6 +1,6 @@
 #include "tests/platform/faulty_sqlite_files.h"
 
-#include <cstring>
+#include <map>
 
 namespace kelm::test {
 
@@ -18,29 +18,25 @@ bool fails() {
 
 sqlite3_vfs* system() { return sqlite3_vfs_find("unix"); }
 
-/// SQLite's file, followed in memory by the system's.
-struct File : sqlite3_file {
-  sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
+/// The system's methods of a file, some of them replaced.
+struct Methods : sqlite3_io_methods {
+  const sqlite3_io_methods* real;
 };
-sqlite3_file* realOf(sqlite3_file* file) { return static_cast<File*>(file)->real(); }
-
-/// What a method does unless it fails: the same method of the system's file.
-template <int kError, auto kMethod, class... Arguments>
-int orFail(sqlite3_file* file, Arguments... arguments) {
-  if (fails()) return kError;
-  sqlite3_file* real = realOf(file);
-  return (real->pMethods->*kMethod)(real, arguments...);
+const sqlite3_io_methods& realOf(const sqlite3_file* file) {
+  return *static_cast<const Methods*>(file->pMethods)->real;
 }
 
-int closeFile(sqlite3_file* file) { return realOf(file)->pMethods->xClose(realOf(file)); }
+/// What a method does unless it fails: the same as the system's.
+template <int kError, auto kMethod, class... Arguments>
+int orFail(sqlite3_file* file, Arguments... arguments) {
+  return fails() ? kError : (realOf(file).*kMethod)(file, arguments...);
+}
 
 int writeFile(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 at) {
-  if (fails()) return SQLITE_IOERR_WRITE;
-  sqlite3_file* real = realOf(file);
   sqlite3_int64 end = 0;
-  real->pMethods->xFileSize(real, &end);
+  realOf(file).xFileSize(file, &end);
   if (isDiskFull && at + size > end) return SQLITE_FULL;
-  return real->pMethods->xWrite(real, bytes, size, at);
+  return orFail<SQLITE_IOERR_WRITE, &sqlite3_io_methods::xWrite>(file, bytes, size, at);
 }
 
 int syncFile(sqlite3_file*, int) { return fails() ? SQLITE_IOERR_FSYNC : SQLITE_OK; }
@@ -48,52 +44,32 @@ int syncFile(sqlite3_file*, int) { return fails() ? SQLITE_IOERR_FSYNC : SQLITE_
 /// Letting go does not fail, here as for xUnlock: the lock would stay for ever.
 int lockShared(sqlite3_file* file, int offset, int number, int flags) {
   if ((flags & SQLITE_SHM_LOCK) != 0 && fails()) return SQLITE_IOERR_SHMLOCK;
-  return realOf(file)->pMethods->xShmLock(realOf(file), offset, number, flags);
+  return realOf(file).xShmLock(file, offset, number, flags);
 }
 
-int controlFile(sqlite3_file* file, int operation, void* argument) {
-  return realOf(file)->pMethods->xFileControl(realOf(file), operation, argument);
+Methods faulty(const sqlite3_io_methods* real) {
+  Methods methods{*real, real};
+  methods.iVersion = 2;  // without mapping files into memory
+  methods.xRead = orFail<SQLITE_IOERR_READ, &sqlite3_io_methods::xRead>;
+  methods.xWrite = writeFile;
+  methods.xTruncate = orFail<SQLITE_IOERR_TRUNCATE, &sqlite3_io_methods::xTruncate>;
+  methods.xSync = syncFile;
+  methods.xFileSize = orFail<SQLITE_IOERR_FSTAT, &sqlite3_io_methods::xFileSize>;
+  methods.xLock = orFail<SQLITE_IOERR_LOCK, &sqlite3_io_methods::xLock>;
+  methods.xCheckReservedLock =
+      orFail<SQLITE_IOERR_CHECKRESERVEDLOCK, &sqlite3_io_methods::xCheckReservedLock>;
+  methods.xShmMap = orFail<SQLITE_IOERR_SHMMAP, &sqlite3_io_methods::xShmMap>;
+  methods.xShmLock = lockShared;
+  return methods;
 }
-int sectorSize(sqlite3_file* file) { return realOf(file)->pMethods->xSectorSize(realOf(file)); }
-int traits(sqlite3_file* file) {
-  return realOf(file)->pMethods->xDeviceCharacteristics(realOf(file));
-}
-void barrier(sqlite3_file* file) { realOf(file)->pMethods->xShmBarrier(realOf(file)); }
-int unmap(sqlite3_file* file, int removes) {
-  return realOf(file)->pMethods->xShmUnmap(realOf(file), removes);
-}
-int unlockFile(sqlite3_file* file, int level) {
-  return realOf(file)->pMethods->xUnlock(realOf(file), level);
-}
-
-const sqlite3_io_methods kMethods = {
-    2,
-    closeFile,
-    orFail<SQLITE_IOERR_READ, &sqlite3_io_methods::xRead>,
-    writeFile,
-    orFail<SQLITE_IOERR_TRUNCATE, &sqlite3_io_methods::xTruncate>,
-    syncFile,
-    orFail<SQLITE_IOERR_FSTAT, &sqlite3_io_methods::xFileSize>,
-    orFail<SQLITE_IOERR_LOCK, &sqlite3_io_methods::xLock>,
-    unlockFile,
-    orFail<SQLITE_IOERR_CHECKRESERVEDLOCK, &sqlite3_io_methods::xCheckReservedLock>,
-    controlFile,
-    sectorSize,
-    traits,
-    orFail<SQLITE_IOERR_SHMMAP, &sqlite3_io_methods::xShmMap>,
-    lockShared,
-    barrier,
-    unmap,
-    nullptr,
-    nullptr,
-};
 
 int openFile(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+  static std::map<const sqlite3_io_methods*, Methods> known;  // databases and logs differ
   file->pMethods = nullptr;
   if (fails()) return SQLITE_CANTOPEN;
-  sqlite3_file* real = realOf(file);
-  const int result = system()->xOpen(system(), name, real, flags, outFlags);
-  if (real->pMethods != nullptr) file->pMethods = &kMethods;
+  const int result = system()->xOpen(system(), name, file, flags, outFlags);
+  if (const sqlite3_io_methods* real = file->pMethods)
+    file->pMethods = &known.try_emplace(real, faulty(real)).first->second;
   return result;
 }
 
@@ -110,7 +86,6 @@ int accessFile(sqlite3_vfs*, const char* name, int flags, int* result) {
 FaultySqliteFiles::FaultySqliteFiles() : vfs_(*system()) {
   vfs_.zName = kName;
   vfs_.pNext = nullptr;
-  vfs_.szOsFile = static_cast<int>(sizeof(File)) + system()->szOsFile;
   vfs_.xOpen = openFile;
   vfs_.xDelete = removeFile;
   vfs_.xAccess = accessFile;

@@ -37,64 +37,50 @@ INSTANTIATE_TEST_SUITE_P(Stores, ItemStoreContract,
 /// The daemon's default collection, as a person would lock and unlock it.
 class Collection {
  public:
-  Collection() {
-    service()
-        .callMethod("ReadAlias")
-        .onInterface(kService)
-        .withArguments("default")
-        .storeResultsTo(path_);
-  }
+  Collection() { on(*service_, "ReadAlias").withArguments("default").storeResultsTo(path_); }
 
   void lock() {
     std::vector<sdbus::ObjectPath> done;
     sdbus::ObjectPath prompt;
-    service()
-        .callMethod("Lock")
-        .onInterface(kService)
-        .withArguments(std::vector{path_})
-        .storeResultsTo(done, prompt);
+    on(*service_, "Lock").withArguments(std::vector{path_}).storeResultsTo(done, prompt);
     ASSERT_EQ(done.size(), 1U);
   }
   void unlock() {
-    const std::string secret = std::getenv("KEYRING_PASSWORD");
-    service()
-        .callMethod("UnlockWithMasterPassword")
-        .onInterface("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface")
-        .withArguments(path_, sent(secret));
+    on(*service_, "UnlockWithMasterPassword",
+       "org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface")
+        .withArguments(path_, sent(std::getenv("KEYRING_PASSWORD")));
   }
   /// Puts something else in place of the secret of an application's only item.
   void spoil(const std::string& application, const std::string& content) {
-    std::vector<sdbus::ObjectPath> unlocked;
-    std::vector<sdbus::ObjectPath> locked;
-    service()
-        .callMethod("SearchItems")
-        .onInterface(kService)
+    std::vector<sdbus::ObjectPath> unlocked, locked;
+    on(*service_, "SearchItems")
         .withArguments(std::map<std::string, std::string>{{"kelm.application", application}})
         .storeResultsTo(unlocked, locked);
     ASSERT_EQ(unlocked.size(), 1U);
-    sdbus::createProxy(*bus_, kDestination, unlocked[0])
-        ->callMethod("SetSecret")
-        .onInterface("org.freedesktop.Secret.Item")
-        .withArguments(sent(content));
+    const auto item = sdbus::createProxy(*bus_, kDestination, unlocked[0]);
+    on(*item, "SetSecret", "org.freedesktop.Secret.Item").withArguments(sent(content));
   }
 
  private:
   using Secret = sdbus::Struct<sdbus::ObjectPath, Data, Data, std::string>;
 
   static constexpr const char* kDestination = "org.freedesktop.secrets";
-  static constexpr const char* kService = "org.freedesktop.Secret.Service";
 
+  /// A call, which is made when its arguments and the places of its results are known.
+  static sdbus::MethodInvoker on(sdbus::IProxy& object, const std::string& method,
+                                 const char* interface = "org.freedesktop.Secret.Service") {
+    auto call = object.callMethod(method);
+    call.onInterface(interface);
+    return call;
+  }
   Secret sent(const std::string& content) {
     sdbus::Variant answer;
     sdbus::ObjectPath session;
-    service()
-        .callMethod("OpenSession")
-        .onInterface(kService)
+    on(*service_, "OpenSession")
         .withArguments("plain", sdbus::Variant(""))
         .storeResultsTo(answer, session);
     return {session, Data(), dataOf(content), "application/octet-stream"};
   }
-  sdbus::IProxy& service() { return *service_; }
 
   std::unique_ptr<sdbus::IConnection> bus_ = sdbus::createSessionBusConnection();
   std::unique_ptr<sdbus::IProxy> service_ =
@@ -105,26 +91,21 @@ class Collection {
 TEST(SecretService, LockedItemsAreThereButNeedTheUser) {
   const auto store = connect("com.example.locked");
   const Dictionary anna = withSecret(password("anna"), kPassword);
-  const Dictionary question = with(password("anna"), kSecReturnData, true);
   ASSERT_EQ(store->add(anna).status, 0);
   Collection collection;
   collection.lock();
-  EXPECT_EQ(store->copyMatching(question).status, -25308);
-  EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25300);
+  EXPECT_EQ(secretIn(*store, password("anna")), "-25308");
+  EXPECT_EQ(secretIn(*store, password("bruno")), "-25300");
   EXPECT_EQ(store->add(anna).status, -25308);
   EXPECT_EQ(store->add(withSecret(password("carla"), kPassword)).status, -25308);
   EXPECT_EQ(store->remove(password("anna")), -25308);
   EXPECT_EQ(store->reportDeviceSecurity({true, {}}), -25308);
-  EXPECT_EQ(store->copyMatching(with(password("bruno"), kSecReturnData, true)).status, -25308)
-      << "a report is pending";
+  EXPECT_EQ(secretIn(*store, password("bruno")), "-25308") << "a report is pending";
   collection.unlock();
-  EXPECT_EQ(store->copyMatching(question).result, Value(dataOf(kPassword)));
-  EXPECT_EQ(store
-                ->add(withControl(password("dora"), kSecAttrAccessibleAlways,
-                                  access_control_flag::kDevicePasscode))
-                .status,
-            0)
-      << "the report has been written down";
+  EXPECT_EQ(secretIn(*store, password("anna")), kPassword);
+  const Dictionary bound =
+      withControl(password("dora"), kSecAttrAccessibleAlways, access_control_flag::kDevicePasscode);
+  EXPECT_EQ(store->add(bound).status, 0) << "the report has been written down";
 }
 
 TEST(SecretService, ItemsOfOtherApplicationsAndGroupsAreOutOfReach) {
@@ -149,22 +130,21 @@ TEST(SecretService, OfTwoProcessesThatAddAnItemAtOnceOneSucceeds) {
     const std::int32_t here = first->add(item).status;
     thread.join();
     EXPECT_EQ(here + elsewhere, -25299) << here;
-    EXPECT_EQ(first->copyMatching(with(item, kSecReturnData, true)).status, 0);
+    EXPECT_EQ(secretIn(*first, item), kPassword);
   }
 }
 
 TEST(SecretService, ItemThatAnotherProgramSpoiltIsRefusedAndMakesRoomForANewOne) {
   const auto store = connect("com.example.spoilt");
-  const Dictionary question = with(password("anna"), kSecReturnData, true);
   Collection collection;
   for (const std::string& content :
        {std::string(), std::string("genp"), std::string("genp\0\0\0\x09x", 9),
         std::string("genp\xff\xff\xff\xff", 8), std::string(200, 'x')}) {
     ASSERT_EQ(store->add(withSecret(password("anna"), kPassword)).status, 0);
     collection.spoil("com.example.spoilt", content);
-    EXPECT_EQ(store->copyMatching(question).status, -26275);
+    EXPECT_EQ(secretIn(*store, password("anna")), "-26275");
     EXPECT_EQ(store->add(withSecret(password("anna"), "new")).status, 0);
-    EXPECT_EQ(store->copyMatching(question).result, Value(dataOf("new")));
+    EXPECT_EQ(secretIn(*store, password("anna")), "new");
     EXPECT_EQ(store->remove(password("anna")), 0);
   }
 }
