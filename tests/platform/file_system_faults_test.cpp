@@ -73,6 +73,15 @@ const Scenario kScenarios[] = {
      }},
 };
 
+/// What is on the disk of unfinished work.
+std::vector<std::string> leftOvers(const FileWorld& world) {
+  std::vector<std::string> found;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(world.root()))
+    if (entry.path().filename().string().starts_with(".kelm-"))
+      found.push_back(entry.path().filename());
+  return found;
+}
+
 /// A world for a scenario, ready to run it.
 struct Stage {
   explicit Stage(const Scenario& scenario) {
@@ -80,15 +89,6 @@ struct Stage {
     calls->hasNamelessFiles = scenario.hasNamelessFiles;
     calls->isOtherDevice = scenario.isOtherDevice;
   }
-  /// What is on the disk and of no use to anybody.
-  std::vector<std::string> leftOvers() const {
-    std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.root()))
-      if (entry.path().filename().string().starts_with(".kelm-"))
-        found.push_back(entry.path().filename());
-    return found;
-  }
-
   std::shared_ptr<FaultyCalls> calls = std::make_shared<FaultyCalls>();
   FileWorld world = FileWorld::real(calls);
 };
@@ -107,7 +107,7 @@ bool runFailing(const Scenario& scenario, std::uint64_t n, bool forEver, int err
   scenario.check(stage.world, !failure);
   // What could not be cleared up then is cleared up when its folder is next listed.
   stage.world.tree();
-  EXPECT_THAT(stage.leftOvers(), IsEmpty());
+  EXPECT_THAT(leftOvers(stage.world), IsEmpty());
   return isReached;
 }
 
@@ -127,7 +127,7 @@ TEST(FileSystemFaults, InterruptedAndShortCallsStillComplete) {
     stage.calls->mostBytes = 4099;
     EXPECT_EQ(codeOf(scenario.run(stage.world)), 0);
     scenario.check(stage.world, true);
-    EXPECT_THAT(stage.leftOvers(), IsEmpty());
+    EXPECT_THAT(leftOvers(stage.world), IsEmpty());
   }
 }
 
@@ -142,10 +142,7 @@ TEST(FileSystemFaults, ListingRemovesWhatACrashLeftButNotWhatAnotherProcessUses)
   ASSERT_EQ(::flock(user.number(), LOCK_EX), 0);
   world.put(".kelm-no-temporary.tmp", "");
   EXPECT_THAT(world.tree(), ElementsAre(".kelm-no-temporary.tmp="));
-  std::vector<std::string> left;
-  for (const auto& entry : std::filesystem::directory_iterator(world.root()))
-    left.push_back(entry.path().filename());
-  EXPECT_THAT(left, testing::UnorderedElementsAre(".kelm-no-temporary.tmp", used));
+  EXPECT_THAT(leftOvers(world), testing::UnorderedElementsAre(".kelm-no-temporary.tmp", used));
 }
 
 TEST(FileSystemFaults, PipesAndDevicesAreNeitherReadNorReplacedNorCopied) {

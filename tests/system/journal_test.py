@@ -4,6 +4,7 @@ standard error where there is neither. Runs itself inside a private mount namesp
 
 usage: journal_test.py PROGRAM
 """
+import contextlib
 import json
 import os
 import pathlib
@@ -30,6 +31,18 @@ def run_program():
                           env={"KELM_BUNDLE_ID": IDENTIFIER, "PATH": os.environ["PATH"]})
 
 
+@contextlib.contextmanager
+def without(*sockets):
+    paths = [f"/run/systemd/journal/{socket}" for socket in sockets]
+    for path in paths:
+        os.rename(path, path + ".hidden")
+    try:
+        yield
+    finally:
+        for path in paths:
+            os.rename(path + ".hidden", path)
+
+
 def entries(*matches):
     subprocess.run(["journalctl", "--sync"], check=True)
     out = subprocess.run(["journalctl", "--all", "--no-pager", "-o", "json", *matches], check=True,
@@ -54,24 +67,17 @@ class JournalTest(unittest.TestCase):
             self.assertNotIn("CODE_FILE", entry)
 
     def test_2_without_a_journal_the_lines_go_to_syslog(self):
-        os.rename("/run/systemd/journal/socket", "/run/systemd/journal/hidden")
-        try:
+        with without("socket"):
             self.assertEqual(run_program().stderr, b"")
-        finally:
-            os.rename("/run/systemd/journal/hidden", "/run/systemd/journal/socket")
         found = entries("_TRANSPORT=syslog", "PRIORITY=5")
         self.assertEqual(len(found), len(LINES))
-        self.assertEqual(text(found[0]["MESSAGE"]), f"{IDENTIFIER} [{CATEGORY}] {LINES[0]}")
+        for entry, line in zip(found[:3], LINES):
+            self.assertEqual(text(entry["MESSAGE"]),
+                             f"{IDENTIFIER} [{CATEGORY}] " + line.replace("\0", " "))
 
     def test_3_without_either_the_lines_go_to_standard_error(self):
-        hidden = ["/run/systemd/journal/socket", "/run/systemd/journal/dev-log"]
-        for path in hidden:
-            os.rename(path, path + ".hidden")
-        try:
+        with without("socket", "dev-log"):
             lines = run_program().stderr.decode()
-        finally:
-            for path in hidden:
-                os.rename(path + ".hidden", path)
         self.assertEqual(lines, "".join(f"{IDENTIFIER} [{CATEGORY}] {line}\n" for line in LINES))
 
 
