@@ -1,5 +1,6 @@
 #include "kelm/logging/log_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kelm/platform/process.h"
@@ -21,7 +22,8 @@ void Fence::reach() {
 
 bool Fence::waitFor(std::chrono::milliseconds limit) {
   const Lock lock(mutex_);
-  const auto end = std::chrono::steady_clock::now() + limit;
+  constexpr std::chrono::milliseconds kNone{0}, kLongest = std::chrono::hours(24 * 365);
+  const auto end = std::chrono::steady_clock::now() + std::clamp(limit, kNone, kLongest);
   while (!reached_ && changed_.wait_until(mutex_, end) == std::cv_status::no_timeout) {
   }
   return reached_;
@@ -32,7 +34,7 @@ LogQueue::LogQueue(std::function<void(const LogRecord&)> deliver, std::function<
       rest_(std::move(rest)),
       last_(makeRecord({})),
       consumed_(last_.load()) {
-  std::thread([this] { run(); }).detach();
+  platform::startThread("com.trevalo.logs", [this] { run(); });
 }
 
 void LogQueue::push(LogRecord* record) {
@@ -42,7 +44,7 @@ void LogQueue::push(LogRecord* record) {
 }
 
 bool LogQueue::flush(std::chrono::milliseconds limit) {
-  if (thread_.load() == std::this_thread::get_id()) return false;
+  if (isOwnThread()) return false;
   const auto fence = std::make_shared<Fence>();
   LogRecord* const record = makeRecord({});
   record->fence = fence;
@@ -51,8 +53,9 @@ bool LogQueue::flush(std::chrono::milliseconds limit) {
   return fence->waitFor(limit);
 }
 
+bool LogQueue::isOwnThread() const { return thread_.load() == std::this_thread::get_id(); }
+
 void LogQueue::run() {
-  platform::nameCurrentThread("com.trevalo.logs");
   thread_ = std::this_thread::get_id();
   for (int naps = 0;;) {
     LogRecord* const next = consumed_->next.load(std::memory_order_acquire);

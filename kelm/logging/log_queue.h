@@ -39,6 +39,7 @@ class LogQueue {
   /// Waits until what was pushed before is delivered; false when `limit` passes first, and at
   /// once on the queue's own thread.
   bool flush(std::chrono::milliseconds limit);
+  bool isOwnThread() const;
 
  private:
   [[noreturn]] void run();

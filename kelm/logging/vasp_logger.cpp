@@ -101,8 +101,10 @@ void enqueue(LogRecord* record, LogAspect aspect, LogLevel level, const char* so
   record->aspect = aspect;
   record->source = source;
   record->thread = threadNumber();
-  queue().push(record);
-  if (isLeaving.load(std::memory_order_relaxed) && !VaspLogger::flush(kExitLimit))
+  LogQueue& records = queue();
+  records.push(record);
+  if (isLeaving.load(std::memory_order_relaxed) && !records.isOwnThread() &&
+      !records.flush(kExitLimit))
     isLeaving = false;
 }
 
@@ -186,7 +188,11 @@ void VaspLogger::logwithLevel_aspect_formattedMessage(LogLevel level, LogAspect 
 
 void VaspLogger::logWithAspect_level_message_source(LogAspect aspect, LogLevel level,
                                                     std::string_view message, const char* source) {
-  enqueue(makeRecord(message), aspect, level, source);
+  try {
+    enqueue(makeRecord(message), aspect, level, source);
+  } catch (...) {  // no memory
+    reportException();
+  }
 }
 
 std::string VaspLogger::getThreadName() { return threadName(threadNumber()); }

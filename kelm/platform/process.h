@@ -13,8 +13,10 @@ namespace kelm::platform {
 /// True on the thread that the process began with.
 KELM_API bool isFirstThread();
 
-/// Names the calling thread for debuggers and process lists; a long name is cut.
-KELM_API void nameCurrentThread(std::string_view name);
+/// Runs `work` on a thread of its own that nobody waits for, and names it for debuggers and process
+/// lists; a long name is cut. It takes none of the signals sent to the process, but for those of
+/// faults and of profilers. Throws when there is no thread to be had.
+KELM_API void startThread(std::string_view name, std::function<void()> work);
 
 /// Fills in the return addresses of the calls that led here, innermost first, and tells how many;
 /// as many as fit. The first call in a process is slow and allocates. Not for signal handlers.

@@ -1,5 +1,7 @@
 // Delivery while threads log, delegates change, throw, or log themselves.
 
+#include <signal.h>
+
 #include <atomic>
 #include <latch>
 #include <sstream>
@@ -125,8 +127,9 @@ TEST_F(DeliveryTest, CriticalRecordDoesNotWaitForTheQueue) {
   EXPECT_THROW(VaspLogger::logEventAndExit("now"), Exception);
   EXPECT_EQ(critical, 1);
   EXPECT_FALSE(VaspLogger::flush(std::chrono::milliseconds(0)));
+  EXPECT_FALSE(VaspLogger::flush(std::chrono::milliseconds::min()));
   leave.count_down();
-  EXPECT_TRUE(VaspLogger::flush(minutes(1)));
+  EXPECT_TRUE(VaspLogger::flush(std::chrono::milliseconds::max()));
 }
 
 TEST_F(DeliveryTest, ThrowingDelegateIsReportedAndTheNextRecordGoesOn) {
@@ -144,6 +147,16 @@ TEST_F(DeliveryTest, ThrowingDelegateIsReportedAndTheNextRecordGoesOn) {
                           StartsWith(pieces), StartsWith(pieces)));
   EXPECT_THROW(VaspLogger::logEventAndExit("end"), Exception);
   EXPECT_EQ(services.console->lines().size(), 5U);
+}
+
+TEST_F(DeliveryTest, LoggingThreadLeavesTheHostsSignalsToItsOwnThreads) {
+  sigset_t blocked;
+  install([&](LogLevel, std::string_view) { pthread_sigmask(SIG_BLOCK, nullptr, &blocked); });
+  log("look");
+  ASSERT_TRUE(VaspLogger::flush(minutes(1)));
+  for (const int signal : {SIGTERM, SIGCHLD, SIGUSR1, SIGPIPE})
+    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+  EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
 }
 
 TEST_F(DeliveryTest, DelegateMayLogAndExchangeItselfWithinACall) {

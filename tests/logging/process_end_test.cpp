@@ -13,6 +13,10 @@ namespace {
 
 constexpr int kLines = 2000;
 
+void log(const std::string& text) {
+  VaspLogger::logwithLevel_aspect_from_message(log_level::kInfo, 0, "program", "%@", text);
+}
+
 /// Writes the first line of each message to standard error, unbuffered.
 class Printer : public VaspLogDelegate {
  public:
@@ -22,17 +26,16 @@ class Printer : public VaspLogDelegate {
     const std::string line =
         std::string(threadName).append(" ").append(message.substr(0, message.find('\n'))) + "\n";
     std::fputs(line.c_str(), stderr);
+    if (message == "destructor") log("echo");
   }
 };
-
-void log(const std::string& text) {
-  VaspLogger::logwithLevel_aspect_from_message(log_level::kInfo, 0, "program", "%@", text);
-}
 
 bool isEnding = false;
 struct LogsAtTheEnd {
   ~LogsAtTheEnd() {
-    if (isEnding) log("destructor");
+    if (!isEnding) return;
+    log("destructor");
+    log("last");
   }
 };
 LogsAtTheEnd logsAtTheEnd;  // made before the first record, destroyed after everything else
@@ -64,7 +67,8 @@ bool holdsAll(std::string printed, bool critically) {
   std::string expected;
   for (int i = 1; i <= kLines; ++i)
     expected += "Thread-1 line " + std::to_string(i) + '\n';
-  return printed.find(expected + "Thread-1 destructor\n") != printed.npos;
+  return printed.find(expected + "Thread-1 destructor\nThread-2 echo\nThread-1 last\n") !=
+         printed.npos;
 }
 
 TEST(ProcessEndDeathTest, EveryLineArrivesInOrderAndACriticalOneBeforeItsException) {

@@ -75,13 +75,12 @@ class SerialQueue : public Queue {
   SerialQueue(std::string_view name, std::shared_ptr<Clock> clock, std::shared_ptr<Console> console)
       : shared_(std::make_shared<Shared>()) {
     shared_->loop = std::make_shared<TaskLoop>(std::move(clock), std::move(console));
-    std::thread([shared = shared_, name = std::string(name)] {
-      nameCurrentThread(name);
+    startThread(name, [shared = shared_] {
       runningHere = shared->loop.get();
       while (!shared->closed || !shared->loop->isEmpty()) {
         if (!shared->loop->runNext()) shared->loop->sleep(Duration::max());
       }
-    }).detach();
+    });
   }
   ~SerialQueue() override {
     shared_->loop->post([shared = shared_] { shared->closed = true; });

@@ -5,12 +5,16 @@
 #include <execinfo.h>
 #include <link.h>
 #include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
+#include <thread>
 #include <unordered_map>
+#include <utility>
 
 #include "kelm/base/mutex.h"
 
@@ -61,10 +65,34 @@ unsigned long long unloadedModules() {
   return count;
 }
 
-struct KeptFrames {
-  Mutex mutex;
-  std::unordered_map<void*, std::string> texts KELM_GUARDED_BY(mutex);
-  unsigned long long unloaded KELM_GUARDED_BY(mutex) = 0;
+/// Never asks the loader under its lock: a module's start-up code runs under the loader's lock, and
+/// may come here.
+class KeptFrames {
+ public:
+  void forgetUnloaded() {
+    const auto unloaded = unloadedModules();
+    const Lock lock(mutex_);
+    if (unloaded != unloaded_) texts_.clear();
+    unloaded_ = unloaded;
+  }
+
+  void describe(void* address, const std::function<void(std::string_view)>& take) {
+    {
+      const Lock lock(mutex_);
+      const auto place = texts_.find(address);
+      if (place != texts_.end()) return take(place->second);
+    }
+    std::string text = frameText(address);
+    take(text);
+    const Lock lock(mutex_);
+    if (texts_.size() >= kMostKeptFrames) texts_.clear();
+    texts_.emplace(address, std::move(text));
+  }
+
+ private:
+  Mutex mutex_;
+  std::unordered_map<void*, std::string> texts_ KELM_GUARDED_BY(mutex_);
+  unsigned long long unloaded_ KELM_GUARDED_BY(mutex_) = 0;
 };
 
 KeptFrames& keptFrames() {
@@ -76,8 +104,18 @@ KeptFrames& keptFrames() {
 
 bool isFirstThread() { return gettid() == getpid(); }
 
-void nameCurrentThread(std::string_view name) {
-  pthread_setname_np(pthread_self(), std::string(name.substr(0, kLongestThreadName)).c_str());
+void startThread(std::string_view name, std::function<void()> work) {
+  sigset_t blocked, earlier;
+  sigfillset(&blocked);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, SIGPROF})
+    sigdelset(&blocked, fault);
+  pthread_sigmask(SIG_BLOCK, &blocked, &earlier);
+  const std::shared_ptr<void> restored(
+      nullptr, [&](void*) { pthread_sigmask(SIG_SETMASK, &earlier, nullptr); });
+  std::thread([name = std::string(name.substr(0, kLongestThreadName)), work = std::move(work)] {
+    pthread_setname_np(pthread_self(), name.c_str());
+    work();
+  }).detach();
 }
 
 std::size_t captureCallStack(std::span<void*> addresses) {
@@ -88,16 +126,9 @@ std::size_t captureCallStack(std::span<void*> addresses) {
 void describeFrames(std::span<void* const> addresses,
                     const std::function<void(std::string_view)>& take) {
   KeptFrames& kept = keptFrames();
-  const Lock lock(kept.mutex);
-  const auto unloaded = unloadedModules();
-  if (unloaded != kept.unloaded) kept.texts.clear();
-  kept.unloaded = unloaded;
-  for (void* const address : addresses) {
-    if (kept.texts.size() >= kMostKeptFrames) kept.texts.clear();
-    const auto [place, isNew] = kept.texts.try_emplace(address);
-    if (isNew) place->second = frameText(address);
-    take(place->second);
-  }
+  kept.forgetUnloaded();
+  for (void* const address : addresses)
+    kept.describe(address, take);
 }
 
 }  // namespace kelm::platform

@@ -1,8 +1,7 @@
 #include "kelm/platform/linux/url_sessions_network_thread.h"
 
 #include <curl/curl.h>
-#include <pthread.h>
-#include <signal.h>
+#include <openssl/crypto.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -12,8 +11,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
-#include <thread>
 #include <utility>
+
+#include "kelm/platform/process.h"
 
 namespace kelm::platform::url_sessions {
 
@@ -51,12 +51,7 @@ NetworkThread::NetworkThread()
 }
 
 void NetworkThread::start() {
-  // The thread takes none of the host's signals, nor SIGPIPE of a TLS write to a closed socket.
-  sigset_t all, earlier;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &earlier);
-  std::thread([this] { run(); }).detach();
-  pthread_sigmask(SIG_SETMASK, &earlier, nullptr);
+  startThread("kelm-network", [this] { run(); });  // without SIGPIPE of a TLS write
   std::atexit([] { instance().stop(); });
 }
 
@@ -126,7 +121,6 @@ void NetworkThread::closeLasting(int socket) {
 
 void NetworkThread::run() {
   isNetworkThread = true;
-  pthread_setname_np(pthread_self(), "kelm-network");
   while (!stopping_) {
     runJobs();
     const Moment now = std::chrono::steady_clock::now();
@@ -134,6 +128,7 @@ void NetworkThread::run() {
       if (members_[i]->due() <= now) members_[i]->advance(now);
     waitForEvents();
   }
+  OPENSSL_thread_stop();  // here, since the library cleans up once the thread counts as stopped
   const Lock lock(mutex_);
   hasStopped_ = true;
   stopped_.notify_all();

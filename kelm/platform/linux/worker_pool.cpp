@@ -1,6 +1,5 @@
 #include "kelm/platform/linux/worker_pool.h"
 
-#include <thread>
 #include <utility>
 
 #include "kelm/platform/linux/task_loop.h"
@@ -26,18 +25,17 @@ WorkerPool::~WorkerPool() {
 
 void WorkerPool::post(Priority priority, Task task) {
   const Lock lock(shared_->mutex);
+  const bool findsIdle = shared_->waiting < shared_->idle;
+  if (!findsIdle && shared_->workers < kMostWorkers) {
+    startThread("kelm.global", [shared = shared_] { work(*shared); });
+    ++shared_->workers;
+  }
   shared_->tasks[static_cast<std::size_t>(priority)].push_back(std::move(task));
   ++shared_->waiting;
-  if (shared_->waiting <= shared_->idle) {
-    shared_->changed.notify_one();
-  } else if (shared_->workers < kMostWorkers) {
-    ++shared_->workers;
-    std::thread([shared = shared_] { work(*shared); }).detach();
-  }
+  if (findsIdle) shared_->changed.notify_one();
 }
 
 void WorkerPool::work(Shared& shared) {
-  nameCurrentThread("kelm.global");
   shared.mutex.lock();
   for (;;) {
     if (shared.waiting > 0) {
