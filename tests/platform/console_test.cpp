@@ -49,10 +49,10 @@ class PipedError {
 
 TEST(LinuxConsole, LinesOfManyThreadsStayWhole) {
   PipedError pipe;
-  const auto console = platform::makeConsole();
   std::vector<std::thread> writers;
   for (int t = 0; t < 4; ++t)
     writers.emplace_back([&, t] {
+      const auto console = platform::makeConsole();
       const std::string line(30'000, static_cast<char>(t));
       for (int i = 0; i < 10; ++i)
         console->writeLine(line);

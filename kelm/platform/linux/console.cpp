@@ -16,6 +16,9 @@ namespace {
 
 constexpr int kFullConsoleMilliseconds = 1000;
 
+/// There is one standard error, however many services write to it.
+Mutex standardError;
+
 /// Keeps a write to a closed pipe from ending the process, and hides the signal that it raised.
 class BrokenPipeGuard {
  public:
@@ -47,13 +50,13 @@ class StandardError : public Console {
     std::string line;
     line.reserve(text.size() + 1);
     line.append(text).push_back('\n');
-    const Lock lock(mutex_);
+    const Lock lock(standardError);
     const BrokenPipeGuard guard;
     write(line);
   }
 
  private:
-  /// Gives up on a console that is closed, or that nobody reads.
+  /// Gives up on a console that is closed, or that does not block and is not read.
   static void write(std::string_view line) {
     while (!line.empty()) {
       const ssize_t count =
@@ -66,8 +69,6 @@ class StandardError : public Console {
       }
     }
   }
-
-  Mutex mutex_;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <systemd/sd-journal.h>
 #endif
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -61,8 +62,9 @@ class SyslogChannel : public SystemLog::Channel {
   explicit SyslogChannel(std::string label) : label_(std::move(label)) {}
 
   void write(std::string_view text) override {
-    syslog(LOG_USER | LOG_NOTICE, "%s%.*s", label_.c_str(), static_cast<int>(text.size()),
-           text.data());
+    std::string line = label_ + std::string(text);
+    std::replace(line.begin(), line.end(), '\0', ' ');  // which would end the entry
+    syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
   }
 
  private:
