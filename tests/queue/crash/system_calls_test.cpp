@@ -53,18 +53,13 @@ class Tracing : public ::testing::Test {
   // A folder with one older payload.
   void prepare() {
     folder_.emplace();
-    std::filesystem::permissions(folder_->path(), std::filesystem::perms::owner_all);
-    trace_ = traces_ / "trace";
-    std::ofstream(*folder_ / SavingProcess::nameOf(kOld), std::ios::binary)
-        << textOf(*files_.encryptNSData(SavingProcess::payloadOf(kOld)));
+    ASSERT_TRUE(files_.storeNSData_withFullpath(SavingProcess::payloadOf(kOld),
+                                                *folder_ / SavingProcess::nameOf(kOld)));
   }
 
   // The number of the payload in a file: -1 for none.
   std::int64_t numberIn(const std::string& name) const {
-    if (!std::filesystem::is_regular_file(*folder_ / name)) return -1;
-    std::ifstream file(*folder_ / name, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    const auto payload = files_.decryptNSData(bytesOf(bytes));
+    const auto payload = files_.readNSDataWithFullpath(*folder_ / name);
     return payload ? SavingProcess::numberOf(*payload) : -1;
   }
 
@@ -98,8 +93,7 @@ class Tracing : public ::testing::Test {
     std::ifstream trace(trace_);
     for (std::string line; std::getline(trace, line);)
       if (line.find("SanitizerTool: CHECK") != std::string::npos ||
-          (line.find("INJECTED") != std::string::npos && line.find("write") != std::string::npos &&
-           line.find(", 16)") != std::string::npos))
+          (line.find("INJECTED") != line.npos && line.find(", 16) = -1") != line.npos))
         return true;
     return false;
   }
@@ -118,7 +112,7 @@ class Tracing : public ::testing::Test {
   VaspSecureFileHandler files_;
   TemporaryFolder traces_;
   std::optional<TemporaryFolder> folder_;
-  std::string trace_;
+  const std::string trace_ = traces_ / "trace";
 };
 
 constexpr const char* kFileCalls[] = {
