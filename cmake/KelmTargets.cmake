@@ -90,7 +90,7 @@ function(kelm_test name)
 endfunction()
 
 # kelm_page_programs(<page> LINK <targets…>): every program of docs/<page>.md is a test that it prints
-# what stands below it.
+# what stands below it, in a new folder.
 function(kelm_page_programs page)
   cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
   set(file "${PROJECT_SOURCE_DIR}/docs/${page}.md")
@@ -108,7 +108,8 @@ function(kelm_page_programs page)
     target_link_libraries(${name} PRIVATE ${arg_LINK})
     string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" printed "${printed}")
     string(REPLACE ";" "." printed "${printed}")  # which would divide it into a list
-    add_test(NAME docs/${name} COMMAND ${name})
+    add_test(NAME docs/${name}
+             COMMAND sh -c [[cd "$(mktemp -d)" && "$0"; rm -r "$PWD"]] $<TARGET_FILE:${name}>)
     set_tests_properties(docs/${name} PROPERTIES PASS_REGULAR_EXPRESSION "^${printed}$")
   endwhile()
   if(number EQUAL 0)
