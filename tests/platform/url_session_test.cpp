@@ -13,27 +13,30 @@ using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
 using testing::Pair;
 
-std::string pattern(std::size_t size) {
-  std::string text(size, '\0');
-  for (std::size_t i = 0; i < size; ++i)
-    text[i] = static_cast<char>(i * 131 + (i >> 12));
-  return text;
-}
-
 class UrlSessionHttp : public UrlSessionTest {};
 
-TEST_F(UrlSessionHttp, BodiesArriveWholeWithAndWithoutALength) {
-  for (const std::size_t size : {1, (20 << 20) + 7}) {
-    const std::string body = pattern(size);
-    const HttpServer server([&](const HttpRequest& request) {
-      return HttpReply{200, body, {}, request.target == "/chunked"};
-    });
-    for (const auto& [target, length] :
-         {std::pair("/", static_cast<std::int64_t>(size)), std::pair("/chunked", -1L)}) {
-      const auto outcome = get(server.url(target));
-      EXPECT_TRUE(outcome.text() == body);
-      EXPECT_EQ(outcome.response->expectedLength, length);
+TEST_F(UrlSessionHttp, BodiesArriveWholeBothWaysAndProgressIsReportedNowAndThen) {
+  const HttpServer server([](const HttpRequest& request) {
+    return HttpReply{200, request.body, {}, request.target == "/chunked"};
+  });
+  constexpr std::int64_t kSize = (8 << 20) + 7;
+  std::string body(kSize, '\0');
+  for (std::size_t i = 0; i < body.size(); ++i)
+    body[i] = static_cast<char>(i * 131 + (i >> 12));
+  for (const auto& [target, length] : {std::pair("/", kSize), std::pair("/chunked", -1L)}) {
+    const auto delegate = std::make_shared<RecordingUrlDelegate>();
+    UrlRequest request = requestTo(server.url(target), "POST");
+    request.body = dataOf(body);
+    const auto outcome = perform(*makeSession({}, delegate), request);
+    EXPECT_TRUE(outcome.text() == body);
+    EXPECT_EQ(outcome.response->expectedLength, length);
+    for (const auto& progress : {delegate->sent, delegate->received}) {
+      EXPECT_GT(progress.size(), 2U);
+      EXPECT_TRUE(std::ranges::is_sorted(progress));
     }
+    EXPECT_THAT(delegate->sent.back(), Pair(kSize, kSize));
+    EXPECT_THAT(delegate->received.back(), Pair(kSize, length));
+    EXPECT_LE(delegate->received.size(), 129U) << "every 64 KiB";
   }
 }
 
@@ -68,54 +71,34 @@ TEST_F(UrlSessionHttp, HeadersThatFrameTheMessageAreTheTransportsOwn) {
                      {"Host", "evil"},        {"Expect", "100-continue"},
                      {"X-Empty", ""},         {"X-Number", 12},
                      {"User-Agent", "till"}};
-  EXPECT_EQ(get(server.url()).status(), 200);
-  EXPECT_EQ(server.requests().back().header("User-Agent").value_or("").substr(0, 9), "KelmCore/");
   EXPECT_EQ(perform(*makeSession(), request).status(), 200);
   const HttpRequest seen = server.requests().back();
   EXPECT_EQ(seen.body, "abc");
-  EXPECT_EQ(seen.header("Content-Length"), "3");
-  EXPECT_EQ(seen.header("Transfer-Encoding"), std::nullopt);
-  EXPECT_EQ(seen.header("Host"), "127.0.0.1:" + std::to_string(server.port()));
-  EXPECT_EQ(seen.header("Expect"), std::nullopt);
-  EXPECT_EQ(seen.header("X-Empty"), "");
-  EXPECT_EQ(seen.header("X-Number"), "12");
-  EXPECT_EQ(seen.header("User-Agent"), "till");
-}
-
-TEST_F(UrlSessionHttp, ProgressIsReportedNowAndThen) {
-  const HttpServer server([](const HttpRequest& request) {
-    return HttpReply{200, request.body, {}, false};
-  });
-  const auto delegate = std::make_shared<RecordingUrlDelegate>();
-  UrlRequest request = requestTo(server.url(), "POST");
-  const std::string body = pattern(1 << 20);
-  request.body = dataOf(body);
-  EXPECT_TRUE(perform(*makeSession({}, delegate), request).text() == body);
-  for (const auto& progress : {delegate->sent, delegate->received}) {
-    EXPECT_GT(progress.size(), 2U);
-    EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
-    EXPECT_THAT(progress.back(), Pair(body.size(), body.size()));
-  }
-  EXPECT_LE(delegate->received.size(), 17U) << "every 64 KiB";
+  const std::pair<const char*, std::optional<std::string>> kSent[] = {
+      {"Content-Length", "3"},
+      {"Transfer-Encoding", {}},
+      {"Host", "127.0.0.1:" + std::to_string(server.port())},
+      {"Expect", {}},
+      {"X-Empty", ""},
+      {"X-Number", "12"},
+      {"User-Agent", "till"}};
+  for (const auto& [name, value] : kSent)
+    EXPECT_EQ(seen.header(name), value) << name;
+  EXPECT_EQ(get(server.url()).status(), 200);
+  EXPECT_EQ(server.requests().back().header("User-Agent").value_or("").substr(0, 9), "KelmCore/");
 }
 
 TEST_F(UrlSessionHttp, EqualNamesAreJoinedAndCookiesCanStillBeToldApart) {
   const TestPlatform services;
   const TestScope scope(services);
   const HttpServer server([](const HttpRequest&) {
-    return HttpReply{200,
-                     "",
-                     {{"Set-Cookie", "a=1; Expires=Wed, 09 Jun 2032 10:18:14 GMT"},
-                      {"Set-Cookie", "b=2"},
-                      {"Vary", "x"},
-                      {"Vary", "y"}},
-                     false};
+    const std::string dated = "a=1; Expires=Wed, 09 Jun 2032 10:18:14 GMT";
+    return HttpReply{
+        200, "", {{"Set-Cookie", dated}, {"Set-Cookie", "b=2"}, {"Vary", "x"}, {"Vary", "y"}}, {}};
   });
   const auto outcome = get(server.url());
   EXPECT_EQ(*outcome.response->headers.find("Vary"), Value("x, y"));
-  const auto cookies = platform::cookiesFromHeaders(outcome.response->headers, server.url());
-  ASSERT_EQ(cookies.size(), 2U);
-  EXPECT_EQ(cookies[0].name + cookies[1].name, "ab");
+  EXPECT_EQ(platform::cookiesFromHeaders(outcome.response->headers, server.url()).size(), 2U);
 }
 
 TEST_F(UrlSessionHttp, RedirectsKeepOrChangeTheMethodByTheirStatus) {
@@ -126,9 +109,7 @@ TEST_F(UrlSessionHttp, RedirectsKeepOrChangeTheMethodByTheirStatus) {
   });
   const struct {
     int status;
-    const char* method;
-    const char* expectedMethod;
-    const char* expectedBody;
+    const char *method, *expectedMethod, *expectedBody;
   } table[] = {{301, "POST", "GET", ""},   {302, "POST", "GET", ""},
                {303, "PUT", "GET", ""},    {307, "POST", "POST", "abc"},
                {308, "PUT", "PUT", "abc"}, {302, "PUT", "PUT", "abc"}};
@@ -156,18 +137,14 @@ TEST_F(UrlSessionHttp, CredentialsDoNotFollowToAnotherServer) {
   request.headers = {{"authorization", "secret"}, {"Cookie", "s=1"}, {"X-Other", "kept"}};
   EXPECT_EQ(perform(*makeSession(), request).status(), 200);
   const HttpRequest seen = target.requests().back();
-  EXPECT_EQ(seen.header("Authorization"), std::nullopt);
-  EXPECT_EQ(seen.header("Cookie"), std::nullopt);
+  EXPECT_FALSE(seen.header("Authorization") || seen.header("Cookie"));
   EXPECT_EQ(seen.header("X-Other"), "kept");
 }
 
 TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
   const HttpServer server([](const HttpRequest& request) {
-    return HttpReply{302,
-                     "moved",
-                     {{"Location", request.target == "/file" ? "file:///etc/passwd" : "/loop"},
-                      {"Set-Cookie", "seen=1; Path=/"}},
-                     false};
+    const char* const location = request.target == "/file" ? "file:///etc/passwd" : "/loop";
+    return HttpReply{302, "moved", {{"Location", location}, {"Set-Cookie", "a=1; Path=/"}}, false};
   });
   const auto loop = get(server.url("/loop"));
   EXPECT_EQ(loop.code(), url_error::kTooManyRedirects);
@@ -179,7 +156,6 @@ TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
   configuration.cookies = sessions->makeCookieStorage();
   const auto unfollowed = perform(*makeSession(configuration), requestTo(server.url("/loop")));
   EXPECT_EQ(unfollowed.status(), 302);
-  EXPECT_EQ(unfollowed.code(), 0);
   EXPECT_EQ(unfollowed.text(), "moved");
   EXPECT_EQ(configuration.cookies->cookiesFor(server.url()).size(), 1U);
 }
