@@ -3,6 +3,7 @@
 // What every item store promises of items that demand a passcode or biometrics.
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/platform/item_store_fixture.h"
@@ -10,16 +11,13 @@
 namespace kelm::test {
 
 TEST_P(ItemStoreContract, AccessControlObjectsTakeKnownClassesAndFlags) {
-  auto& store = *world.store;
-  const auto control = store.createAccessControl(kSecAttrAccessibleWhenUnlocked, 16408);
+  const auto control = world.store->createAccessControl(kSecAttrAccessibleWhenUnlocked, 16408);
   ASSERT_TRUE(control);
   EXPECT_EQ((*control)->description(), "<AccessControl ak 16408>");
-  for (const auto& [protection, flags] :
-       std::vector<std::pair<std::string_view, std::uint32_t>>{{"unknown", 1},
-                                                               {kSecAttrAccessibleWhenUnlocked, 0},
-                                                               {kSecAttrAccessibleAlways, 16384},
-                                                               {kSecAttrAccessibleAlways, 4}}) {
-    const auto refused = store.createAccessControl(protection, flags);
+  using Row = std::pair<std::string_view, std::uint32_t>;
+  for (const auto& [protection, flags] : {Row("unknown", 1), Row(kSecAttrAccessibleWhenUnlocked, 0),
+                                          Row(kSecAttrAccessibleAlways, 16384)}) {
+    const auto refused = world.store->createAccessControl(protection, flags);
     ASSERT_FALSE(refused) << protection << flags;
     EXPECT_EQ(refused.error().code, -50);
   }
@@ -35,61 +33,44 @@ struct Demand {
 inline std::vector<Demand> demands() {
   using namespace access_control_flag;
   return {
-      {kUserPresence, 0, "passcode biometry"},
-      {kBiometryAny, -25293, "biometry"},
-      {kBiometryCurrentSet, -25293, "biometry"},
-      {kDevicePasscode, 0, "passcode"},
-      {kOr | kDevicePasscode | kBiometryAny, 0, "passcode biometry"},
-      {kOr | kDevicePasscode | kBiometryCurrentSet, 0, "passcode biometry"},
+      {kUserPresence, 0, "passcode biometry "},
+      {kBiometryAny, -25293, "biometry "},
+      {kBiometryCurrentSet, -25293, "biometry "},
+      {kDevicePasscode, 0, "passcode "},
+      {kOr | kDevicePasscode | kBiometryAny, 0, "passcode biometry "},
+      {kOr | kDevicePasscode | kBiometryCurrentSet, 0, "passcode biometry "},
       {kDevicePasscode | kBiometryAny, -25293, "passcode biometry both"},
   };
 }
 
-TEST_P(ItemStoreContract, NothingIsBoundToAPasscodeOrBiometricsThatAreNotSetUp) {
-  const auto statusOf = [&](const Dictionary& item) {
-    const std::int32_t status = add(item);
-    world.store->remove(password("anna"));
-    return status;
-  };
-  const Dictionary bound =
-      with(password("anna"), kSecAttrAccessible, kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly);
-  report(false, {});
-  EXPECT_EQ(statusOf(bound), -25293);
-  report(true, {});
-  EXPECT_EQ(statusOf(bound), 0);
+TEST_P(ItemStoreContract, ProtectedItemsNeedWhatIsSetUpAndReadingThemAsksForWhatOpensThem) {
+  const Dictionary query = with(password("anna"), kSecUseOperationPrompt, "Why");
   for (const Demand& demand : demands()) {
     SCOPED_TRACE(demand.flags);
     const Dictionary item =
-        withControl(password("anna"), kSecAttrAccessibleAfterFirstUnlock, demand.flags);
+        withSecret(withControl(password("anna"), kSecAttrAccessibleAlways, demand.flags), "pw");
     report(false, {});
-    EXPECT_EQ(statusOf(item), -25293);
+    EXPECT_EQ(add(item), -25293);
     report(true, {});
-    EXPECT_EQ(statusOf(item), demand.addedWithPasscodeAlone);
+    EXPECT_EQ(add(item), demand.addedWithPasscodeAlone);
+    world.store->remove(password("anna"));
     report(true, fingers);
-    EXPECT_EQ(statusOf(item), 0);
-  }
-}
+    EXPECT_EQ(add(item), 0);
 
-TEST_P(ItemStoreContract, ReadingWhatIsProtectedAsksForWhatOpensItAndNobodyElse) {
-  report(true, fingers);
-  for (const Demand& demand : demands()) {
-    SCOPED_TRACE(demand.flags);
-    const Dictionary item = withControl(password("anna"), kSecAttrAccessibleAlways, demand.flags);
-    ASSERT_EQ(add(withSecret(item, "pw")), 0);
     std::string asked;
     std::int32_t reply = 0;
     world.store->setAuthenticator([&](const platform::AuthenticationRequest& request) {
       EXPECT_EQ(request.prompt, "Why");
-      asked = std::string(request.passcode ? "passcode" : "") +
-              (request.passcode && request.biometry ? " " : "") +
-              (request.biometry ? "biometry" : "") + (request.needsBoth ? " both" : "");
+      asked = std::string(request.passcode ? "passcode " : "") +
+              (request.biometry ? "biometry " : "") + (request.needsBoth ? "both" : "");
       return reply;
     });
-    const Dictionary query = with(password("anna"), kSecUseOperationPrompt, "Why");
     EXPECT_EQ(secretOf(query), "pw");
     EXPECT_EQ(asked, demand.asked);
-    for (reply = -128; reply != 0; reply = reply == -128 ? -25293 : 0)
-      EXPECT_EQ(secretOf(query), std::to_string(reply));
+    for (const std::int32_t refusal : {-128, -25293}) {
+      reply = refusal;
+      EXPECT_EQ(secretOf(query), std::to_string(refusal));
+    }
     asked = "nobody";
     EXPECT_EQ(secretOf(with(query, kSecUseNoAuthenticationUI, true)), "-25308");
     EXPECT_EQ(accountsOf(with(query, kSecUseNoAuthenticationUI, true)), "anna,");
@@ -115,6 +96,10 @@ TEST_P(ItemStoreContract, ItemsVanishWithThePasscodeOrTheBiometricsThatTheyAreBo
           withControl(password("either"), always, kOr | kDevicePasscode | kBiometryCurrentSet)})
       ASSERT_EQ(add(withSecret(item, "pw")), 0) << describe(item);
   };
+  report(false, {});
+  EXPECT_EQ(add(with(password("passcode"), kSecAttrAccessible,
+                     kSecAttrAccessibleWhenPasscodeSetThisDeviceOnly)),
+            -25293);
   fill();
   report(true, fingers);
   EXPECT_EQ(accountsOf(kAnyPassword), "flag,passcode,set,any,either,");

@@ -65,27 +65,16 @@ class RawDatabase {
   RawDatabase(const RawDatabase&) = delete;
   RawDatabase& operator=(const RawDatabase&) = delete;
 
-  void run(const std::string& sql) {
-    EXPECT_EQ(sqlite3_exec(connection_, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+  /// Runs a statement; the last thing that it selected.
+  std::string run(const std::string& sql) {
+    std::string selected;
+    const auto keep = [](void* result, int, char** columns, char**) {
+      *static_cast<std::string*>(result) = columns[0];
+      return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(connection_, sql.c_str(), keep, &selected, nullptr), SQLITE_OK)
         << sql << ": " << sqlite3_errmsg(connection_);
-  }
-  /// The bytes at a place such as "sealed FROM items WHERE id = 1".
-  Data bytes(const std::string& place) {
-    sqlite3_stmt* query = nullptr;
-    sqlite3_prepare_v2(connection_, ("SELECT " + place).c_str(), -1, &query, nullptr);
-    EXPECT_EQ(sqlite3_step(query), SQLITE_ROW) << place;
-    const auto* start = static_cast<const std::uint8_t*>(sqlite3_column_blob(query, 0));
-    Data result(start, start + sqlite3_column_bytes(query, 0));
-    sqlite3_finalize(query);
-    return result;
-  }
-  void setBytes(const std::string& table, const std::string& column, const Data& bytes) {
-    sqlite3_stmt* change = nullptr;
-    const std::string sql = "UPDATE " + table + " SET " + column + " = ?1 WHERE id = 1";
-    sqlite3_prepare_v2(connection_, sql.c_str(), -1, &change, nullptr);
-    sqlite3_bind_blob(change, 1, bytes.data(), static_cast<int>(bytes.size()), SQLITE_STATIC);
-    EXPECT_EQ(sqlite3_step(change), SQLITE_DONE);
-    sqlite3_finalize(change);
+    return selected;
   }
 
  private:

@@ -30,17 +30,28 @@ TEST_F(SqliteItemStore, EveryFlippedBitIsRefusedAndTheItemCanBeReplaced) {
   ASSERT_EQ(store->add(withSecret(item, std::string(1100, 'k'))).status, 0);
   int refused = 0;
   RawDatabase raw(folder.database);
+  const auto read = [&](const std::string& table, const std::string& column) {
+    return raw.run("SELECT hex(" + column + ") FROM " + table + " WHERE id = 1");
+  };
+  const auto write = [&](const std::string& table, const std::string& column,
+                         const std::string& hex) {
+    raw.run("UPDATE " + table + " SET " + column + " = x'" + hex + "' WHERE id = 1");
+  };
+  const auto flip = [](char& digit, unsigned bit) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    digit = kDigits[kDigits.find(digit) ^ 1U << bit];
+  };
   const auto flipAll = [&](const std::string& table, const std::string& column, bool reopens) {
-    const Data sound = raw.bytes(column + " FROM " + table + " WHERE id = 1");
-    for (std::size_t bit = 0; bit < 8 * sound.size(); ++bit) {
-      Data flipped = sound;
-      flipped[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-      raw.setBytes(table, column, flipped);
+    const std::string sound = read(table, column);
+    for (std::size_t bit = 0; bit < 4 * sound.size(); ++bit) {
+      std::string flipped = sound;
+      flip(flipped[bit / 4], bit % 4);
+      write(table, column, flipped);
       if (reopens) reopen();
       ASSERT_EQ(secretIn(*store, kAnyPassword), "-26275") << table << '.' << column << ' ' << bit;
       ++refused;
     }
-    raw.setBytes(table, column, sound);
+    write(table, column, sound);
   };
   flipAll("items", "sealed", false);
   flipAll("items", "attributes", false);
@@ -49,17 +60,14 @@ TEST_F(SqliteItemStore, EveryFlippedBitIsRefusedAndTheItemCanBeReplaced) {
   EXPECT_EQ(secretIn(*folder.open(), item), std::string(1100, 'k'));
 
   for (const char* column : {"sealed", "attributes", "identity"}) {
-    const Data sound = raw.bytes(std::string(column) + " FROM items WHERE id = 1");
-    for (const std::size_t at : {std::size_t{5}, sound.size() - 1}) {
-      Data flipped = sound;
-      flipped[at] ^= 1;
-      raw.setBytes("items", column, flipped);
-      EXPECT_NE(secretIn(*store, item).substr(0, 1), "k");
-      EXPECT_THAT(store->remove(item), AnyOf(0, -25300));
-      EXPECT_EQ(store->add(withSecret(item, "new")).status, 0) << column << at;
-      EXPECT_EQ(secretIn(*store, item), "new");
-      raw.run("DELETE FROM items WHERE id <> (SELECT max(id) FROM items); UPDATE items SET id = 1");
-    }
+    std::string flipped = read("items", column);
+    flip(flipped.back(), 0);
+    write("items", column, flipped);
+    EXPECT_NE(secretIn(*store, item).substr(0, 1), "k");
+    EXPECT_THAT(store->remove(item), AnyOf(0, -25300));
+    EXPECT_EQ(store->add(withSecret(item, "new")).status, 0) << column;
+    EXPECT_EQ(secretIn(*store, item), "new");
+    raw.run("DELETE FROM items WHERE id <> (SELECT max(id) FROM items); UPDATE items SET id = 1");
   }
 }
 
@@ -99,37 +107,33 @@ TEST_F(SqliteItemStore, KeyFileThatOthersCouldHaveReadOrMadeIsRefusedAndKept) {
   ASSERT_EQ(add("anna"), 0);
   const std::string key = contentOf(folder.keyFile);
   ASSERT_EQ(key.size(), 32U);
-  const std::string other = folder.root / "other";
+  const char* const path = folder.keyFile.c_str();
+  const auto insteadOf = [&](const std::function<void()>& make) {
+    return [this, make] {
+      std::filesystem::remove(folder.keyFile);
+      make();
+    };
+  };
+  const auto linkToKey = [&] {
+    overwrite(folder.root / "other", key);
+    ::chmod((folder.root / "other").c_str(), 0600);
+    std::filesystem::create_symlink(folder.root / "other", folder.keyFile);
+  };
   struct Row {
     const char* what;
     std::function<void()> change;
     std::string answer = "-25291";
   };
-  const auto setMode = [&](unsigned mode) { ::chmod(folder.keyFile.c_str(), mode); };
   const Row rows[] = {
-      {"group may read", [&] { setMode(0640); }},
-      {"others may write", [&] { setMode(0602); }},
-      {"cut", [&] { overwrite(folder.keyFile, key.substr(1)); }},
-      {"longer", [&] { overwrite(folder.keyFile, key + "x"); }},
-      {"missing", [&] { std::filesystem::remove(folder.keyFile); }},
-      {"folder",
-       [&] {
-         std::filesystem::remove(folder.keyFile);
-         std::filesystem::create_directory(folder.keyFile);
-       }},
-      {"pipe",
-       [&] {
-         std::filesystem::remove(folder.keyFile);
-         ::mkfifo(folder.keyFile.c_str(), 0600);
-       }},
-      {"link",
-       [&] {
-         overwrite(other, key);
-         ::chmod(other.c_str(), 0600);
-         std::filesystem::remove(folder.keyFile);
-         std::filesystem::create_symlink(other, folder.keyFile);
-       }},
-      {"another key", [&] { overwrite(folder.keyFile, std::string(32, 'x')); }, "-26275"},
+      {"group may read", [&] { ::chmod(path, 0640); }},
+      {"others may write", [&] { ::chmod(path, 0602); }},
+      {"cut", [&] { overwrite(path, key.substr(1)); }},
+      {"longer", [&] { overwrite(path, key + "x"); }},
+      {"missing", insteadOf([] {})},
+      {"folder", insteadOf([&] { std::filesystem::create_directory(path); })},
+      {"pipe", insteadOf([&] { ::mkfifo(path, 0600); })},
+      {"link", insteadOf(linkToKey)},
+      {"another key", [&] { overwrite(path, std::string(32, 'x')); }, "-26275"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
@@ -139,11 +143,11 @@ TEST_F(SqliteItemStore, KeyFileThatOthersCouldHaveReadOrMadeIsRefusedAndKept) {
     EXPECT_EQ(std::to_string(add("bruno")), row.answer);
     std::filesystem::remove_all(folder.keyFile);
     overwrite(folder.keyFile, key);
-    setMode(0600);
+    ::chmod(path, 0600);
     EXPECT_EQ(storedSecretOf("anna"), kPassword);
   }
   if (::geteuid() != 0) GTEST_SKIP() << "SKIPPED: only root can give the key file away";
-  ASSERT_EQ(::chown(folder.keyFile.c_str(), 65534, 65534), 0);
+  ASSERT_EQ(::chown(path, 65534, 65534), 0);
   EXPECT_EQ(storedSecretOf("anna"), "-25291");
 }
 
