@@ -89,10 +89,6 @@ TEST_F(UrlSessionTls, RedirectFromHttpsToHttpIsRefused) {
   EXPECT_EQ(outcome.code(), url_error::kUnsupportedUrl);
   EXPECT_EQ(outcome.status(), 302);
   EXPECT_THAT(plain.requests(), IsEmpty());
-  const HttpServer upgrading([&](const HttpRequest&) {
-    return HttpReply{302, "", {{"Location", server.url("/safe")}}, false};
-  });
-  EXPECT_EQ(perform(*makeSession(trustingTestRoot()), requestTo(upgrading.url())).text(), "ok");
 }
 
 TEST_F(UrlSessionTls, MissingRootsTrustNobody) {

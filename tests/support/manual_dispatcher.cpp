@@ -183,7 +183,8 @@ class ManualDispatcher::ManualMainLoop : public ManualQueue<platform::MainLoop> 
     const std::int64_t end = limit.count() > kNever - start ? kNever : start + limit.count();
     while (!done()) {
       if (agenda_->runNext() || agenda_->advanceToNext(end)) continue;
-      agenda_->clock->advance(Duration(end - agenda_->clock->monotonicNanoseconds()));
+      const std::int64_t left = end - agenda_->clock->monotonicNanoseconds();
+      agenda_->clock->advance(Duration(std::max<std::int64_t>(left, 0)));
       return done();
     }
     return true;
@@ -222,18 +223,10 @@ void ManualDispatcher::postGlobal(platform::Priority, Task task) {
   agenda_->add(Duration::zero(), {Agenda::kGlobal, std::move(task), 0, nullptr});
 }
 
-void ManualDispatcher::runUntilIdle() {
-  while (agenda_->runNext()) {
-  }
-}
+void ManualDispatcher::runUntilIdle() { mainLoop_->runPending(); }
 
 void ManualDispatcher::advance(Duration duration) {
-  const std::int64_t end = agenda_->clock->monotonicNanoseconds() + duration.count();
-  do {
-    runUntilIdle();
-  } while (agenda_->advanceToNext(end));
-  agenda_->clock->advance(
-      Duration(std::max<std::int64_t>(end - agenda_->clock->monotonicNanoseconds(), 0)));
+  mainLoop_->runUntil([] { return false; }, duration);
 }
 
 }  // namespace kelm::test

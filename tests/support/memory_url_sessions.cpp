@@ -15,21 +15,14 @@ struct MemoryUrlSessions::Core {
   Mutex mutex;
   std::deque<Answer> answers KELM_GUARDED_BY(mutex);
   std::vector<platform::UrlRequest> requests KELM_GUARDED_BY(mutex);
-  Responder responder KELM_GUARDED_BY(mutex) = [](const auto&) { return Answer{404, {}, {}, {}}; };
   std::deque<std::shared_ptr<Task>> waiting KELM_GUARDED_BY(mutex);
 
-  Answer answerFor(const platform::UrlRequest& request) {
-    Responder current;
-    {
-      const Lock lock(mutex);
-      current = responder;
-      if (!answers.empty()) {
-        Answer next = std::move(answers.front());
-        answers.pop_front();
-        return next;
-      }
-    }
-    return current(request);
+  Answer nextAnswer() {
+    const Lock lock(mutex);
+    if (answers.empty()) return {404, {}, {}, {}};
+    Answer next = std::move(answers.front());
+    answers.pop_front();
+    return next;
   }
 };
 
@@ -77,7 +70,7 @@ class MemoryUrlSessions::Task final : public platform::DataTask,
     else if (auto problem = platform::requestProblem(request_))
       answer.error = std::move(problem);
     else
-      answer = session_->core->answerFor(request_);
+      answer = session_->core->nextAnswer();
     if (answer.error) {
       if (completion) completion({}, nullptr, std::move(answer.error));
       return;
@@ -143,11 +136,6 @@ MemoryUrlSessions::~MemoryUrlSessions() {
 void MemoryUrlSessions::answer(Answer answer) {
   const Lock lock(core_->mutex);
   core_->answers.push_back(std::move(answer));
-}
-
-void MemoryUrlSessions::answerWith(Responder responder) {
-  const Lock lock(core_->mutex);
-  core_->responder = std::move(responder);
 }
 
 std::vector<platform::UrlRequest> MemoryUrlSessions::requests() const {

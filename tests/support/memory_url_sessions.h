@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -10,8 +9,8 @@
 namespace kelm::test {
 
 /// URL sessions without a network. The test scripts the answers, in the order of the requests,
-/// or one function that makes them; requests are recorded when their task is resumed. Nothing
-/// completes until the test delivers it, on the thread of that call. Thread-safe.
+/// which are recorded when their task is resumed. Nothing completes until the test delivers it, on
+/// the thread of that call. Thread-safe.
 class MemoryUrlSessions final : public platform::UrlSessions {
  public:
   struct Answer {
@@ -20,16 +19,13 @@ class MemoryUrlSessions final : public platform::UrlSessions {
     Data body;
     std::optional<Error> error;  ///< instead of a response
   };
-  using Responder = std::function<Answer(const platform::UrlRequest&)>;
 
   MemoryUrlSessions();
   /// Drops what was never delivered.
   ~MemoryUrlSessions() override;
 
-  /// Answers the next request that no earlier answer is for.
+  /// Answers the next request that no earlier answer is for; without one it gets status 404.
   void answer(Answer answer);
-  /// Answers every request that no scripted answer is for; without it that is status 404.
-  void answerWith(Responder responder);
   /// The requests that were resumed, with the headers that the session adds.
   std::vector<platform::UrlRequest> requests() const;
   /// Completes the task that was resumed (or cancelled) first; false when none waits.

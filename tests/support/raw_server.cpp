@@ -8,10 +8,7 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "tests/support/test_certificates.h"
 
@@ -55,85 +52,65 @@ void RawServer::Connection::waitForClose() {
     buffer_.clear();
 }
 
-class RawServer::Implementation {
- public:
-  Implementation(Script script, const TestCertificates* certificates)
-      : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    if (certificates != nullptr) {
-      std::signal(SIGPIPE, SIG_IGN);  // TLS writes without asking for none
-      tls_ = SSL_CTX_new(TLS_server_method());
-      SSL_CTX_use_certificate_chain_file(tls_, certificates->chainFile().c_str());
-      SSL_CTX_use_PrivateKey_file(tls_, certificates->keyFile().c_str(), SSL_FILETYPE_PEM);
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, any, size) != 0 || listen(listener_, 64) != 0 ||
-        getsockname(listener_, any, &size) != 0)
-      throw std::runtime_error("no free port");
-    port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { acceptAll(); });
-  }
-  ~Implementation() {
-    {
-      const std::lock_guard lock(mutex_);
-      stopping_ = true;
-      for (const int open : open_)
-        shutdown(open, SHUT_RDWR);
-    }
-    shutdown(listener_, SHUT_RDWR);
-    acceptor_.join();
-    for (std::thread& thread : threads_)
-      thread.join();
-    close(listener_);
-    SSL_CTX_free(tls_);
-  }
-  int port() const { return port_; }
-
- private:
-  void acceptAll() {
-    for (;;) {
-      const int accepted = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-      const std::lock_guard lock(mutex_);
-      if (accepted < 0 || stopping_) {
-        if (accepted >= 0) close(accepted);
-        return;
-      }
-      open_.push_back(accepted);
-      threads_.emplace_back([this, accepted] { serve(accepted); });
-    }
-  }
-  void serve(int accepted) {
-    SSL* const tls = tls_ != nullptr ? SSL_new(tls_) : nullptr;
-    if (tls == nullptr || (SSL_set_fd(tls, accepted) == 1 && SSL_accept(tls) == 1)) {
-      Connection connection(accepted, tls);
-      script_(connection);
-    }
-    SSL_free(tls);
-    const std::lock_guard lock(mutex_);
-    std::erase(open_, accepted);
-    close(accepted);
-  }
-
-  const Script script_;
-  const int listener_;
-  SSL_CTX* tls_ = nullptr;
-  int port_ = 0;
-  std::mutex mutex_;
-  bool stopping_ = false;
-  std::vector<int> open_;
-  std::vector<std::thread> threads_;  // touched by the acceptor, then by the destructor
-  std::thread acceptor_;
-};
-
 RawServer::RawServer(Script script, const TestCertificates* certificates)
-    : implementation_(std::make_unique<Implementation>(std::move(script), certificates)) {}
+    : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  if (certificates != nullptr) {
+    std::signal(SIGPIPE, SIG_IGN);  // TLS writes without asking for none
+    tls_ = SSL_CTX_new(TLS_server_method());
+    SSL_CTX_use_certificate_chain_file(tls_, certificates->chainFile().c_str());
+    SSL_CTX_use_PrivateKey_file(tls_, certificates->keyFile().c_str(), SSL_FILETYPE_PEM);
+  }
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* const any = reinterpret_cast<sockaddr*>(&address);
+  if (bind(listener_, any, size) != 0 || listen(listener_, 64) != 0 ||
+      getsockname(listener_, any, &size) != 0)
+    throw std::runtime_error("no free port");
+  port_ = ntohs(address.sin_port);
+  acceptor_ = std::thread([this] { acceptAll(); });
+}
 
-RawServer::~RawServer() = default;
+RawServer::~RawServer() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+    for (const int open : open_)
+      shutdown(open, SHUT_RDWR);
+  }
+  shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  for (std::thread& thread : threads_)
+    thread.join();
+  close(listener_);
+  SSL_CTX_free(tls_);
+}
 
-int RawServer::port() const { return implementation_->port(); }
+void RawServer::acceptAll() {
+  for (;;) {
+    const int accepted = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const std::lock_guard lock(mutex_);
+    if (accepted < 0 || stopping_) {
+      if (accepted >= 0) close(accepted);
+      return;
+    }
+    open_.push_back(accepted);
+    threads_.emplace_back([this, accepted] { serve(accepted); });
+  }
+}
+
+void RawServer::serve(int accepted) {
+  SSL* const tls = tls_ != nullptr ? SSL_new(tls_) : nullptr;
+  if (tls == nullptr || (SSL_set_fd(tls, accepted) == 1 && SSL_accept(tls) == 1)) {
+    Connection connection(accepted, tls);
+    script_(connection);
+  }
+  SSL_free(tls);
+  const std::lock_guard lock(mutex_);
+  std::erase(open_, accepted);
+  close(accepted);
+}
 
 std::string RawServer::url(std::string_view target, std::string_view scheme) const {
   return std::string(scheme) + "://127.0.0.1:" + std::to_string(port()) + std::string(target);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <functional>
-#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
+struct ssl_ctx_st;
 struct ssl_st;
 
 namespace kelm::test {
@@ -40,12 +43,22 @@ class RawServer {
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;
 
-  int port() const;
+  int port() const { return port_; }
   std::string url(std::string_view target = "/", std::string_view scheme = "http") const;
 
  private:
-  class Implementation;
-  std::unique_ptr<Implementation> implementation_;
+  void acceptAll();
+  void serve(int accepted);
+
+  const Script script_;
+  const int listener_;
+  ssl_ctx_st* tls_ = nullptr;
+  int port_ = 0;
+  std::mutex mutex_;
+  bool stopping_ = false;
+  std::vector<int> open_;
+  std::vector<std::thread> threads_;  // touched by the acceptor, then by the destructor
+  std::thread acceptor_;
 };
 
 }  // namespace kelm::test
