@@ -1,4 +1,4 @@
-// What the system's dispatcher and the driven one do each in their own way.
+// What the dispatcher of the system does beside the contract.
 
 #include <poll.h>
 
@@ -11,8 +11,8 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
+#include "kelm/platform/dispatch.h"
 #include "kelm/platform/linux/services.h"
-#include "tests/support/manual_dispatcher.h"
 #include "tests/support/memory_console.h"
 
 namespace kelm::test {
@@ -99,20 +99,6 @@ TEST(SystemDispatcher, WaitingGlobalTasksRunByPriority) {
   gates->go.count_down();
   gates->done.wait();
   EXPECT_THAT(order, testing::ElementsAre("high", "background"));
-}
-
-TEST(ManualDispatcher, MissedRunsAreSkippedAndThePaceKept) {
-  const auto clock = std::make_shared<ManualClock>();
-  ManualDispatcher dispatcher(clock, std::make_shared<MemoryConsole>());
-  int runs = 0;
-  const auto timer = dispatcher.mainLoop().every(1s, [&] { ++runs; });
-  clock->advance(3500ms);
-  dispatcher.runUntilIdle();
-  EXPECT_EQ(runs, 1);
-  dispatcher.advance(499ms);
-  EXPECT_EQ(runs, 1);
-  dispatcher.advance(1ms);
-  EXPECT_EQ(runs, 2);
 }
 
 }  // namespace
