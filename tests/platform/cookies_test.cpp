@@ -13,17 +13,11 @@
 namespace kelm::test {
 namespace {
 
-using platform::Cookie;
-
-constexpr const char* kUrl = "https://shop.example.com/till/sale?x=1";
-const Date kNow{1'700'000'000};
-
 TEST(Cookies, FieldsAreReadAsRfc6265SaysByTheRightsOfTheirOrigin) {
   const std::string host = "; domain=shop.example.com; path=/till";
   const struct {
-    std::string field;
-    std::string cookie;
-    const char* url = kUrl;
+    std::string field, cookie;
+    const char* url = "https://shop.example.com/till/sale?x=1";
   } table[] = {
       {" a = b c ; ", "a=b c" + host},
       {"=b", "refused"},
@@ -46,7 +40,8 @@ TEST(Cookies, FieldsAreReadAsRfc6265SaysByTheRightsOfTheirOrigin) {
       {"a=" + std::string(5000, 'x'), "refused"},
   };
   for (const auto& row : table) {
-    const auto cookie = platform::parseCookie(row.field, platform::originOf(row.url), kNow);
+    const auto cookie =
+        platform::parseCookie(row.field, platform::originOf(row.url), ManualClock().now());
     EXPECT_EQ(cookie ? describe(*cookie) : "refused", row.cookie) << row.field;
   }
 }
@@ -79,7 +74,7 @@ TEST(Cookies, JoinedFieldsAreTakenApartAtTheRightCommas) {
   };
   for (const auto& [joined, expected] : table) {
     std::string found;
-    for (const Cookie& cookie : platform::cookiesFromHeaders({{"set-COOKIE", joined}}, ""))
+    for (const auto& cookie : platform::cookiesFromHeaders({{"set-COOKIE", joined}}, ""))
       found += cookie.name + '=' + cookie.value + ' ';
     EXPECT_EQ(found, expected);
   }
