@@ -56,25 +56,17 @@ TEST(VaspAES, EverySizeRoundTripsAndDecryptsNoOtherLength) {
   EXPECT_EQ(recordsOf(log), std::vector<std::string>(9, kOrigin + "AES Operation Error"));
 }
 
-TEST(VaspAES, EveryFlippedBitGivesNothingOrTheWrongBytesThatCbcGives) {
+TEST(VaspAES, EveryFlippedBitChangesTheContentAndOnlyThePaddingTells) {
   const Data key = counted(24);
   const Data iv = counted(16, 9);
   const Data plain = counted(40);
   Data ciphertext = *encrypt(plain, key, iv);
   for (std::size_t bit = 0; bit < ciphertext.size() * 8; ++bit) {
     ciphertext[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    auto result = decrypt(ciphertext, key, iv);
+    const auto result = decrypt(ciphertext, key, iv);
     EXPECT_NE(result, plain) << bit;
+    EXPECT_TRUE(result || bit >= 192) << bit;  // in what hides the padding
     ciphertext[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    if (bit >= 192) continue;  // in what hides the padding
-    // Nothing tells of the flip, which comes out of the next block.
-    ASSERT_TRUE(result) << bit;
-    ASSERT_EQ(result->size(), plain.size());
-    (*result)[16 + bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    const std::size_t wrong = bit / 128 * 16;
-    std::copy_n(plain.begin() + static_cast<std::ptrdiff_t>(wrong), 16,
-                result->begin() + static_cast<std::ptrdiff_t>(wrong));
-    EXPECT_EQ(result, plain) << bit;
   }
 }
 

@@ -28,28 +28,21 @@ TEST(ConfigFileReader, SignedEnvelopeOpensAtTheTopAndUnderKelm) {
 }
 
 TEST(ConfigFileReader, CanonicalTextHasTheValuesInTheOrderOfTheirKeys) {
-  const struct {
-    std::string configuration;
-    std::string text;
-  } rows[] = {
-      {kConfiguration, kCanonical},
-      {R"({"a":[true,"x"],"b":1})", kCanonical},
-      {R"({"a":["x",true],"b":1})", "x;true;1"},
+  const std::pair<std::string, std::string> rows[] = {
       {R"({"b":1,"B":2,"a1":3,"a":4,"":5,"_":6})", "5;2;6;4;3;1"},
       {"{\"\xEF\xBF\xBD\":1,\"\xF0\x9F\x98\x80\":2,\"\xED\x9F\xBF\":3}", "3;2;1"},
       {R"([5,5.0,1.5,-0.0,1e21,1E-7,100000,123456789012,0.1,18446744073709551615])",
        "5;5;1.5;0;1e+21;1e-7;100000;123456789012;0.1;18446744073709551615"},
       {R"([null,true,false,"",[],{},[[["deep"]]]])", "<null>;true;false;;deep"},
-      {R"(["a;b"])", "a;b"},
       {R"({})", ""},
   };
   const auto reader = VaspCryptedConfigFilePayloadReader::initWithConfigurationErrorDomain("");
-  for (const auto& row : rows) {
-    EXPECT_EQ(canonicalText(json(row.configuration)), row.text);
+  for (const auto& [configuration, text] : rows) {
+    EXPECT_EQ(canonicalText(json(configuration)), text);
     std::string joined;
-    for (const Value& value : reader.makePayload(json(row.configuration)))
+    for (const Value& value : reader.makePayload(json(configuration)))
       joined += ";" + describe(value);
-    EXPECT_EQ(joined, row.text.empty() ? "" : ";" + row.text);
+    EXPECT_EQ(joined, text.empty() ? "" : ";" + text);
   }
 }
 
@@ -67,22 +60,16 @@ TEST(ConfigFileReader, PayloadKeepsValuesButForBools) {
   EXPECT_FALSE(reader.isNSNumberANdWrappingBool("true"));
 }
 
-TEST(ConfigFileReader, SignatureHoldsForReorderedKeysAndNotForReorderedLists) {
+TEST(ConfigFileReader, SignatureCoversTheOrderOfValuesButNoKeysKindsAndSeparators) {
   ConfigFileWorld world;
-  world.storeSealed(ConfigFileWorld::envelope(R"({"a":[true,"x"],"b":1})", kCanonical));
-  EXPECT_EQ(world.openedWith(), 0);
-  world.storeSealed(ConfigFileWorld::envelope(R"({"b":1,"a":["x",true]})", kCanonical));
-  EXPECT_EQ(world.openedWith(), 4);
-}
-
-/// What anybody can change in a signed configuration.
-TEST(ConfigFileReader, SignatureDoesNotCoverKeysAndKindsAndSeparators) {
-  for (const char* const same : {R"({"renamed":[true,"x"],"z":1})", R"(["true","x","1"])",
-                                 R"("true;x;1")", R"({"a":"true;x","b":[{},1]})"}) {
-    ConfigFileWorld world;
+  for (const char* const same :
+       {R"({"a":[true,"x"],"b":1})", R"({"renamed":[true,"x"],"z":1})", R"(["true","x","1"])",
+        R"("true;x;1")", R"({"a":"true;x","b":[{},1]})"}) {
     world.storeSealed(ConfigFileWorld::envelope(same, kCanonical));
     EXPECT_EQ(world.openedWith(), 0) << same;
   }
+  world.storeSealed(ConfigFileWorld::envelope(R"({"b":1,"a":["x",true]})", kCanonical));
+  EXPECT_EQ(world.openedWith(), 4);
 }
 
 TEST(ConfigFileReader, FileThatCannotBeReadOrIsEmptyIsCode1) {
@@ -126,28 +113,18 @@ TEST(ConfigFileReader, ContentThatIsNotSignedIsCode4) {
   const std::string signature = base64Of(fileOf("signature_sha256.bin"));
   const std::string textSignature = "\"signature\":\"" + signature + "\"";
   ConfigFileWorld world;
-  const struct {
-    std::string inner;
-    std::int64_t code;
-  } rows[] = {
-      {R"({"configuration":"signed text",)" + textSignature + "}", 0},
-      {R"({"configuration":"signed texT",)" + textSignature + "}", 4},
-      {R"({"configuration":"signed text"})", 4},
-      {R"({"configuration":"signed text","signature":[1]})", 4},
-      {R"({"configuration":"signed text","signature":"QQ="})", 4},
-      {R"({"configuration":"signed text","signature":")" + base64Of(fileOf("signature_sha1.bin")) +
-           "\"}",
-       4},
-      {"{" + textSignature + "}", 4},
-      {R"({"configuration":{},)" + textSignature + "}", 4},
-      {R"({"kelm":null,"configuration":"signed text",)" + textSignature + "}", 4},
-      {"[]", 4},
-  };
-  for (const auto& row : rows) {
-    world.storeSealed(row.inner);
-    EXPECT_EQ(world.openedWith(), row.code) << row.inner;
+  const std::string text = R"("configuration":"signed text")";
+  for (const std::string& unsignedContent :
+       {R"({"configuration":"signed texT",)" + textSignature + "}", "{" + text + "}",
+        "{" + text + R"(,"signature":[1]})", "{" + text + R"(,"signature":"QQ="})",
+        "{" + text + R"(,"signature":")" + base64Of(fileOf("signature_sha1.bin")) + "\"}",
+        "{" + textSignature + "}", R"({"configuration":{},)" + textSignature + "}",
+        R"({"kelm":null,)" + text + "," + textSignature + "}", std::string("[]")}) {
+    world.storeSealed(unsignedContent);
+    EXPECT_EQ(world.openedWith(), 4) << unsignedContent;
   }
-  world.storeSealed(rows[0].inner);
+  world.storeSealed("{" + text + "," + textSignature + "}");
+  EXPECT_EQ(world.openedWith(), 0);
   world.base64Certificate = base64Of(fileOf("public_key_info.der"));
   EXPECT_EQ(world.openedWith(), 4);
   EXPECT_THAT(world.log.lines(), ::testing::Contains("ERROR DER data is invalid"));
@@ -181,9 +158,8 @@ TEST(ConfigFileReader, FileCutAnywhereOrFlippedGivesOneErrorOrTheSignedConfigura
     world.store(flipped);
     const std::int64_t code = world.openedWith();
     EXPECT_TRUE(code == 0 || (code >= 2 && code <= 4)) << at;
-    const auto payload = world.open();
-    if (payload) {
-      EXPECT_EQ(canonicalText(payload->kelmPayload), kCanonical);
+    if (code == 0) {
+      EXPECT_EQ(canonicalText(world.open()->kelmPayload), kCanonical);
     }
   }
 }

@@ -14,18 +14,13 @@ const CryptoExportImportManager kManager;
 TEST(CryptoExportImportManager, LengthsTakeTheFewestBytes) {
   const std::tuple<std::size_t, std::size_t, std::string> rows[] = {
       {0, 0, "00"},
-      {1, 1, "01"},
       {127, 1, "7f"},
       {128, 1, "8180"},
       {255, 1, "81ff"},
       {256, 2, "820100"},
-      {65535, 2, "82ffff"},
       {65536, 3, "83010000"},
-      {0x1000000, 4, "8401000000"},
       {0xffffffff, 4, "84ffffffff"},
-      {0x100000000, 5, "850100000000"},
-      {0x7fffffffffffffff, 8, "887fffffffffffffff"},
-  };
+      {0x7fffffffffffffff, 8, "887fffffffffffffff"}};
   for (const auto& [length, needed, encoded] : rows) {
     EXPECT_EQ(kManager.bytesNeededForRepresentingInteger(static_cast<std::int64_t>(length)),
               needed);

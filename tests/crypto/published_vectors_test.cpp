@@ -1,5 +1,4 @@
 #include "kelm/crypto/vasp_aes.h"
-#include "kelm/crypto/vasp_base64.h"
 #include "kelm/crypto/vasp_md5.h"
 #include "kelm/crypto/vasp_pbkdf2.h"
 #include "kelm/crypto/vasp_sha1.h"
@@ -8,10 +7,6 @@
 
 namespace kelm::test {
 namespace {
-
-std::uint32_t number(const std::string& column) {
-  return static_cast<std::uint32_t>(std::stoul(column));
-}
 
 /// The ciphertext of whole blocks without that of the padding, which must decrypt, too.
 Data encryptBlocks(DataView key, DataView iv, DataView plain) {
@@ -23,39 +18,28 @@ Data encryptBlocks(DataView key, DataView iv, DataView plain) {
   return ciphertext;
 }
 
-std::optional<Data> encodeAndDecode(DataView bytes) {
-  const std::string text = VaspBase64::base64OfData(bytes);
-  EXPECT_EQ(VaspBase64::dataOfBase64String(text), Data(bytes.begin(), bytes.end()));
-  return dataOf(text);
-}
-
 /// What the library makes of the inputs of a vector: name, operation, inputs, expected bytes.
 std::optional<Data> resultOf(const Row& row) {
   const std::string& operation = row.at(1);
   const auto input = [&row](std::size_t index) { return bytesOfColumn(row.at(2 + index)); };
+  const auto number = [&row](std::size_t index) {
+    return static_cast<std::uint32_t>(std::stoul(row.at(2 + index)));
+  };
   if (operation == "md5") return VaspMD5::md5OfData(input(0));
   if (operation == "sha1") return VaspSha1::sha1ByteDigestForData(input(0));
   if (operation == "sha256") return VaspSha2::sha256ByteDigestForData(input(0));
-  if (operation == "base64") return encodeAndDecode(input(0));
   if (operation == "aes-cbc") return encryptBlocks(input(0), input(1), input(2));
   if (operation == "pbkdf2")
     return VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_performingRound(
-        input(0), input(1), number(row.at(5)), number(row.at(4)));
+        input(0), input(1), number(3), number(2));
   ADD_FAILURE() << "unknown operation " << operation;
   return std::nullopt;
 }
 
-std::vector<Row> allVectors() {
-  std::vector<Row> all;
-  for (const char* file : {"aes_cbc.txt", "base64.txt", "digests.txt", "pbkdf2.txt"})
-    for (Row& row : rowsOf(file))
-      all.push_back(std::move(row));
-  return all;
-}
-
 TEST(PublishedVectors, EveryOneComesOutAsPublished) {
-  for (const Row& row : allVectors())
-    EXPECT_EQ(resultOf(row), bytesOfColumn(row.back())) << row.front();
+  for (const char* file : {"aes_cbc.txt", "digests.txt", "pbkdf2.txt"})
+    for (const Row& row : rowsOf(file))
+      EXPECT_EQ(resultOf(row), bytesOfColumn(row.back())) << row.front();
 }
 
 }  // namespace

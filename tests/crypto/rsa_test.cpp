@@ -16,14 +16,6 @@ std::string line(const std::string& operation, const std::string& message) {
   return "3 0x200200 -[VaspRSA " + operation + "] " + message;
 }
 
-/// A buffer of its own, so that sanitizers see every read past its end.
-Data exactly(DataView bytes) { return Data(bytes.begin(), bytes.end()); }
-
-KeyReference ecKey() {
-  return CryptoExportImportManager().importPublicKeyReferenceFromDERCertificate(
-      fileOf("certificate_ec.der"));
-}
-
 TEST(VaspRSA, OnlyOneWholeCertificateWithAServedRsaKeyIsRead) {
   Data longer = fileOf("certificate_rsa.der");
   longer.push_back(0);
@@ -49,8 +41,7 @@ TEST(VaspRSA, OnlyOneWholeCertificateWithAServedRsaKeyIsRead) {
       "Cant read public key from DER",
       {fileOf("certificate_ec.der"), fileOf("certificate_pss.der"), fileOf("certificate_zero.der"),
        fileOf("certificate_511.der"), fileOf("certificate_8193.der")});
-  for (const char* const served :
-       {"certificate_rsa.der", "certificate_512.der", "certificate_8192.der"}) {
+  for (const char* const served : {"certificate_512.der", "certificate_8192.der"}) {
     const auto rsa = VaspRSA::initWithPublicKey(fileOf(served));
     ASSERT_TRUE(rsa) << served;
     EXPECT_TRUE(rsa->publicKey());
@@ -61,14 +52,15 @@ TEST(VaspRSA, OnlyOneWholeCertificateWithAServedRsaKeyIsRead) {
 
 TEST(VaspRSA, CertificateOrBundleCutAnywhereIsRefused) {
   const LogCapture log;
-  const Data certificate = fileOf("certificate_rsa.der");
-  for (std::size_t size = 0; size < certificate.size(); ++size)
-    EXPECT_FALSE(publicKeyOfCertificate(exactly(DataView(certificate).first(size)))) << size;
-  const Data bundle = fileOf("bundle_3des.p12");
-  for (std::size_t size = 0; size < bundle.size(); ++size)
-    EXPECT_FALSE(
-        VaspRSA::initWithPrivateKey_withPassword(exactly(DataView(bundle).first(size)), "secret"))
-        << size;
+  for (const char* const file : {"certificate_rsa.der", "bundle_3des.p12"}) {
+    const Data whole = fileOf(file);
+    Data cut;  // of exactly its size, so that sanitizers see every read past its end
+    for (std::size_t size = 0; size < whole.size(); cut.push_back(whole[size++])) {
+      cut.shrink_to_fit();
+      EXPECT_FALSE(publicKeyOfCertificate(cut)) << file << ' ' << size;
+      EXPECT_FALSE(VaspRSA::initWithPrivateKey_withPassword(cut, "secret")) << file << ' ' << size;
+    }
+  }
 }
 
 TEST(VaspRSA, BundlesOfOldAndNewCiphersOpen) {
@@ -115,12 +107,8 @@ TEST(VaspRSA, EncryptedDataComesBackUpToTheRoomThatPaddingLeaves) {
   const auto rsa = publicHalf();
   const auto holder = privateHalf();
   const LogCapture log;
-  for (const std::size_t size : {0U, 1U, 245U}) {
-    const auto ciphertext = rsa->encryptWithData(counted(size));
-    ASSERT_TRUE(ciphertext);
-    EXPECT_EQ(ciphertext->size(), 256U);
-    EXPECT_EQ(holder->decryptWithData(*ciphertext), counted(size));
-  }
+  for (const std::size_t size : {0U, 245U})
+    EXPECT_EQ(holder->decryptWithData(rsa->encryptWithData(counted(size))), counted(size));
   EXPECT_EQ(holder->decryptWithData(*rsa->encryptWithData(std::nullopt)), Data());
   EXPECT_EQ(holder->decryptWithData(fileOf("encrypted_pkcs1.bin")), dataOf("signed text"));
   EXPECT_EQ(recordsOf(log), Lines());
@@ -129,7 +117,10 @@ TEST(VaspRSA, EncryptedDataComesBackUpToTheRoomThatPaddingLeaves) {
 TEST(VaspRSA, EachRefusalToEncryptOrDecryptHasItsMessage) {
   const auto rsa = publicHalf();
   const auto holder = privateHalf();
-  const auto curve = VaspRSA::initWithSecKeyRefPublicKey(ecKey());
+  const auto even = VaspRSA::initWithPublicKey(fileOf("certificate_even.der"));
+  const auto curve = VaspRSA::initWithSecKeyRefPublicKey(
+      CryptoExportImportManager().importPublicKeyReferenceFromDERCertificate(
+          fileOf("certificate_ec.der")));
   const auto withoutSecret = VaspRSA::initWithSecKeyRefPrivateKey(rsa->publicKey());
   LogCapture log;
   const auto expectLine = [&](const std::optional<Data>& result, const std::string& operation,
@@ -142,10 +133,12 @@ TEST(VaspRSA, EachRefusalToEncryptOrDecryptHasItsMessage) {
   expectLine(holder->encryptWithData(kText), encrypt, "Cant encrypt without a public key");
   expectLine(rsa->encryptWithData(counted(257)), encrypt,
              "Cant encrypt 257 bytes, because the key is 256!");
-  expectLine(rsa->encryptWithData(counted(256)), encrypt, failed);
   expectLine(rsa->encryptWithData(counted(246)), encrypt, failed);
   expectLine(rsa->encryptWithData_withPadding(kText, kSha1), encrypt, failed);
-  expectLine(curve->encryptWithData(kText), encrypt, failed);
+  for (const auto& unfit : {even, curve}) {
+    expectLine(unfit->encryptWithData(kText), encrypt, failed);
+    EXPECT_FALSE(unfit->check_withSign(kText, counted(unfit == even ? 128 : 72)));
+  }
   const std::string decrypt = "decryptWithData:withPadding:";
   const std::string damaged = "RSA Cant decrypt, error: Unable to decode the provided data.";
   expectLine(rsa->decryptWithData(kText), decrypt, "Can't decrypt without a private key");
@@ -166,7 +159,6 @@ TEST(VaspRSA, SignaturesAreThoseOfOpenSslAndHoldForTheirPaddingAlone) {
   const Data sha256 = fileOf("signature_sha256.bin");
   const LogCapture log;
   EXPECT_EQ(holder->sign(kText), sha1);
-  EXPECT_EQ(holder->sign_withPadding(kText, kSha1), sha1);
   EXPECT_EQ(holder->sign_withPadding(kText, kSha256), sha256);
   EXPECT_EQ(holder->sign_withPadding(Value(dataOf("signed text")), kSha256), sha256);
   EXPECT_TRUE(rsa->check_withSign(kText, sha1));
@@ -174,7 +166,6 @@ TEST(VaspRSA, SignaturesAreThoseOfOpenSslAndHoldForTheirPaddingAlone) {
   EXPECT_FALSE(rsa->check_withSign(kText, sha256));
   EXPECT_FALSE(rsa->check_withSign_withPadding(kText, sha1, kSha256));
   EXPECT_FALSE(rsa->check_withSign(bytesOf("signed texT"), sha1));
-  EXPECT_FALSE(rsa->check_withSign(DataView(), sha1));
   EXPECT_FALSE(rsa->check_withSign(std::nullopt, sha1));
   EXPECT_FALSE(rsa->check_withSign(kText, std::nullopt));
   EXPECT_EQ(recordsOf(log), Lines());
@@ -204,16 +195,6 @@ TEST(VaspRSA, TheFirstReasonNotToSignOrCheckIsLogged) {
   EXPECT_EQ(recordsOf(log), (Lines{line(operation, "Cant sign without a content"),
                                    line(check, "Can't check sign without a public key"),
                                    line(check, "Padding not supported 1")}));
-}
-
-TEST(VaspRSA, KeysOutsideOfArithmeticOnlyFail) {
-  const LogCapture log;
-  const auto even = VaspRSA::initWithPublicKey(fileOf("certificate_even.der"));
-  ASSERT_TRUE(even);
-  EXPECT_EQ(even->encryptWithData(kText), std::nullopt);
-  EXPECT_FALSE(even->check_withSign(kText, counted(128)));
-  const auto curve = VaspRSA::initWithSecKeyRefPublicKey(ecKey());
-  EXPECT_FALSE(curve->check_withSign(kText, counted(72)));
 }
 
 TEST(VaspRSA, ExportsArePkcs1AndSubjectPublicKeyInfo) {

@@ -74,8 +74,6 @@ TEST(VaspSignedString, HoldsTheTextAndItsUtf16Units) {
   for (std::size_t i = 0; i < units.size(); ++i)
     EXPECT_EQ(text.characterAtIndex(i), units[i]) << i;
   EXPECT_EQ(text.characterAtIndex(units.size()), 0);
-  EXPECT_EQ(text.characterAtIndex(std::string::npos), 0);
-  EXPECT_EQ(text.copyWithZone().text(), kText);
   EXPECT_TRUE(log.lines().empty());
 }
 
@@ -98,22 +96,6 @@ TEST(VaspSignedString, EveryFlippedByteEndsTheMakingWithItsNumber) {
   flipAll(&SignedStringWorld::cks, 6);
 }
 
-TEST(VaspSignedString, FlippedCertificateNeverYieldsAnotherKey) {
-  const LogCapture log;
-  const SignedStringWorld good;
-  const Data certificate = fileOf("certificate_rsa.der");
-  for (std::size_t at = 0; at < certificate.size(); at += 5) {
-    SignedStringWorld world = good;
-    Data flipped = certificate;
-    flipped[at] ^= 0x10;
-    world.certificate = base64Of(flipped);
-    const auto rsa = VaspRSA::initWithPublicKey(flipped);
-    const bool sameKey =
-        rsa && VaspRSA::serializeSecKey(rsa->publicKey()) == fileOf("public_key.der");
-    EXPECT_EQ(endedBy([&] { return world.make(); }), sameKey ? 0 : 6) << at;
-  }
-}
-
 TEST(VaspSignedString, EachCheckLogsItsLineAndEndsWithItsMessage) {
   using World = SignedStringWorld;
   const struct {
@@ -132,7 +114,6 @@ TEST(VaspSignedString, EachCheckLogsItsLineAndEndsWithItsMessage) {
       {[](World& w) { return w.cks.resize(10), w.make(); }, "ck <10 fail", 2},
       {[](World& w) { return w.ck2.resize(11), w.make(); }, "ck1/2 len fail", 3},
       {[](World& w) { return w.cks.resize(11), w.make(); }, "Sign check KO!!", 6},
-      {[](World& w) { return w.text += "x", w.make(); }, "checksum fail", 7},
       {[](World& w) { return w.checksum += "AAAA", w.make(); }, "checksum fail", 7},
   };
   for (const auto& row : rows) {
@@ -148,14 +129,9 @@ TEST(VaspSignedString, EachCheckLogsItsLineAndEndsWithItsMessage) {
   }
 }
 
-TEST(VaspSignedString, SaltMayBeSignedWithSha1) {
+TEST(VaspSignedString, UnusableCertificateAfterAGoodOneIsReadAndLoggedEachTime) {
   SignedStringWorld world;
-  world.cks = *privateHalf()->sign(world.salt);
-  EXPECT_EQ(world.make().text(), kText);
-}
-
-TEST(VaspSignedString, UnusableCertificateIsReadAndLoggedEachTime) {
-  SignedStringWorld world;
+  (void)world.make();
   world.certificate = base64Of(fileOf("public_key_info.der"));
   const LogCapture log;
   for (int i = 1; i <= 2; ++i) {
@@ -164,10 +140,12 @@ TEST(VaspSignedString, UnusableCertificateIsReadAndLoggedEachTime) {
   }
 }
 
-TEST(VaspSignedString, CopyIsCheckedAgainstTheKeyMaterialOfNow) {
+TEST(VaspSignedString, CopyIsCheckedAgainstTheKeyMaterialOfNowSignedInEitherWay) {
   const LogCapture log;
   const SignedStringWorld world;
   const VaspSignedString text = world.make();
+  VaspSignedString::setCKS(*privateHalf()->sign(world.salt));
+  EXPECT_EQ(text.copyWithZone().text(), kText);
   VaspSignedString::setCKS(Data(256, 1));
   EXPECT_EQ(endedBy([&] { return text.copyWithZone(); }), 6);
 }
