@@ -18,10 +18,6 @@ TEST(VaspCacheLru, KeysOfEveryTypeCompareByValue) {
   values.setObject_forKey(2, 1.0);
   EXPECT_EQ(values.objectForKey(List{1U, "a"}), 1);
   EXPECT_EQ(values.objectForKey(1), 2);
-  VaspCacheLru<int> texts;
-  texts.setObject_forKey(1, std::string_view("a\0b", 3));
-  EXPECT_EQ(texts.objectForKey("a"), std::nullopt);
-  EXPECT_EQ(texts.objectForKey(std::string("a\0b", 3)), 1);
 }
 
 TEST(VaspCacheLru, RandomUseAgreesWithAPlainList) {

@@ -1,5 +1,7 @@
 #include "kelm/storage/kelm_data_store_handler.h"
 
+#include <tuple>
+
 #include "tests/storage/storage_fixture.h"
 #include "tests/support/account_record.h"
 #include "tests/support/every_fault.h"
@@ -18,17 +20,12 @@ struct StoreFixture : StorageFixture {
 };
 
 TEST(KelmDataStoreHandler, RecordPathJoinsFoldersAndName) {
-  const struct {
-    std::string_view name;
-    std::optional<std::string_view> folders;
-    std::string path;
-  } kRows[] = {
-      {"A", std::nullopt, "A"}, {"A", "", "A"},          {"A", "/x/", "x/A"},
-      {"/A", "x", "x/A"},       {"A", "a//b/", "a/b/A"}, {"A", "/", "A"},
-      {"x//A", "", "x//A"},     {"", "x", "x"},          {"A", "x/../", "x/../A"},
-  };
-  for (const auto& row : kRows)
-    EXPECT_EQ(Store::getFilepathFromName_andFolders(row.name, row.folders), row.path);
+  using Row = std::tuple<const char*, std::optional<std::string_view>, const char*>;
+  for (const auto& [name, folders, path] :
+       {Row{"A", std::nullopt, "A"}, Row{"A", "", "A"}, Row{"/A", "x", "x/A"}, Row{"", "x", "x"},
+        Row{"A", "a//b/", "a/b/A"}, Row{"A", "/", "A"}, Row{"x//A", "", "x//A"},
+        Row{"A", "/x/../", "x/../A"}})
+    EXPECT_EQ(Store::getFilepathFromName_andFolders(name, folders), path);
 }
 
 TEST(KelmDataStoreHandler, RecordIsTheBareCiphertextUnderLibraryKelm) {

@@ -36,14 +36,6 @@ TEST(VaspFileHandlerStore, RefusedAttributesFailTheStoreButLeaveTheBytes) {
                           "ERROR Error storing data : (null) in /r/a"));
 }
 
-TEST(VaspFileHandlerStore, AbsentDataIsRefusedQuietlyAboveAndLoudlyBelow) {
-  StorageFixture f;
-  EXPECT_FALSE(f.handler.storeNSData_withFullpath(std::nullopt, "/r/a"));
-  EXPECT_FALSE(f.handler.storeNSData_toPath(std::nullopt, "/r/a"));
-  EXPECT_THAT(f.log.lines(), ElementsAre("WARN No data to store in : /r/a"));
-  EXPECT_THAT(f.tree("/r"), IsEmpty());
-}
-
 TEST(VaspFileHandlerRead, TellsMissingUnreadableEmptyAndMalformedApart) {
   StorageFixture f;
   f.put("/r/empty", "");
@@ -77,12 +69,11 @@ TEST(VaspFileHandlerAttributes, AreThoseOfTheItem) {
   const auto folder = f.handler.getAttributesOfFullpath("/r");
   EXPECT_EQ(*folder->find("NSFileType"), Value("NSFileTypeDirectory"));
   EXPECT_FALSE(folder->contains("NSFileProtectionKey"));
-  EXPECT_EQ(f.handler.getLastTouchDateOfFullpath("/r/missing"), std::nullopt);
   EXPECT_EQ(f.handler.getAttributesOfFullpath("/r/missing"), std::nullopt);
   EXPECT_THAT(f.lines(), ElementsAre("WARN Cant read attributes of file /r/missing"));
 }
 
-TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
+TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedSilentlyAndAbsentDataOnlyBelowWithALine) {
   StorageFixture f;
   for (const VaspFileHandler::Path path : {VaspFileHandler::Path(""), VaspFileHandler::Path()}) {
     EXPECT_FALSE(f.handler.existsFullPath(path));
@@ -92,7 +83,6 @@ TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
     EXPECT_FALSE(f.handler.setExcludeBackupAttributeToFullpath(path));
     EXPECT_FALSE(f.handler.storeNSData_withFullpath(bytesOf("x"), path));
     EXPECT_EQ(f.handler.readNSDataWithFullpath(path), std::nullopt);
-    EXPECT_EQ(f.handler.readNSStringWithFullpath(path), std::nullopt);
     EXPECT_EQ(f.handler.readNSCodableObjectWithFullpath(path), std::nullopt);
     EXPECT_TRUE(f.handler.ensureFullPathExists_andClearFiles(path, true));
     EXPECT_FALSE(f.handler.removeFileWithFullPath(path));
@@ -104,7 +94,11 @@ TEST(VaspFileHandlerPaths, EmptyAndAbsentOnesAreRefusedWithoutALine) {
     EXPECT_FALSE(f.handler.copyFileWithFullPath_toDestFullPath(path, "/r/x"));
   }
   EXPECT_EQ(f.handler.listFoldersInHandlerFullPath(std::nullopt), std::nullopt);
+  EXPECT_FALSE(f.handler.storeNSData_withFullpath(std::nullopt, "/r/a"));
   EXPECT_THAT(f.log.lines(), IsEmpty());
+  EXPECT_FALSE(f.handler.storeNSData_toPath(std::nullopt, "/r/a"));
+  EXPECT_THAT(f.log.lines(), ElementsAre("WARN No data to store in : /r/a"));
+  EXPECT_THAT(f.tree("/r"), IsEmpty());
 }
 
 TEST(VaspFileHandlerPaths, EveryByteButNulAndSlashIsANameLikeAnyOther) {
