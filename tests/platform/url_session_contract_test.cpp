@@ -12,8 +12,9 @@ namespace url_error = platform::url_error;
 using testing::ElementsAre;
 using testing::Pair;
 
-class UrlSessionContract : public testing::TestWithParam<const char*> {
+class UrlSessionContract : public UrlSessionTest, public testing::WithParamInterface<const char*> {
  protected:
+  UrlSessionContract() { sessions = services.urlSessions; }
   void serve(const HttpServer::Handler& handler) {
     handler_ = handler;
     if (std::string_view(GetParam()) == "memory") return;
@@ -32,9 +33,6 @@ class UrlSessionContract : public testing::TestWithParam<const char*> {
       targets.push_back(request.target);
     return targets;
   }
-  std::shared_ptr<UrlSession> makeSession(UrlSessionConfiguration configuration = {}) const {
-    return sessions->make(std::move(configuration), delegate);
-  }
   UrlOutcome await(const UrlReceiver& receiver) {
     do {
       answerInMemory();
@@ -42,17 +40,13 @@ class UrlSessionContract : public testing::TestWithParam<const char*> {
     return receiver.await();
   }
   UrlOutcome perform(UrlSession& session, const UrlRequest& request) {
-    const UrlReceiver receiver;
-    session.makeDataTask(request, receiver.completion())->resume();
-    return await(receiver);
+    return await(start(session, request));
   }
   UrlRequest to(const std::string& target) const { return requestTo(root + target); }
 
   TestPlatform services;
   TestScope scope{services};
-  std::shared_ptr<RecordingUrlDelegate> delegate = std::make_shared<RecordingUrlDelegate>();
   std::unique_ptr<HttpServer> server;  // none for the sessions in memory
-  std::shared_ptr<platform::UrlSessions> sessions = services.urlSessions;
   std::string root = "http://127.0.0.1";
 
  private:
@@ -88,7 +82,8 @@ TEST_P(UrlSessionContract, AnyStatusIsAnAnswerAndTheDelegateLearnsWhatMoved) {
   });
   UrlSessionConfiguration configuration;
   configuration.additionalHeaders = {{"x-who", "session"}};
-  const auto session = makeSession(configuration);
+  const auto delegate = std::make_shared<RecordingUrlDelegate>();
+  const auto session = makeSession(configuration, delegate);
   EXPECT_EQ(perform(*session, to("/200")).text(), "GET  session");
   for (const int status : {200, 503}) {
     UrlRequest request = to('/' + std::to_string(status));

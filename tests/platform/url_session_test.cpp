@@ -157,7 +157,9 @@ TEST_F(UrlSessionHttp, RedirectsEndAtALoopAtForeignSchemesAndWhenUnwanted) {
 
 TEST_F(UrlSessionHttp, ThrownFailuresOfTheHostAreReportedAndHarmless) {
   const HttpServer server;
-  const auto session = makeSession({}, std::make_shared<ThrowingUrlDelegate>());
+  const auto delegate = std::make_shared<RecordingUrlDelegate>();
+  delegate->isFaulty = true;
+  const auto session = makeSession({}, delegate);
   session
       ->makeDataTask(requestTo(server.url()),
                      [](Data, auto, auto) { throw std::runtime_error("from the completion"); })

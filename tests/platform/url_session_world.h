@@ -74,6 +74,7 @@ class UrlReceiver {
 class RecordingUrlDelegate : public platform::UrlSessionDelegate {
  public:
   Disposition didReceiveChallenge(const platform::ServerTrust& trust) override {
+    if (isFaulty) throw std::runtime_error("from the challenge");
     trusts.push_back(trust);
     return disposition;
   }
@@ -81,23 +82,14 @@ class RecordingUrlDelegate : public platform::UrlSessionDelegate {
     sent.emplace_back(soFar, expected);
   }
   void didReceiveData(std::uint64_t, std::int64_t soFar, std::int64_t expected) override {
+    if (isFaulty) throw std::runtime_error("from the delegate");
     received.emplace_back(soFar, expected);
   }
 
+  bool isFaulty = false;  // throws
   Disposition disposition = Disposition::PerformDefaultHandling;
   std::vector<platform::ServerTrust> trusts;
   std::vector<std::pair<std::int64_t, std::int64_t>> sent, received;
-};
-
-/// A host's delegate with a fault.
-class ThrowingUrlDelegate : public platform::UrlSessionDelegate {
- public:
-  Disposition didReceiveChallenge(const platform::ServerTrust&) override {
-    throw std::runtime_error("from the challenge");
-  }
-  void didReceiveData(std::uint64_t, std::int64_t, std::int64_t) override {
-    throw std::runtime_error("from the delegate");
-  }
 };
 
 inline platform::UrlRequest requestTo(std::string url, std::string method = "GET") {
