@@ -7,7 +7,9 @@
 
 #include <climits>
 #include <filesystem>
+#include <functional>
 #include <thread>
+#include <vector>
 
 #include "tests/platform/faulty_sqlite_files.h"
 #include "tests/platform/item_store_world.h"
@@ -113,23 +115,16 @@ TEST_F(SqliteItemStoreFaults, StoreThatAnotherProcessChangesForTooLongIsNotAvail
   EXPECT_EQ(secretOf("anna"), kPassword);
 }
 
-/// A child process that runs `body`, whose result is its exit code.
-class ChildProcess {
- public:
-  explicit ChildProcess(const std::function<bool()>& body) : process_(fork()) {
-    if (process_ != 0) return;
-    _exit([&]() noexcept { return body() ? 0 : 1; }());
-  }
-  void killNow() const { ::kill(process_, SIGKILL); }
-  bool succeeded() const {
-    int status = 0;
-    return ::waitpid(process_, &status, 0) == process_ && WIFEXITED(status) &&
-           WEXITSTATUS(status) == 0;
-  }
-
- private:
-  const pid_t process_;
-};
+/// Runs `body` in a child process, whose exit code is 0 if that returns true.
+pid_t startChild(const std::function<bool()>& body) {
+  const pid_t child = ::fork();
+  if (child == 0) _exit([&]() noexcept { return body() ? 0 : 1; }());
+  return child;
+}
+bool succeeded(pid_t child) {
+  int status = 0;
+  return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 /// Replaces the secret of an account as often as it takes, at most 100 times.
 bool replace(platform::ItemStore& store, std::string_view account, std::string_view secret) {
@@ -142,17 +137,17 @@ bool replace(platform::ItemStore& store, std::string_view account, std::string_v
 }
 
 TEST_F(SqliteItemStoreFaults, ProcessesThatBeginAtOnceShareOneStoreAndOneKey) {
-  std::vector<ChildProcess> children;
+  std::vector<pid_t> children;
   for (int child = 0; child < 4; ++child)
-    children.emplace_back([this, own = "own" + std::to_string(child)] {
+    children.push_back(startChild([this, own = "own" + std::to_string(child)] {
       reopen();
       for (int round = 0; round < 15; ++round)
         if (!replace(*store, own, std::to_string(round)) || !replace(*store, "shared", own))
           return false;
       return true;
-    });
-  for (const ChildProcess& child : children)
-    EXPECT_TRUE(child.succeeded());
+    }));
+  for (const pid_t child : children)
+    EXPECT_TRUE(succeeded(child));
   for (int child = 0; child < 4; ++child)
     EXPECT_EQ(secretOf("own" + std::to_string(child)), "14");
   EXPECT_EQ(secretOf("shared").substr(0, 3), "own");
@@ -164,7 +159,7 @@ TEST_F(SqliteItemStoreFaults, KillBetweenDeletionAndAdditionLosesNoOtherSecretAn
     ASSERT_TRUE(replace(*folder.open(), "kept", "safe"));
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
-    const ChildProcess child([&] {
+    const pid_t child = startChild([&] {
       reopen();
       for (int round = 0;; ++round) {
         replace(*store, "pin", "whole");
@@ -176,8 +171,8 @@ TEST_F(SqliteItemStoreFaults, KillBetweenDeletionAndAdditionLosesNoOtherSecretAn
     });
     char mark;
     ASSERT_EQ(::read(ends[0], &mark, 1), 1);
-    child.killNow();
-    EXPECT_FALSE(child.succeeded());
+    ::kill(child, SIGKILL);
+    EXPECT_FALSE(succeeded(child));
     ::close(ends[0]);
     ::close(ends[1]);
     reopen();
