@@ -55,9 +55,6 @@ TEST(ConfigFileReader, PayloadKeepsValuesButForBools) {
   reader.makePayloadFromArray_inArray({false, 3}, values);
   reader.makePayloadGeneric_inArray("last", values);
   EXPECT_EQ(values, (List{"before", 1, 2, "false", 3, "last"}));
-  EXPECT_TRUE(reader.isNSNumberANdWrappingBool(false));
-  EXPECT_FALSE(reader.isNSNumberANdWrappingBool(0));
-  EXPECT_FALSE(reader.isNSNumberANdWrappingBool("true"));
 }
 
 TEST(ConfigFileReader, SignatureCoversTheOrderOfValuesButNoKeysKindsAndSeparators) {

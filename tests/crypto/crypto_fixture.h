@@ -35,19 +35,16 @@ inline std::vector<Row> rowsOf(const std::string& file) {
   return rows;
 }
 
-/// Hexadecimal digits as bytes; "-" for none, "61*3" for a byte repeated.
+/// Hexadecimal digits as bytes; "-" for none.
 inline Data bytesOfColumn(std::string_view column) {
   Data bytes;
   if (column == "-") return bytes;
-  const std::size_t star = column.find('*');
-  const std::string_view digits = column.substr(0, star);
-  for (std::size_t at = 0; at < digits.size(); at += 2) {
-    const char* const pair = digits.data() + at;
+  for (std::size_t at = 0; at < column.size(); at += 2) {
+    const char* const pair = column.data() + at;
     if (std::from_chars(pair, pair + 2, bytes.emplace_back(), 16).ptr != pair + 2)
       throw std::runtime_error("not hexadecimal: " + std::string(column));
   }
-  if (star == std::string_view::npos) return bytes;
-  return Data(std::stoul(std::string(column.substr(star + 1))), bytes.at(0));
+  return bytes;
 }
 
 /// A buffer of exactly its size on the heap, so that sanitizers see every read past its end.

