@@ -21,13 +21,13 @@ using testing::IsEmpty;
 /// One operation, and what must hold after it, done or not.
 struct Scenario {
   const char* name;
-  void (*prepare)(const FileWorld& world);
   Failure (*run)(const FileWorld& world);
   void (*check)(const FileWorld& world, bool isDone);
   bool hasNamelessFiles = true, isOtherDevice = false;
 };
 
 void furnish(const FileWorld& world) {
+  world.put("f", "old");
   world.makeFolder("from/sub");
   world.put("from/a", std::string(100'000, 'a'));
   world.put("from/sub/b", "b");
@@ -47,8 +47,6 @@ void expectMoved(const FileWorld& world, bool isDone) {
   expectWhole(world, isDone ? "to/" : "from/");
 }
 
-void putOld(const FileWorld& world) { world.put("f", "old"); }
-
 Failure replaceOld(const FileWorld& world) {
   return world->replaceFile(world.at("f"), bytesOf("new"));
 }
@@ -58,13 +56,13 @@ void expectOldOrNew(const FileWorld& world, bool isDone) {
 }
 
 const Scenario kScenarios[] = {
-    {"replaced file", putOld, replaceOld, expectOldOrNew},
-    {"replaced file, through a name", putOld, replaceOld, expectOldOrNew, false},
-    {"removal", furnish, [](const FileWorld& w) { return w->remove(w.at("from")); },
+    {"replaced file", replaceOld, expectOldOrNew},
+    {"replaced file, through a name", replaceOld, expectOldOrNew, false},
+    {"removal", [](const FileWorld& w) { return w->remove(w.at("from")); },
      [](const FileWorld& w, bool isDone) { EXPECT_EQ(w->exists(w.at("from")), !isDone); }},
-    {"move", furnish, move, expectMoved},
-    {"move to another device", furnish, move, expectMoved, true, true},
-    {"copy", furnish, [](const FileWorld& w) { return w->copy(w.at("from"), w.at("to")); },
+    {"move", move, expectMoved},
+    {"move to another device", move, expectMoved, true, true},
+    {"copy", [](const FileWorld& w) { return w->copy(w.at("from"), w.at("to")); },
      [](const FileWorld& w, bool isDone) {
        expectWhole(w, "from/");
        if (isDone || w->exists(w.at("to"))) expectWhole(w, "to/");
@@ -83,7 +81,7 @@ std::vector<std::string> leftOvers(const FileWorld& world) {
 /// A world for a scenario, ready to run it.
 struct Stage {
   explicit Stage(const Scenario& scenario) {
-    scenario.prepare(world);
+    furnish(world);
     calls->hasNamelessFiles = scenario.hasNamelessFiles;
     calls->isOtherDevice = scenario.isOtherDevice;
   }

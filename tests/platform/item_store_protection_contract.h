@@ -4,7 +4,6 @@
 
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/platform/item_store_fixture.h"
 
@@ -15,7 +14,7 @@ TEST_P(ItemStoreContract, AccessControlObjectsTakeKnownClassesAndFlags) {
   ASSERT_TRUE(control);
   EXPECT_EQ((*control)->description(), "<AccessControl ak 16408>");
   using Row = std::pair<std::string_view, std::uint32_t>;
-  for (const auto& [protection, flags] : {Row("unknown", 1), Row(kSecAttrAccessibleWhenUnlocked, 0),
+  for (const auto& [protection, flags] : {Row("unknown", 1), Row(kSecAttrAccessibleWhenUnlocked, 5),
                                           Row(kSecAttrAccessibleAlways, 16384)}) {
     const auto refused = world.store->createAccessControl(protection, flags);
     ASSERT_FALSE(refused) << protection << flags;
@@ -30,22 +29,21 @@ struct Demand {
   std::int32_t addedWithPasscodeAlone;
   std::string asked;
 };
-inline std::vector<Demand> demands() {
-  using namespace access_control_flag;
-  return {
-      {kUserPresence, 0, "passcode biometry "},
-      {kBiometryAny, -25293, "biometry "},
-      {kBiometryCurrentSet, -25293, "biometry "},
-      {kDevicePasscode, 0, "passcode "},
-      {kOr | kDevicePasscode | kBiometryAny, 0, "passcode biometry "},
-      {kOr | kDevicePasscode | kBiometryCurrentSet, 0, "passcode biometry "},
-      {kDevicePasscode | kBiometryAny, -25293, "passcode biometry both"},
-  };
-}
+const Demand kDemands[] = {
+    {access_control_flag::kUserPresence, 0, "passcode biometry "},
+    {access_control_flag::kBiometryAny, -25293, "biometry "},
+    {access_control_flag::kBiometryCurrentSet, -25293, "biometry "},
+    {access_control_flag::kDevicePasscode, 0, "passcode "},
+    {access_control_flag::kOr | access_control_flag::kDevicePasscode |
+         access_control_flag::kBiometryCurrentSet,
+     0, "passcode biometry "},
+    {access_control_flag::kDevicePasscode | access_control_flag::kBiometryAny, -25293,
+     "passcode biometry both"},
+};
 
 TEST_P(ItemStoreContract, ProtectedItemsNeedWhatIsSetUpAndReadingThemAsksForWhatOpensThem) {
   const Dictionary query = with(password("anna"), kSecUseOperationPrompt, "Why");
-  for (const Demand& demand : demands()) {
+  for (const Demand& demand : kDemands) {
     SCOPED_TRACE(demand.flags);
     const Dictionary item =
         withSecret(withControl(password("anna"), kSecAttrAccessibleAlways, demand.flags), "pw");
