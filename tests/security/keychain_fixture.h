@@ -90,8 +90,6 @@ struct KeychainFixture {
   std::int32_t status = kUntouched;
 };
 
-inline std::string statusText(std::int32_t status) {
-  return VaspKeychainWrapper::osStatusToString(status);
-}
+inline constexpr auto& statusText = VaspKeychainWrapper::osStatusToString;
 
 }  // namespace kelm::test

