@@ -67,7 +67,8 @@ class KELM_API KelmReliableQueue {
                                std::optional<std::string_view> queueId);
   /// `processQueueWithID:` Offers the files whose path contains "___" and the ID, oldest first,
   /// each to the processor of the ID in its own name, without waiting for done callbacks. A file
-  /// without a processor stays. When the key is missing every file is logged as broken and stays.
+  /// without a processor stays. When the key is missing every file is logged as broken and stays,
+  /// but for one too large to hold a payload, which goes all the same.
   void processQueueWithID(std::optional<std::string_view> queueId);
   /// `resetQueueWithID:` Removes the files of exactly this ID, and badly named ones.
   void resetQueueWithID(std::optional<std::string_view> queueId);
