@@ -42,7 +42,7 @@ class KELM_API FileSystem {
   virtual bool isDirectory(const std::string& path) const = 0;
   virtual Result<FileStatus> status(const std::string& path) const = 0;
 
-  /// A regular file, links followed; anything else is an error, at once.
+  /// A regular file, links followed; anything else, and a file larger than memory, is an error.
   virtual Result<Data> readFile(const std::string& path) const = 0;
   /// Replaces or creates a regular file so that at every moment, also after a crash or loss of
   /// power, the path leads to the old or to the new content, whole; once it returns no error the

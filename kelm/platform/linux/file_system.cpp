@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <new>
 #include <utility>
 
 #include "kelm/platform/linux/file_calls.h"
@@ -117,10 +118,14 @@ Result<Data> LinuxFileSystem::readFile(const std::string& path) const {
     return fileError(errno, path);
   // A pipe or a device may never end.
   if (!S_ISREG(status.st_mode)) return fileError(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
-  Data content;
-  if (const int error = readAll(file.number(), static_cast<std::size_t>(status.st_size), content))
-    return fileError(error, path);
-  return content;
+  try {
+    Data content;
+    if (const int error = readAll(file.number(), static_cast<std::size_t>(status.st_size), content))
+      return fileError(error, path);
+    return content;
+  } catch (const std::bad_alloc&) {
+    return fileError(ENOMEM, path);  // a file of holes may claim any size
+  }
 }
 
 Result<std::vector<DirectoryEntry>> LinuxFileSystem::list(const std::string& path) const {
