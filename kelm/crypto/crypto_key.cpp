@@ -88,6 +88,10 @@ KeyReference publicHalfOf(const CryptoKey& privateKey) {
   return numbers ? rsaKeyOfPkcs1(*numbers, KeyPart::Public) : nullptr;
 }
 
+bool isPublicHalfOf(const CryptoKey& publicKey, const CryptoKey& privateKey) {
+  return EVP_PKEY_eq(publicKey.native.get(), privateKey.native.get()) == 1;
+}
+
 std::optional<Data> externalRepresentation(const CryptoKey* key) {
   if (key == nullptr) return std::nullopt;
   return written(*key, key->part == KeyPart::Public ? &i2d_PublicKey : &i2d_PrivateKey);

@@ -41,6 +41,7 @@ std::optional<KeyReference> publicKeyOfCertificate(DataView der);
 KeyReference rsaKeyOfPkcs1(DataView der, KeyPart part);
 /// The public half of an RSA private key.
 KeyReference publicHalfOf(const CryptoKey& privateKey);
+bool isPublicHalfOf(const CryptoKey& publicKey, const CryptoKey& privateKey);
 /// PKCS#1 of RSA keys, the point of elliptic-curve public keys. Absent when there is none. A
 /// private key's bytes are the caller's to wipe.
 std::optional<Data> externalRepresentation(const CryptoKey* key);

@@ -33,6 +33,14 @@ Dictionary halfOf(KeyPart part, DataView tag, Data secret, const Data& label) {
   return item;
 }
 
+/// Null when the answer is no reference to a key that can be read.
+KeyReference keyOf(const Value& answer, KeyPart part) {
+  const auto* const object = answer.get<ObjectPointer>();
+  const auto* const item =
+      object != nullptr ? dynamic_cast<const platform::ItemReference*>(object->get()) : nullptr;
+  return item != nullptr ? rsaKeyOfPkcs1(item->secret(), part) : nullptr;
+}
+
 std::int32_t added(Dictionary item) {
   const std::int32_t status = store().add(item).status;
   wipeSecret(item);
@@ -71,11 +79,18 @@ std::int32_t addKeyPair(const CryptoKey& privateKey, DataView publicTag, DataVie
 
 KeyReference findKey(Dictionary query, KeyPart part) {
   query.set(kSecReturnRef, true);
+  return keyOf(store().copyMatching(query).result, part);
+}
+
+std::vector<KeyReference> findKeys(Dictionary query, KeyPart part) {
+  query.set(kSecReturnRef, true);
+  query.set(kSecMatchLimit, kSecMatchLimitAll);
   const platform::ItemAnswer answer = store().copyMatching(query);
-  const auto* const object = answer.result.get<ObjectPointer>();
-  const auto* const item =
-      object != nullptr ? dynamic_cast<const platform::ItemReference*>(object->get()) : nullptr;
-  return item != nullptr ? rsaKeyOfPkcs1(item->secret(), part) : nullptr;
+  std::vector<KeyReference> keys;
+  if (const auto* const items = answer.result.get<List>())
+    for (const Value& item : *items)
+      if (KeyReference key = keyOf(item, part)) keys.push_back(std::move(key));
+  return keys;
 }
 
 }  // namespace kelm

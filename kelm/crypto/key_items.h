@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kelm/base/data.h"
 #include "kelm/base/value.h"
@@ -21,5 +22,7 @@ Dictionary anyKeyQuery(DataView tag);
 std::int32_t addKeyPair(const CryptoKey& privateKey, DataView publicTag, DataView privateTag);
 /// The first key that the query finds; null when there is none, or none that can be read.
 KeyReference findKey(Dictionary query, KeyPart part);
+/// All keys that the query finds and that can be read, in the order of adding.
+std::vector<KeyReference> findKeys(Dictionary query, KeyPart part);
 
 }  // namespace kelm

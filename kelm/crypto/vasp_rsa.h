@@ -29,8 +29,8 @@ class KELM_API VaspRSA {
   /// size is not served or the store refuses. Seconds for large sizes. Earlier pairs of the
   /// identifier stay, and are the ones that are read.
   bool generateKeyPairWithID_size(std::string_view identifier, std::int32_t sizeBits);
-  /// `readKeyPairWithID:` Takes both halves from the item store; false, silent, with this object
-  /// unchanged, unless both are there.
+  /// `readKeyPairWithID:` Takes both halves from the item store, of the first pair that is whole;
+  /// false, silent, with this object unchanged, when there is none.
   bool readKeyPairWithID(std::string_view identifier);
   /// `deleteKeyPairWithID:` Deletes both halves from the item store, silently; false unless both
   /// were there. Keys in memory stay.

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "kelm/base/mutex.h"
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/key_items.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
@@ -55,6 +56,8 @@ KeyReference VaspRSAKeyUtil::generateRSAKeyWithHexModulus_andHexExponent_type(
 KeyReference VaspRSAKeyUtil::dataKeyToSecKeyRef_withFingerprint_forKeyType(
     DataView der, std::string_view fingerprint, std::string_view keyClass) {
   platform::ItemStore& store = *platform::Platform::current().itemStore;
+  static Mutex& mutex = *new Mutex;  // two threads that keep one key would remove each other's
+  const Lock lock(mutex);
   Dictionary query = keyQuery(sha1FromStringInHex(fingerprint));
   query.set(kSecAttrKeyClass, keyClass);
   (void)store.remove(query);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kelm/base/error.h"
+#include "kelm/base/mutex.h"
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/crypto_key.h"
 #include "kelm/crypto/key_items.h"
@@ -51,13 +52,18 @@ bool VaspRSA::generateKeyPairWithID_size(std::string_view identifier, std::int32
 }
 
 bool VaspRSA::readKeyPairWithID(std::string_view identifier) {
-  KeyReference privateKey = findKey(keyQuery(privateTag(identifier)), KeyPart::Private);
-  if (!privateKey) return false;
-  KeyReference publicKey = findKey(keyQuery(publicTag(identifier)), KeyPart::Public);
-  if (!publicKey) return false;
-  privateKey_ = std::move(privateKey);
-  publicKey_ = std::move(publicKey);
-  return true;
+  const auto privateKeys = findKeys(keyQuery(privateTag(identifier)), KeyPart::Private);
+  if (privateKeys.empty()) return false;
+  const auto publicKeys = findKeys(keyQuery(publicTag(identifier)), KeyPart::Public);
+  // A generation or deletion that was killed halfway leaves a half without its partner.
+  for (const KeyReference& privateKey : privateKeys)
+    for (const KeyReference& publicKey : publicKeys)
+      if (isPublicHalfOf(*publicKey, *privateKey)) {
+        privateKey_ = privateKey;
+        publicKey_ = publicKey;
+        return true;
+      }
+  return false;
 }
 
 bool VaspRSA::deleteKeyPairWithID(std::string_view identifier) {
@@ -75,6 +81,9 @@ std::optional<Data> VaspRSA::legacy_serializeSecKey(const KeyReference& key) {
   Dictionary item = keyQuery(bytesOf(kTag));
   item.set(kSecValueData, *std::move(bytes));
   item.set(kSecReturnData, true);
+  // One tag serves all keys: nobody else's item may stand there meanwhile.
+  static Mutex& mutex = *new Mutex;
+  const Lock lock(mutex);
   platform::ItemAnswer answer = store().add(item);
   wipe(*item.find(kSecValueData)->get<Data>());
   if (answer.status != item_status::kSuccess) return std::nullopt;

@@ -1,3 +1,7 @@
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "kelm/crypto/hexadecimal.h"
 #include "kelm/crypto/vasp_rsa_key_util.h"
 #include "kelm/platform/item_store.h"
@@ -105,6 +109,36 @@ TEST_F(RsaStore, SecondPairOfAnIdentifierLeavesTheFirstInUse) {
   EXPECT_TRUE(first.check_withSign(kText, read.sign(kText)));
   EXPECT_TRUE(read.deleteKeyPairWithID("a"));
   EXPECT_EQ(store().itemCount(), 0U);
+}
+
+TEST_F(RsaStore, HalfThatLostItsPartnerIsNeverReadWithAForeignOne) {
+  VaspRSA rsa;
+  // The public half is refused, and so is the removal of the private one.
+  store().answerNext({0, item_status::kDiskFull, item_status::kDiskFull});
+  ASSERT_FALSE(rsa.generateKeyPairWithID_size("a", 512));
+  ASSERT_EQ(store().itemCount(), 1U);
+  ASSERT_TRUE(rsa.generateKeyPairWithID_size("a", 512));
+  VaspRSA read;
+  ASSERT_TRUE(read.readKeyPairWithID("a"));
+  EXPECT_TRUE(read.check_withSign(kText, read.sign(kText)));
+  EXPECT_TRUE(rsa.check_withSign(kText, read.sign(kText)));
+}
+
+TEST_F(RsaStore, ThreadsThatKeepOneKeyOrSerialiseAtATimeAllGetIt) {
+  const auto rsa = publicHalf();
+  const Data der = fileOf("public_key.der");
+  std::atomic<int> lost = 0;
+  std::vector<std::jthread> threads(4);
+  for (std::jthread& thread : threads)
+    thread = std::jthread([&] {
+      for (int i = 0; i < 50; ++i) {
+        lost += VaspRSA::legacy_serializeSecKey(rsa->publicKey()) != der;
+        lost += VaspRSAKeyUtil::dataKeyToSecKeyRef_withFingerprint_forKeyType(
+                    der, "key", kSecAttrKeyClassPublic) == nullptr;
+      }
+    });
+  threads.clear();
+  EXPECT_EQ(lost, 0);
 }
 
 TEST_F(RsaStore, LegacySerialisationPassesThroughTheStoreAndLeavesNothing) {
