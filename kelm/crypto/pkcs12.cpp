@@ -36,6 +36,7 @@ OSSL_LIB_CTX* libraryContext() {
     if (context != nullptr) {
       (void)OSSL_PROVIDER_load(context, "default");
       (void)OSSL_PROVIDER_load(context, "legacy");
+      ERR_clear_error();  // what a missing module leaves would confuse the host's own TLS calls
     }
     return context;
   }();
