@@ -65,7 +65,6 @@ class ClockGenerator {
     if (counter_ == 0) {
       const auto* given = reinterpret_cast<const char*>(getauxval(AT_RANDOM));
       if (given != nullptr) std::memcpy(key_.data(), given, 16);
-      key_[4] ^= static_cast<std::uint32_t>(::getpid());
     }
     timespec wall{}, steady{};
     clock_gettime(CLOCK_REALTIME, &wall);
