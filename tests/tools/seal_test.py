@@ -98,8 +98,8 @@ class Seal(unittest.TestCase):
         self.assertEqual(failed.stdout, "")
 
     def test_control_characters_of_what_is_signed_do_not_reach_the_terminal(self):
-        made = self.seal({"a": "\x1b[2Jred\n"})
-        self.assertIn("\\x1b[2Jred\\x0a", made.stderr)
+        made = self.seal({"a": "\x1b[2Jred\n\x9b2Jü"})
+        self.assertIn("\\x1b[2Jred\\x0a\\xc2\\x9b2Jü", made.stderr)
         self.assertNotIn("\x1b", made.stderr)
 
     def test_password_is_asked_for_at_the_terminal_and_not_shown(self):

@@ -31,12 +31,17 @@ T require(Result<T> result) {
 /// Without what would move the cursor or change colours.
 std::string shown(std::string_view text) {
   std::string safe;
+  char before = 0;
   for (const char letter : text) {
     const auto byte = static_cast<unsigned char>(letter);
-    if (byte < 0x20 || byte == 0x7F)
+    // U+0080 to U+009F are control characters, too: C2 and one of 80 to 9F.
+    const bool endsControl = before == '\xC2' && byte >= 0x80 && byte < 0xA0;
+    if (endsControl) safe.replace(safe.size() - 1, 1, "\\xc2");
+    if (byte < 0x20 || byte == 0x7F || endsControl)
       safe += "\\x" + VaspCryptoUtils::hexadecimalStringOfData(Data{byte});
     else
       safe += letter;
+    before = letter;
   }
   return safe;
 }

@@ -53,7 +53,8 @@ class Options {
 Data readFile(const std::string& path);
 /// A text file without the line end that editors leave.
 Secret readText(const std::string& path);
-/// Writes a file that its owner alone can read, atomically.
+/// Writes a file, atomically. Its owner alone can read a new one; one that is replaced keeps its
+/// permissions.
 void writeFile(const std::string& path, DataView content);
 void removeFile(const std::string& path);
 
