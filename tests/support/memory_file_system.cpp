@@ -151,7 +151,7 @@ Failure MemoryFileSystem::attempt(const std::string& path, Run run) const {
 template <class T, class Run>
 Result<T> MemoryFileSystem::read(const std::string& path, bool follows, Run run) const {
   const Lock lock(mutex_);
-  T result;
+  T result{};
   const Failure failure = attempt(path, [&]() KELM_REQUIRES(mutex_) {
     const Place place = find(path, follows);
     return place.missing() != 0 ? place.missing() : run(*place.node, result);
