@@ -102,8 +102,8 @@ class Seal(unittest.TestCase):
         self.assertIn("\\x1b[2Jred\\x0a\\xc2\\x9b2Jü", made.stderr)
         self.assertNotIn("\x1b", made.stderr)
 
-    def test_password_is_asked_for_at_the_terminal_and_not_shown(self):
-        self.run_tool("make-key", *self.keys)
+    def type_password(self, password):
+        """The exit status and what the terminal showed."""
         path = self.write("configuration.json", json.dumps(CONFIGURATION))
         arguments = [TOOL, "seal-configuration", "--configuration", path, "--output", self.sealed,
                      *self.signer[:4], *self.keys]
@@ -115,15 +115,22 @@ class Seal(unittest.TestCase):
             shown += os.read(terminal, 1000)
         while termios.tcgetattr(terminal)[3] & termios.ECHO:  # it prompts first
             os.sched_yield()
-        os.write(terminal, b"secret\n")
+        os.write(terminal, password + b"\n")
         try:
             while chunk := os.read(terminal, 1000):
                 shown += chunk
         except OSError:  # the child is gone
             pass
-        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0, shown)
+        return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), shown
+
+    def test_password_is_asked_for_at_the_terminal_and_not_shown(self):
+        self.run_tool("make-key", *self.keys)
+        status, shown = self.type_password(b"secret")
+        self.assertEqual(status, 0, shown)
         self.assertNotIn(b"secret", shown)
         self.open()
+        for length, problem in ((1024, b"password is wrong"), (1025, b"no terminal")):
+            self.assertIn(problem, self.type_password(b"x" * length)[1])
 
     def test_problems_are_named_with_status_1(self):
         self.run_tool("make-key", *self.keys)

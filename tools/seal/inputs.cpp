@@ -18,13 +18,13 @@ namespace {
 
 constexpr std::string_view kPemBegin = "-----BEGIN CERTIFICATE-----";
 constexpr std::string_view kPemEnd = "-----END CERTIFICATE-----";
-constexpr int kTypedBytes = 1024;
+constexpr int kMostTyped = 1024;
 
 platform::FileSystem& files() { return *platform::Platform::current().fileSystem; }
 
 Secret typedSecret(const std::string& prompt) {
-  std::array<char, kTypedBytes> typed{};
-  const int status = EVP_read_pw_string(typed.data(), kTypedBytes, (prompt + ": ").c_str(), 0);
+  std::array<char, kMostTyped + 1> typed{};  // OpenSSL ends the text behind the most
+  const int status = EVP_read_pw_string(typed.data(), kMostTyped, (prompt + ": ").c_str(), 0);
   Data bytes = dataOf({typed.data(), std::strlen(typed.data())});
   wipe({reinterpret_cast<std::uint8_t*>(typed.data()), typed.size()});
   ERR_clear_error();
