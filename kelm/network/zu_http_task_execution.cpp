@@ -185,7 +185,7 @@ void ZuHTTPTask::handleProcessingOfData_withURLResponse_withNetworkError_andWith
     responseBody_ = answer->bodyResponse();
     errorOnTaskExecution_ = std::move(error);
   }
-  logAboutNetworkTask();
+  runReporting([&] { logAboutNetworkTask(); });
   {
     const Lock lock(mutex_);
     responseBody_.reset();
@@ -211,6 +211,8 @@ void ZuHTTPTask::complete(const std::shared_ptr<ZuHTTPResponse>& response,
       result = transformation(response);
     } catch (const std::exception& failure) {
       error = Error::make(error_domain::kFormat, 0, describe(failure));
+    } catch (...) {
+      error = Error::make(error_domain::kFormat, 0, "unknown exception");
     }
   }
   completion(std::move(result), std::move(error));

@@ -22,7 +22,10 @@ struct RecordingTask : ZuHTTPTask {
     note("buildRequest");
     return ZuHTTPTask::buildRequest();
   }
-  std::string getCurrentSessionName() const override { return "till session"; }
+  std::string getCurrentSessionName() const override {
+    if (throwsAt == "sessionName") throw std::runtime_error(throwsAt);
+    return "till session";
+  }
   void taskWillExecute(const std::shared_ptr<platform::DataTask>& task) override {
     EXPECT_TRUE(task == currentTask() && request() && fixture.sessions.requests().empty());
     note(task ? "willExecute" : "willExecute without task");
@@ -168,21 +171,28 @@ TEST(TaskExecution, FailureRaisedAtTheStartReachesTheCallerAndReleasesAll) {
 }
 
 TEST(TaskExecution, WhatUserCodeThrowsNeitherStopsTheAnswerNorEscapes) {
-  ExecutionFixture f;
-  f.task->throwsAt = "didExecute";
-  f.task->performWithTransformation_withNetworkCompletion(
-      [](const auto&) -> std::optional<Value> { throw std::runtime_error("transformation"); },
-      [&](const std::optional<Value>& result, const std::optional<Error>& error) {
-        EXPECT_EQ(result, std::nullopt);
-        f.application->note("completion " + error->localizedDescription());
-        throw std::runtime_error("completion");
-      });
-  f.application->takeEvents();
-  f.answer(200);
-  EXPECT_THAT(f.services.console->lines(),
-              ElementsAre("LOG ERROR didExecute", "LOG ERROR completion"));
-  EXPECT_THAT(f.application->takeEvents(),
-              ElementsAre("didExecute", "completion transformation", "indicator off", "end 1"));
+  for (const std::string place : {"didExecute", "sessionName"}) {
+    ExecutionFixture f;
+    f.task->throwsAt = place;
+    f.task->performWithTransformation_withNetworkCompletion(
+        [&](const auto&) -> std::optional<Value> {
+          if (place == "didExecute") throw std::runtime_error("transformation");
+          throw 7;
+        },
+        [&](const std::optional<Value>& result, const std::optional<Error>& error) {
+          EXPECT_EQ(result, std::nullopt);
+          f.application->note("completion " + error->localizedDescription());
+          throw std::runtime_error("completion");
+        });
+    f.application->takeEvents();
+    f.answer(200);
+    EXPECT_THAT(f.services.console->lines(),
+                ElementsAre("LOG ERROR " + place, "LOG ERROR completion"));
+    const char* const failure = place == "didExecute" ? "transformation" : "unknown exception";
+    EXPECT_THAT(
+        f.application->takeEvents(),
+        ElementsAre("didExecute", std::string("completion ") + failure, "indicator off", "end 1"));
+  }
 }
 
 TEST(TaskProgress, IsLoggedAndPassedOnOnlyToItsHandler) {
