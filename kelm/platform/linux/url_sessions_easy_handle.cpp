@@ -25,12 +25,6 @@ bool isTransportHeader(std::string_view name) {
                      [&](std::string_view own) { return equalsIgnoringCase(own, name); });
 }
 
-bool hasHeader(const Dictionary& headers, std::string_view name) {
-  return std::any_of(headers.begin(), headers.end(), [&](const Dictionary::Entry& entry) {
-    return equalsIgnoringCase(entry.key, name);
-  });
-}
-
 long millisecondsOf(double seconds) {
   constexpr double kMost = 24.0 * 3600;
   return seconds > 0 ? static_cast<long>(std::min(seconds, kMost) * 1000) + 1 : 0;
@@ -54,6 +48,12 @@ int onSocketUnused(void*, curl_socket_t socket) {
 }
 
 }  // namespace
+
+bool hasHeader(const Dictionary& headers, std::string_view name) {
+  return std::any_of(headers.begin(), headers.end(), [&](const Dictionary::Entry& entry) {
+    return equalsIgnoringCase(entry.key, name);
+  });
+}
 
 void HeaderLines::clear() {
   text_.clear();
@@ -120,12 +120,12 @@ void EasyHandle::attach(void* owner) {
     curl_easy_setopt(curl_, option, owner);
 }
 
-void EasyHandle::prepare(const UrlRequest& request, const UrlSessionConfiguration& configuration,
-                         const std::string& cookies, bool reportsUpload) {
+void EasyHandle::prepare(const UrlRequest& request, const std::string& cookies,
+                         bool reportsUpload) {
   curl_easy_setopt(curl_, CURLOPT_URL, request.url->c_str());
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, reportsUpload ? 0L : 1L);
   prepareMethod(request);
-  prepareHeaders(request, configuration, cookies);
+  prepareHeaders(request, cookies);
 }
 
 void EasyHandle::prepareMethod(const UrlRequest& request) {
@@ -147,28 +147,20 @@ void EasyHandle::prepareMethod(const UrlRequest& request) {
   curl_easy_setopt(curl_, CURLOPT_CUSTOMREQUEST, usual ? nullptr : method.c_str());
 }
 
-void EasyHandle::prepareHeaders(const UrlRequest& request,
-                                const UrlSessionConfiguration& configuration,
-                                const std::string& cookies) {
+void EasyHandle::prepareHeaders(const UrlRequest& request, const std::string& cookies) {
   headers_.clear();
-  const auto add = [this](const std::string& name, const Value& value) {
-    if (isTransportHeader(name)) return;
+  for (const auto& [name, value] : request.headers) {
+    if (isTransportHeader(name)) continue;
     if (const auto text = value.text())
       headers_.add(name, *text);
     else
       headers_.add(name, describe(value));
-  };
-  for (const auto& [name, value] : request.headers)
-    add(name, value);
-  for (const auto& [name, value] : configuration.additionalHeaders)
-    if (!hasHeader(request.headers, name)) add(name, value);
-  const auto isGiven = [&](std::string_view name) {
-    return hasHeader(request.headers, name) || hasHeader(configuration.additionalHeaders, name);
-  };
-  if (!isGiven("User-Agent")) headers_.add("User-Agent", "KelmCore/" KELM_VERSION);
+  }
+  if (!hasHeader(request.headers, "User-Agent"))
+    headers_.add("User-Agent", "KelmCore/" KELM_VERSION);
   if (!cookies.empty()) headers_.add("Cookie", cookies);
   if (request.body && request.body->size() > kExpectFromBytes) headers_.suppress("Expect");
-  if (!isGiven("Content-Type")) headers_.suppress("Content-Type");
+  if (!hasHeader(request.headers, "Content-Type")) headers_.suppress("Content-Type");
   curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_.list());
 }
 

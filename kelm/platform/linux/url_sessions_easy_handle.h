@@ -11,6 +11,9 @@
 
 namespace kelm::platform::url_sessions {
 
+/// Whether there is a header of that name, compared without case.
+bool hasHeader(const Dictionary& headers, std::string_view name);
+
 /// The header lines of a request as libcurl takes them, in one buffer.
 class HeaderLines {
  public:
@@ -51,13 +54,11 @@ class EasyHandle {
   void attach(void* owner);
   /// Sets everything that differs from request to request. `cookies`: a Cookie header's value.
   /// Borrows the request until the transfer has ended.
-  void prepare(const UrlRequest& request, const UrlSessionConfiguration& configuration,
-               const std::string& cookies, bool reportsUpload);
+  void prepare(const UrlRequest& request, const std::string& cookies, bool reportsUpload);
 
  private:
   void prepareMethod(const UrlRequest& request);
-  void prepareHeaders(const UrlRequest& request, const UrlSessionConfiguration& configuration,
-                      const std::string& cookies);
+  void prepareHeaders(const UrlRequest& request, const std::string& cookies);
 
   CURL* curl_;
   HeaderLines headers_;

@@ -50,10 +50,12 @@ void Exchange::begin() {
   engine_->keep(shared_from_this());
   auto problem = requestProblem(request_);
   if (!problem) problem = engine_->headersProblem();
-  if (problem)
-    complete(std::move(problem));
-  else
-    startTransfer();
+  if (problem) return complete(std::move(problem));
+  // Part of the request from here on, so that a redirect drops the session's credentials, too.
+  const Dictionary given = request_.headers;
+  for (const auto& [name, value] : configuration.additionalHeaders)
+    if (!hasHeader(given, name)) request_.headers.set(name, value);
+  startTransfer();
 }
 
 void Exchange::startTransfer() {
@@ -65,13 +67,13 @@ void Exchange::startTransfer() {
   reported_ = 0;
   std::string cookies;
   const auto& storage = engine_->configuration().cookies;
-  if (storage && !request_.header("Cookie"))
+  if (storage && !hasHeader(request_.headers, "Cookie"))
     engine_->runGuarded([&] { cookies = cookieHeader(storage->cookiesFor(*request_.url)); });
   const bool reportsUpload = request_.body && !request_.body->empty() &&
                              (engine_->delegate() != nullptr || request_.body->size() > 65536);
   handle_ = engine_->takeHandle();
   handle_->attach(this);
-  handle_->prepare(request_, engine_->configuration(), cookies, reportsUpload);
+  handle_->prepare(request_, cookies, reportsUpload);
   engine_->lookAgainAt(deadline());
   if (!engine_->start(handle_->curl())) {
     handle_.reset();
