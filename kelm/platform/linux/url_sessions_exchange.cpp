@@ -52,9 +52,8 @@ void Exchange::begin() {
   if (!problem) problem = engine_->headersProblem();
   if (problem) return complete(std::move(problem));
   // Part of the request from here on, so that a redirect drops the session's credentials, too.
-  const Dictionary given = request_.headers;
   for (const auto& [name, value] : configuration.additionalHeaders)
-    if (!hasHeader(given, name)) request_.headers.set(name, value);
+    if (!hasHeader(request_.headers, name)) request_.headers.set(name, value);
   startTransfer();
 }
 
