@@ -43,7 +43,8 @@ class Seal(unittest.TestCase):
         return done
 
     def seal(self, configuration=CONFIGURATION, status=0):
-        self.run_tool("make-key", *self.keys)
+        if not self.keys[1].exists():
+            self.run_tool("make-key", *self.keys)
         path = self.write("configuration.json", json.dumps(configuration))
         return self.run_tool("seal-configuration", "--configuration", path, "--output",
                              self.sealed, *self.signer, *self.keys, status=status)
@@ -72,6 +73,16 @@ class Seal(unittest.TestCase):
         self.assertIn("signature is not that", self.open("certificate_512.der", status=1).stderr)
         self.write("key", base64.b64encode(bytes(32)).decode())
         self.assertIn("wrong", self.open(status=1).stderr)
+
+    def test_keys_are_not_written_over(self):
+        for command, names in (("make-key", ("key", "iv")),
+                               ("make-string-keys", ("ck1", "ck2", "cks"))):
+            rest = [w for n in names for w in (f"--{n}", self.folder / n)]
+            rest += self.signer if command == "make-string-keys" else []
+            kept = self.write(names[-1], "kept")
+            self.assertIn("not written over", self.run_tool(command, *rest, status=1).stderr)
+            self.assertEqual(kept.read_text(), "kept")
+            self.assertFalse((self.folder / names[0]).exists())
 
     def test_failed_sealing_keeps_the_earlier_file_and_leaves_no_draft(self):
         self.seal()

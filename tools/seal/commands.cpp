@@ -91,6 +91,8 @@ void makeKey(const Options& options, std::ostream& /*out*/, std::ostream& remark
     const char* option;
     std::uint32_t bytes;
   } rows[] = {{"key", kKeyBytes}, {"iv", kVectorBytes}};
+  for (const auto& row : rows)
+    requireNew(options, row.option);
   for (const auto& row : rows) {
     const std::string path = options.path(row.option);
     const Secret bytes(VaspCryptoUtils::getRandom(row.bytes));
@@ -165,7 +167,7 @@ void verifyString(const std::string& certificate, const StringKeys& keys, std::s
 
 void makeStringMaterial(const Options& options, std::ostream& /*out*/, std::ostream& remarks) {
   for (const MaterialFile& file : kMaterialFiles)
-    (void)options.path(file.option);
+    requireNew(options, file.option);
   const std::string certificate = base64Certificate(options);
   const auto signer = privateKey(options);
   remarks << "signing a new random salt of 32 bytes\n";

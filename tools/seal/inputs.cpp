@@ -83,6 +83,11 @@ void removeFile(const std::string& path) {
   if (const Failure failure = files().remove(path)) throw Problem(failure->localizedDescription());
 }
 
+void requireNew(const Options& options, const std::string& name) {
+  const std::string path = options.path(name);
+  if (files().exists(path)) throw Problem(path + ": exists, and keys are not written over");
+}
+
 Secret secretText(const Options& options, const std::string& name, const std::string& prompt) {
   const std::optional<std::string> path = options.find(name);
   return path ? readText(*path) : typedSecret(prompt);

@@ -57,6 +57,8 @@ Secret readText(const std::string& path);
 /// permissions.
 void writeFile(const std::string& path, DataView content);
 void removeFile(const std::string& path);
+/// Problem when an option names what exists: a key that is lost takes what it sealed with it.
+void requireNew(const Options& options, const std::string& name);
 
 /// The text of the file that an option names; without the option, what the user types at the
 /// terminal, unseen, at the prompt.

@@ -37,6 +37,7 @@ void printHelp(std::ostream& out) {
     out << "\n  " << command.name << ' ' << command.options << "\n      " << command.purpose
         << '\n';
   out << "\nCertificates are DER or PEM, bundles PKCS#12, keys, vectors and key material Base64.\n"
+         "What is sealed with a lost key is lost, so keys go into new files only.\n"
          "Exit status: 0 done, 1 failed, 2 wrong arguments.\n";
 }
 
