@@ -120,7 +120,7 @@ struct UrlSessionConfiguration {
   double requestTimeoutSeconds = 60;          ///< without any byte moving
   double resourceTimeoutSeconds = 0;          ///< for the whole exchange; 0: none
   bool followRedirects = true;                ///< at most 16; never from https to http
-  std::optional<std::string> trustRootsFile;  ///< PEM; absent: the system's
+  std::optional<std::string> trustRootsFile;  ///< PEM; absent: the system's, if any
   int maxConnectionsPerHost = 6;
 };
 

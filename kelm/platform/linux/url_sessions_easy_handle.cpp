@@ -1,5 +1,7 @@
 #include "kelm/platform/linux/url_sessions_easy_handle.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
@@ -23,6 +25,13 @@ constexpr std::string_view kTransportHeaders[] = {"Connection", "Content-Length"
 bool isTransportHeader(std::string_view name) {
   return std::any_of(std::begin(kTransportHeaders), std::end(kTransportHeaders),
                      [&](std::string_view own) { return equalsIgnoringCase(own, name); });
+}
+
+/// Without the file libcurl would end every secure connection, also one to a server that the
+/// delegate knows.
+bool hasSystemRoots() {
+  const char* const file = curl_version_info(CURLVERSION_NOW)->cainfo;
+  return file != nullptr && ::access(file, R_OK) == 0;
 }
 
 long millisecondsOf(double seconds) {
@@ -102,7 +111,10 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   // With a folder of roots libcurl reads the roots anew for every connection, and a file that is
   // given would only be added to the system's.
   set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-  if (configuration.trustRootsFile) set(CURLOPT_CAINFO, configuration.trustRootsFile->c_str());
+  if (configuration.trustRootsFile)
+    set(CURLOPT_CAINFO, configuration.trustRootsFile->c_str());
+  else if (!hasSystemRoots())
+    set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
   set(CURLOPT_SOCKOPTFUNCTION, &onSocketMade);
   set(CURLOPT_CLOSESOCKETFUNCTION, &onSocketUnused);
   set(CURLOPT_WRITEFUNCTION, callbacks.write);
