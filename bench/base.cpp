@@ -1,5 +1,5 @@
 // The value types' own work: formatting a line, reading and writing JSON.
-// link: kelm_base
+// link: kelm_coding
 
 #include <benchmark/benchmark.h>
 
@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/format.h"
-#include "kelm/base/json.h"
 
 namespace kelm {
 namespace {

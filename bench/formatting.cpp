@@ -1,4 +1,4 @@
-// link: kelm_validation ICU::uc ICU::i18n
+// link: kelm_formatting ICU::uc ICU::i18n
 // Amounts and dates beside the same steps with formatters of ICU's that are made for each text.
 
 #include <benchmark/benchmark.h>
@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-#include "kelm/validation/kelm_amount_formatter.h"
-#include "kelm/validation/kelm_date_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_date_formatter.h"
 #include "tests/support/step_by_step.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// link: kelm_platform SQLite::SQLite3
+// link: kelm_linux_items SQLite::SQLite3
 // Reading and adding an item of 32 bytes beside SQLite and AES-256-GCM alone: one table with the
 // same journal and the same syncs, kept statements, the key at hand. 200 items are there.
 
@@ -15,9 +15,8 @@
 #include <string>
 #include <utility>
 
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/linux/services.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
+#include "kelm/platform/linux/items/services.h"
 
 namespace {
 
@@ -59,14 +58,9 @@ class Folder {
 class Ours {
  public:
   Ours() {
-    const auto system = kelm::platform::Platform::makeSystem();
-    kelm::platform::SqliteItemStoreParts parts;
-    parts.files = system.fileSystem;
-    parts.attributes = system.fileAttributes;
-    parts.clock = system.clock;
-    parts.random = system.random;
-    parts.folder = folder_.path() + "/store";
-    store_ = kelm::platform::makeSqliteItemStore(std::move(parts));
+    kelm::platform::SqliteItemStoreOptions options;
+    options.folder = folder_.path() + "/store";
+    store_ = kelm::platform::makeSqliteItemStore(std::move(options));
   }
 
   void add(int number) {

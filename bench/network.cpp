@@ -1,4 +1,4 @@
-// link: kelm_network kelm_collections kelm_crypto kelm_logging kelm_hooks kelm_platform kelm_base
+// link: kelm_network
 // HTTP calls to their completion on the main loop, beside libcurl's easy interface with one handle
 // that is used again; client and server share one processor, and only the client's time counts.
 
@@ -16,7 +16,6 @@
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/http_call.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/platform.h"
 
 namespace {
 
@@ -49,12 +48,11 @@ class NoLog : public kelm::VaspLogDelegate {
 class Host {
  public:
   Host() {
-    const auto& platform = kelm::platform::Platform::current();
     kelm::VaspLogger::setLogDelegate(std::make_shared<NoLog>());
     kelm::KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(
-        [application = platform.application] { return application; });
-    session_ = platform.urlSessions->make({});
-    loop_ = &platform.dispatcher->mainLoop();
+        [] { return kelm::platform::current<kelm::platform::Application>(); });
+    session_ = kelm::platform::current<kelm::platform::UrlSessions>()->make({});
+    loop_ = &kelm::platform::current<kelm::platform::Dispatcher>()->mainLoop();
   }
 
   /// One call after the other, each begun by the completion of the one before, as long as

@@ -19,7 +19,7 @@
 
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/platform/clock.h"
-#include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/files/services.h"
 #include "kelm/queue/kelm_reliable_queue.h"
 
 namespace {
@@ -122,7 +122,10 @@ class Folder {
 
 class KelmQueue {
  public:
-  KelmQueue(const Folder& folder, bool syncs) : folder_(folder), scope_(platform(syncs)) {
+  KelmQueue(const Folder& folder, bool syncs)
+      : folder_(folder),
+        files_(syncs ? kelm::platform::FileSystem::makeSystem()
+                     : kelm::platform::makeUnsyncedFileSystem()) {
     kelm::VaspLogger::setLogDelegate(std::make_shared<Silence>());
     queue_.setQueueFilePath(folder.path());
     queue_.setFilesystemKey(kelm::bytesOf(kKey));
@@ -139,15 +142,10 @@ class KelmQueue {
   void process() { queue_.processQueueWithID(""); }
 
  private:
-  static kelm::platform::Platform platform(bool syncs) {
-    auto platform = kelm::platform::Platform::makeSystem();
-    platform.clock = std::make_shared<SteppingClock>();
-    if (!syncs) platform.fileSystem = kelm::platform::makeUnsyncedFileSystem();
-    return platform;
-  }
-
   const Folder& folder_;
-  kelm::platform::ScopedPlatform scope_;
+  const kelm::platform::ScopedService<kelm::platform::Clock> clock_{
+      std::make_shared<SteppingClock>()};
+  const kelm::platform::ScopedService<kelm::platform::FileSystem> files_;
   kelm::KelmReliableQueue queue_;
   std::size_t saves_ = 0;
 };

@@ -1,4 +1,4 @@
-// link: kelm_network kelm_collections kelm_crypto kelm_logging kelm_hooks kelm_platform kelm_base
+// link: kelm_network
 // Multipart bodies beside copying their bytes once, and how the cost of a request grows.
 
 #include <benchmark/benchmark.h>

@@ -16,7 +16,7 @@
 #include <string>
 
 #include "bench/support/pairs.h"
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_base64.h"

@@ -1,4 +1,4 @@
-// link: kelm_validation
+// link: kelm_strings
 // Escapes and capitals by size, beside copying the bytes; versions and calling codes beside a
 // limit.
 
@@ -13,7 +13,7 @@
 
 #include "kelm/validation/ed_semver.h"
 #include "kelm/validation/iso_country_codes.h"
-#include "kelm/validation/zu_string_util.h"
+#include "kelm/validation/strings/zu_string_util.h"
 
 namespace {
 

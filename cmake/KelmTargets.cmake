@@ -45,10 +45,11 @@ set(KELM_COMMON_HEADERS <algorithm> <array> <atomic> <chrono> <condition_variabl
   <cstdlib> <cstring> <functional> <limits> <map> <memory> <mutex> <optional> <span> <string>
   <string_view> <thread> <unordered_map> <utility> <variant> <vector>)
 
-# kelm_library(<folder> DEPENDS <folders…> LINK <third-party targets…>)
-# One library a folder of kelm/; DEPENDS is the exact list of folders that it may include.
+# kelm_library(<folder> DEPENDS <folders…> SERVICES <linux_…> LINK <third-party targets…>)
+# One library a folder of kelm/. DEPENDS is the exact list of folders that it may include; SERVICES
+# are the system's services that it calls: linked, so that their makers are found, never included.
 function(kelm_library folder)
-  cmake_parse_arguments(arg "" "" "DEPENDS;LINK" ${ARGN})
+  cmake_parse_arguments(arg "" "" "DEPENDS;SERVICES;LINK" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
   add_library(kelm_${folder} ${sources})
   add_library(KelmCore::${folder} ALIAS kelm_${folder})
@@ -60,7 +61,7 @@ function(kelm_library folder)
   # No export definition: the precompiled header must see the same definitions in every folder.
   set_target_properties(kelm_${folder} PROPERTIES EXPORT_NAME ${folder} DEFINE_SYMBOL ""
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN"
-    LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${arg_DEPENDS}")
+    LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${arg_DEPENDS};${arg_SERVICES}")
   target_include_directories(kelm_${folder} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:include>)
   target_compile_features(kelm_${folder} PUBLIC cxx_std_20)
@@ -68,7 +69,7 @@ function(kelm_library folder)
     target_link_options(kelm_${folder} PRIVATE -Wl,--no-undefined
       "-Wl,--version-script=${KELM_VERSION_SCRIPT}")
   endif()
-  foreach(dependency IN LISTS arg_DEPENDS)
+  foreach(dependency IN LISTS arg_DEPENDS arg_SERVICES)
     target_link_libraries(kelm_${folder} PUBLIC kelm_${dependency})
   endforeach()
   target_link_libraries(kelm_${folder} PRIVATE ${arg_LINK} Threads::Threads)

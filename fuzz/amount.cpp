@@ -1,9 +1,9 @@
-// link: kelm_validation ICU::uc ICU::i18n
+// link: kelm_formatting ICU::uc ICU::i18n
 // Two bytes of settings, then what someone typed: reading never gives a number that does not print
 // and read back, agrees with a formatter that is set step by step, and costs little.
 
 #include "fuzz/support/target.h"
-#include "kelm/validation/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
 #include "tests/support/step_by_step.h"
 
 namespace kelm::fuzz {

@@ -2,9 +2,9 @@
 // As a property list and as an archive: what reads must write, and read back as the same text.
 
 #include "fuzz/support/target.h"
+#include "kelm/base/coding/keyed_archive.h"
+#include "kelm/base/coding/property_list.h"
 #include "kelm/base/describe.h"
-#include "kelm/base/keyed_archive.h"
-#include "kelm/base/property_list.h"
 #include "kelm/collections/vasp_ordered_dictionary.h"
 
 namespace kelm::fuzz {

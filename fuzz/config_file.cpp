@@ -9,7 +9,7 @@
 
 #include "fuzz/support/silence.h"
 #include "fuzz/support/target.h"
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_base64.h"

@@ -1,4 +1,4 @@
-// link: kelm_validation ICU::uc ICU::i18n
+// link: kelm_formatting ICU::uc ICU::i18n
 // A byte for the locale, a pattern, "\n" and what someone typed: printing and reading agree with a
 // formatter that is made for the text. The same bytes as a time-zone file and as a rule.
 
@@ -7,9 +7,9 @@
 #include <cmath>
 
 #include "fuzz/support/target.h"
-#include "kelm/validation/kelm_date_formatter.h"
-#include "kelm/validation/posix_zone_rule.h"
-#include "kelm/validation/zone_table.h"
+#include "kelm/validation/formatting/kelm_date_formatter.h"
+#include "kelm/validation/formatting/posix_zone_rule.h"
+#include "kelm/validation/formatting/zone_table.h"
 #include "tests/support/step_by_step.h"
 
 namespace kelm::fuzz {

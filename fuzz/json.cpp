@@ -1,8 +1,8 @@
-// link: kelm_base
+// link: kelm_coding
 // What parses must be written, and read back as what is written the same; in both styles. Not as
 // an equal value: the shortest text of a double above 2^53 may be that of another integer.
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "fuzz/support/target.h"
 
 void kelm::fuzz::run(DataView input) {

@@ -1,4 +1,4 @@
-// link: kelm_collections kelm_crypto kelm_logging kelm_platform kelm_base
+// link: kelm_collections
 // Query strings: what is parsed, written and parsed again stays equal.
 
 #include "fuzz/support/target.h"

@@ -1,4 +1,4 @@
-// link: kelm_network kelm_collections kelm_crypto kelm_logging kelm_platform kelm_base
+// link: kelm_network
 // Request building: byte 0 is the method, byte 1 the encoding, then the URL up to a line end, then
 // parameters as a query string.
 

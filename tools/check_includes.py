@@ -3,12 +3,13 @@
 
 - A folder of kelm/ includes only itself and the folders that DEPENDS of its CMakeLists.txt names,
   and these lists have no cycle.
-- kelm/platform/linux is included by itself alone; tests and benches may include services.h, its
-  makers, and the tests of the platform everything.
+- kelm/platform/linux is included by itself alone; tests and benches may include the makers
+  (services.h of a service's folder), and the tests of the platform everything.
 - A public header (one with a KELM_API, or included by such a one) includes standard headers and
   kelm's own; other files include third-party ones, of the packages that their folder links.
 - A header of the operating system is included in kelm/platform/linux alone, and nowhere else
   does an #if ask for an operating system.
+- No folder of kelm/platform holds more than 30 files.
 - Headers have at most 220 lines, sources 600.
 """
 import pathlib
@@ -153,6 +154,10 @@ def faults(root):
     yield from (f"{p}: public, so not of {SYSTEM_FOLDER}" for p in public if SYSTEM_FOLDER in p)
     if path := cycle(known):
         yield "kelm: the folders form a cycle: " + " -> ".join(path)
+    for folder in known:
+        count = sum(f.suffix in (".h", ".cpp") for f in (root / folder).iterdir())
+        if count > 30 and folder.startswith("kelm/platform"):
+            yield f"{folder}: {count} files are too many for one folder"
     for top in ("kelm", "tests", "bench", "fuzz", "examples"):
         for file in sorted(root.glob(f"{top}/**/*")):
             if file.suffix in (".h", ".cpp"):

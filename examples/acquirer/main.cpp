@@ -14,7 +14,7 @@
 #include <string>
 #include <thread>
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "terminal/sale.h"
 
 namespace {

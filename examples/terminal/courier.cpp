@@ -4,7 +4,7 @@
 
 #include "kelm/base/format.h"
 #include "kelm/network/http_call.h"
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
 
 namespace terminal {
 

@@ -9,11 +9,11 @@
 #include "kelm/base/date.h"
 #include "kelm/base/decimal.h"
 #include "kelm/base/format.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_date_formatter.h"
+#include "kelm/validation/formatting/time_zone.h"
 #include "kelm/validation/iban_validator.h"
-#include "kelm/validation/kelm_amount_formatter.h"
-#include "kelm/validation/kelm_date_formatter.h"
 #include "kelm/validation/kelm_luhn_check.h"
-#include "kelm/validation/time_zone.h"
 
 namespace terminal {
 

@@ -17,7 +17,7 @@
 
 #include "kelm/base/format.h"
 #include "kelm/logging/vasp_logger.h"
-#include "kelm/validation/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
 #include "terminal/configuration.h"
 #include "terminal/entry.h"
 #include "terminal/till.h"

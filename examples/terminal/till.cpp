@@ -4,15 +4,14 @@
 #include <thread>
 #include <utility>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/format.h"
-#include "kelm/base/json.h"
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
+#include "kelm/platform/items/item_store.h"
 #include "kelm/platform/user_defaults.h"
 #include "kelm/security/vasp_keychain_wrapper.h"
 #include "kelm/storage/vasp_file_handler.h"
@@ -33,7 +32,7 @@ constexpr std::chrono::milliseconds kLongestPause{2000};
 void waitForNextMillisecond() {
   const auto millisecond = [] {
     return static_cast<std::int64_t>(
-        kelm::platform::Platform::current().clock->now().secondsSince1970 * 1000);
+        kelm::platform::current<kelm::platform::Clock>()->now().secondsSince1970 * 1000);
   };
   const std::int64_t now = millisecond();
   while (millisecond() == now)
@@ -53,7 +52,8 @@ bool Till::open() {
   configuration.connectTimeoutSeconds = 5;
   configuration.requestTimeoutSeconds = 10;
   courier_ = std::make_shared<Courier>(
-      settings_.acquirerUrl, kelm::platform::Platform::current().urlSessions->make(configuration));
+      settings_.acquirerUrl,
+      kelm::platform::current<kelm::platform::UrlSessions>()->make(configuration));
   kelm::KelmReliableQueue& queue = kelm::KelmReliableQueue::getInstance();
   queue.setQueueFilePath(queueFolder_);
   queue.setProcessorHandler_withQueueID(
@@ -76,7 +76,7 @@ bool Till::loadKey() {
   }
   if (status != kelm::item_status::kSuccess || !secret || secret->size() != 2 * kKeyBytes) {
     screen_.warn(kelm::format("No key for the queue from %@: %@",
-                              kelm::platform::Platform::current().itemStore->use().place,
+                              kelm::platform::current<kelm::platform::ItemStore>()->use().place,
                               kelm::VaspKeychainWrapper::osStatusToString(status)));
     return false;
   }
@@ -118,7 +118,8 @@ bool Till::take(const Sale& sale) {
 }
 
 bool Till::deliver(std::chrono::milliseconds patience) {
-  kelm::platform::MainLoop& loop = kelm::platform::Platform::current().dispatcher->mainLoop();
+  kelm::platform::MainLoop& loop =
+      kelm::platform::current<kelm::platform::Dispatcher>()->mainLoop();
   kelm::KelmReliableQueue& queue = kelm::KelmReliableQueue::getInstance();
   const std::size_t total = waiting();
   std::size_t done = 0;
@@ -154,12 +155,13 @@ bool Till::deliver(std::chrono::milliseconds patience) {
 }
 
 std::size_t Till::linesTaken(const std::string& file) const {
-  const auto& defaults = *kelm::platform::Platform::current().userDefaults;
+  const auto& defaults = *kelm::platform::current<kelm::platform::UserDefaults>();
   return static_cast<std::size_t>(std::max<std::int64_t>(0, defaults.integer("taken:" + file)));
 }
 
 bool Till::setLinesTaken(const std::string& file, std::size_t lines) {
-  return !kelm::platform::Platform::current().userDefaults->setObject("taken:" + file, lines);
+  return !kelm::platform::current<kelm::platform::UserDefaults>()->setObject("taken:" + file,
+                                                                             lines);
 }
 
 }  // namespace terminal

@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/describe.h"
 #include "kelm/base/error.h"
 #include "kelm/base/format.h"
-#include "kelm/base/json.h"
 #include "kelm/collections/letter_case.h"
 #include "kelm/crypto/vasp_sha2.h"
 #include "kelm/crypto/zu_string_encoder.h"

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kelm/base/coding/keyed_archive.h"
 #include "kelm/base/export.h"
-#include "kelm/base/keyed_archive.h"
 #include "kelm/base/value.h"
 #include "kelm/collections/enumerator.h"
 #include "kelm/collections/ordered_entries.h"

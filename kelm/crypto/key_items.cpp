@@ -6,14 +6,13 @@
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/digest.h"
 #include "kelm/crypto/key_type.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
 
 namespace kelm {
 
 namespace {
 
-platform::ItemStore& store() { return *platform::Platform::current().itemStore; }
+platform::ItemStore& store() { return *platform::current<platform::ItemStore>(); }
 
 Data copyOf(DataView bytes) { return {bytes.begin(), bytes.end()}; }
 

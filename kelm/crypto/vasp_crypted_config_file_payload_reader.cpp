@@ -4,8 +4,8 @@
 #include <utility>
 #include <variant>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/data.h"
-#include "kelm/base/json.h"
 #include "kelm/base/result.h"
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/canonical_text.h"
@@ -15,7 +15,6 @@
 #include "kelm/crypto/vasp_sha2.h"
 #include "kelm/logging/call_stack.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 
 namespace kelm {
 
@@ -94,7 +93,7 @@ Reader::configurationFromCyptedFileAtPath_withB64PublicKey_withB64IV_withB64Key_
   const Secrets secrets{VaspBase64::dataOfBase64String(base64Key),
                         VaspBase64::dataOfBase64String(base64IV),
                         VaspBase64::dataOfBase64String(base64Certificate)};
-  const Result<Data> file = platform::Platform::current().fileSystem->readFile(path);
+  const Result<Data> file = platform::current<platform::FileSystem>()->readFile(path);
   if (!file || file->empty()) return fail(kUnreadableFile);
   const std::optional<Data> ciphertext = ciphertextOf(*file);
   auto content = openedContent(ciphertext, secrets);

@@ -6,7 +6,6 @@
 
 #include "kelm/base/utf8.h"
 #include "kelm/crypto/hexadecimal.h"
-#include "kelm/platform/platform.h"
 #include "kelm/platform/random.h"
 
 namespace kelm {
@@ -28,7 +27,7 @@ constexpr auto kDigitValues = [] {
 std::uint8_t digit(char c) { return kDigitValues[static_cast<unsigned char>(c)]; }
 
 void fillWithRandom(std::span<std::uint8_t> bytes) {
-  platform::Random& random = *platform::Platform::current().random;
+  platform::Random& random = *platform::current<platform::Random>();
   if (!random.fill(bytes)) random.fillFromFallback(bytes);
 }
 

@@ -9,7 +9,7 @@
 #include "kelm/crypto/pkcs12.h"
 #include "kelm/crypto/rsa_operations.h"
 #include "kelm/logging/vasp_logger.h"
-#include "kelm/platform/item_store.h"
+#include "kelm/platform/items/item_store.h"
 
 namespace kelm {
 

@@ -7,8 +7,7 @@
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/key_items.h"
 #include "kelm/crypto/vasp_crypto_utils.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
 
 namespace kelm {
 
@@ -55,7 +54,7 @@ KeyReference VaspRSAKeyUtil::generateRSAKeyWithHexModulus_andHexExponent_type(
 
 KeyReference VaspRSAKeyUtil::dataKeyToSecKeyRef_withFingerprint_forKeyType(
     DataView der, std::string_view fingerprint, std::string_view keyClass) {
-  platform::ItemStore& store = *platform::Platform::current().itemStore;
+  platform::ItemStore& store = *platform::current<platform::ItemStore>();
   static Mutex& mutex = *new Mutex;  // two threads that keep one key would remove each other's
   const Lock lock(mutex);
   Dictionary query = keyQuery(sha1FromStringInHex(fingerprint));

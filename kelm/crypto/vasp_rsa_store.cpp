@@ -11,8 +11,7 @@
 #include "kelm/crypto/key_items.h"
 #include "kelm/crypto/vasp_rsa.h"
 #include "kelm/logging/vasp_logger.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
 
 // The part of VaspRSA that works with the item store.
 namespace kelm {
@@ -21,7 +20,7 @@ namespace {
 
 using platform::ItemStore;
 
-ItemStore& store() { return *platform::Platform::current().itemStore; }
+ItemStore& store() { return *platform::current<platform::ItemStore>(); }
 
 Data publicTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_pub"); }
 Data privateTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_priv"); }

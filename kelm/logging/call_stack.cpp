@@ -5,7 +5,9 @@
 #include <charconv>
 #include <span>
 
+#include "kelm/base/format.h"
 #include "kelm/platform/process.h"
+#include "kelm/platform/reporting.h"
 
 namespace kelm::logging {
 
@@ -73,6 +75,14 @@ std::vector<std::string> callStackSymbols() {
                              lines.push_back(line.append(frame));
                            });
   return lines;
+}
+
+void reportExceptionWithStack() noexcept {
+  platform::reportException();
+  try {
+    platform::current<platform::Console>()->writeLine(kelm::format("%@", callStackSymbols()));
+  } catch (...) {  // NOLINT(bugprone-empty-catch): nobody is left to be told
+  }
 }
 
 }  // namespace kelm::logging

@@ -18,4 +18,8 @@ void appendCallStack(std::string& out, const void* caller, std::size_t mostLines
 /// Every line of the calling function's stack, from index 0 on.
 KELM_API std::vector<std::string> callStackSymbols();
 
+/// In a catch block: writes "LOG ERROR %@" with the exception to the console, then a line with the
+/// call stack.
+void reportExceptionWithStack() noexcept;
+
 }  // namespace kelm::logging

@@ -6,12 +6,12 @@
 
 #include "kelm/base/error.h"
 #include "kelm/logging/call_stack.h"
-#include "kelm/logging/console_report.h"
 #include "kelm/logging/delegate_slot.h"
 #include "kelm/logging/log_pieces.h"
 #include "kelm/logging/log_queue.h"
 #include "kelm/logging/text_buffer.h"
 #include "kelm/platform/process.h"
+#include "kelm/platform/reporting.h"
 
 namespace kelm {
 
@@ -57,7 +57,7 @@ class Delivery {
         delegate->logwithLevel_aspect_from_threadName_message(record.level, record.aspect,
                                                               record.source, threadName_, piece);
       } catch (...) {
-        reportException();
+        platform::reportException();
       }
     };
     if (record.size <= kPieceUnits)  // no text has more units than bytes
@@ -167,7 +167,7 @@ void VaspLogger::logFormatted(LogLevel level, LogAspect aspect, const char* from
     if (hasStack(level)) appendCallerStack(*text, __builtin_return_address(0));
     enqueue(makeRecord(*text), aspect, level, from);
   } catch (...) {  // an argument that cannot be described, or no memory
-    reportException();
+    platform::reportException();
   }
 }
 
@@ -177,7 +177,7 @@ void VaspLogger::logText(LogLevel level, LogAspect aspect, const char* from, std
     if (hasStack(level)) appendCallerStack(text, __builtin_return_address(0));
     enqueue(makeRecordOf(std::move(text)), aspect, level, from);
   } catch (...) {  // no memory
-    reportException();
+    platform::reportException();
   }
 }
 
@@ -191,7 +191,7 @@ void VaspLogger::logWithAspect_level_message_source(LogAspect aspect, LogLevel l
   try {
     enqueue(makeRecord(message), aspect, level, source);
   } catch (...) {  // no memory
-    reportException();
+    platform::reportException();
   }
 }
 
@@ -211,7 +211,7 @@ void VaspLogger::logEventAndExit(std::string_view message) {
                                                             "+[VaspLogger logEventAndExit:]",
                                                             getThreadName(), text);
   } catch (...) {
-    reportException();
+    platform::reportException();
   }
   throw Exception(exception_name::kGeneric, message);
 }

@@ -5,10 +5,9 @@
 
 #include "kelm/base/format.h"
 #include "kelm/base/utf16.h"
-#include "kelm/logging/console_report.h"
+#include "kelm/logging/call_stack.h"
 #include "kelm/logging/vasp_logger_processor_nslog_impl.h"
 #include "kelm/platform/console.h"
-#include "kelm/platform/platform.h"
 
 namespace kelm {
 
@@ -83,7 +82,7 @@ std::shared_ptr<VaspLoggerProcessorDelegate> VaspLoggerDefaultDelegate::getLogge
     processorDelegate_ = std::make_shared<VaspLoggerProcessor_NSLogImpl>();
   } else if ((kind == log_processor::kRemote || kind == log_processor::kFile) &&
              !std::exchange(saidUnavailable_, true)) {
-    platform::Platform::current().console->writeLine(format(
+    platform::current<platform::Console>()->writeLine(format(
         "LOG ERROR log processor %d is not available in this version: records are dropped", kind));
   }
   return processorDelegate_;

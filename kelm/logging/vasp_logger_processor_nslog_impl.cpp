@@ -1,6 +1,6 @@
 #include "kelm/logging/vasp_logger_processor_nslog_impl.h"
 
-#include "kelm/logging/console_report.h"
+#include "kelm/logging/call_stack.h"
 #include "kelm/logging/zu_os_logger.h"
 
 namespace kelm {

@@ -7,34 +7,33 @@
 #include "kelm/base/utf16.h"
 #include "kelm/platform/bundle.h"
 #include "kelm/platform/console.h"
-#include "kelm/platform/platform.h"
 #include "kelm/platform/system_log.h"
 
 namespace kelm {
 
 namespace {
 
-using platform::Platform;
 using platform::SystemLog;
 
 /// The one channel; opened again only when the host has put another system log in place.
 class OpenChannel {
  public:
   std::shared_ptr<SystemLog::Channel> get() {
-    const Platform& platform = Platform::current();
+    const auto& log = platform::current<SystemLog>();
     const Lock lock(mutex_);
-    if (!channel_ || log_ != platform.systemLog) {
-      channel_ = platform.systemLog->open(identifierOrStop(platform), "com.trevalo.logs");
-      log_ = platform.systemLog;
+    if (!channel_ || log_ != log) {
+      channel_ = log->open(identifierOrStop(), "com.trevalo.logs");
+      log_ = log;
     }
     return channel_;
   }
 
  private:
-  static std::string identifierOrStop(const Platform& platform) {
-    const auto identifier = platform.bundle->identifier();
+  static std::string identifierOrStop() {
+    const auto identifier = platform::current<platform::Bundle>()->identifier();
     if (identifier) return *identifier;
-    platform.console->writeLine("LOG ERROR the application has no bundle identifier");
+    platform::current<platform::Console>()->writeLine(
+        "LOG ERROR the application has no bundle identifier");
     std::abort();
   }
 

@@ -9,7 +9,6 @@
 #include "kelm/base/format.h"
 #include "kelm/base/mutex.h"
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
-#include "kelm/platform/platform.h"
 #include "kelm/platform/user_defaults.h"
 
 namespace kelm {
@@ -58,7 +57,7 @@ bool beginsWith(std::string_view text, std::string_view lowerCasePrefix) {
 }  // namespace
 
 std::string MultiEndpointManager::getSettingsBundleUrl1() {
-  const auto& defaults = *platform::Platform::current().userDefaults;
+  const auto& defaults = *platform::current<platform::UserDefaults>();
   const std::optional<std::string> path =
       KelmCoreAppExposedHooks::getInstance().serverBaseContextPath();
   std::string endpoint = defaults.text("settingsEndpoint").value_or("");

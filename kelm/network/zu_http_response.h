@@ -9,7 +9,7 @@
 #include "kelm/base/data.h"
 #include "kelm/base/object.h"
 #include "kelm/base/value.h"
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
 
 namespace kelm {
 

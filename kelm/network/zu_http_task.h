@@ -16,7 +16,7 @@
 #include "kelm/base/value.h"
 #include "kelm/network/multi_part_form_data_object.h"
 #include "kelm/network/zu_http_response.h"
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
 
 namespace kelm {
 

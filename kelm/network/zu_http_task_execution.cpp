@@ -10,26 +10,12 @@
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/zu_http_task_state.h"
-#include "kelm/platform/console.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/reporting.h"
 
 namespace kelm {
 
 namespace {
-
-/// Runs user code where nobody could catch what it throws.
-template <class Function>
-void runReporting(const Function& function) {
-  const auto& console = platform::Platform::current().console;
-  try {
-    function();
-  } catch (const std::exception& failure) {
-    console->writeLine(format("LOG ERROR %@", failure));
-  } catch (...) {
-    console->writeLine("LOG ERROR unknown exception");
-  }
-}
 
 /// The object's class without its namespaces.
 std::string classNameOf(const Object& object) {
@@ -46,7 +32,7 @@ void showActivity(bool visible) {
   if (application) application->setNetworkActivityIndicatorVisible(visible);
 }
 
-platform::MainLoop& mainLoop() { return platform::Platform::current().dispatcher->mainLoop(); }
+platform::MainLoop& mainLoop() { return platform::current<platform::Dispatcher>()->mainLoop(); }
 
 /// What the session would send along, absent without a cookie storage or a URL.
 std::optional<std::vector<platform::Cookie>> cookiesFor(const platform::UrlSession* session,
@@ -164,7 +150,7 @@ void ZuHTTPTask::handleProcessingOfData_withURLResponse_withNetworkError_andWith
     std::optional<Data> body, std::shared_ptr<const platform::UrlResponse> response,
     std::optional<Error> error, const ZuHTTPTransformation& transformation) {
   const auto alive = weak_from_this().lock();  // the completion may drop the last other reference
-  runReporting([&] { taskDidExecute(currentTask()); });
+  platform::runReporting([&] { taskDidExecute(currentTask()); });
   if (error) {
     VaspLogger::logwithLevel_aspect_from_message(
         log_level::kInfo, log_aspect::kNet,
@@ -185,13 +171,13 @@ void ZuHTTPTask::handleProcessingOfData_withURLResponse_withNetworkError_andWith
     responseBody_ = answer->bodyResponse();
     errorOnTaskExecution_ = std::move(error);
   }
-  runReporting([&] { logAboutNetworkTask(); });
+  platform::runReporting([&] { logAboutNetworkTask(); });
   {
     const Lock lock(mutex_);
     responseBody_.reset();
   }
-  runReporting([&] { complete(answer, transformation); });
-  runReporting([] { showActivity(false); });
+  platform::runReporting([&] { complete(answer, transformation); });
+  platform::runReporting([] { showActivity(false); });
   dispose();
 }
 

@@ -1,8 +1,8 @@
 #include <utility>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/error.h"
 #include "kelm/base/format.h"
-#include "kelm/base/json.h"
 #include "kelm/collections/vasp_dictionary_util.h"
 #include "kelm/crypto/zu_string_encoder.h"
 #include "kelm/logging/vasp_logger.h"

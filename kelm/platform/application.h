@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -16,6 +17,10 @@ class KELM_API Application {
   static constexpr BackgroundTask kInvalidBackgroundTask = 0;
 
   virtual ~Application() = default;
+  /// Holds the one in use; `current<Application>()` returns it.
+  static Slot<Application>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<Application> makeSystem();
   /// Asks for the process to be kept running; `expired` is called, on the main thread, when the
   /// system takes that back. The identifier is never the invalid one unless the wish is refused.
   virtual BackgroundTask beginBackgroundTask(std::string_view name,

@@ -7,6 +7,7 @@
 
 #include "kelm/base/export.h"
 #include "kelm/base/value.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -14,6 +15,10 @@ namespace kelm::platform {
 class KELM_API Bundle {
  public:
   virtual ~Bundle() = default;
+  /// Holds the one in use; `current<Bundle>()` returns it.
+  static Slot<Bundle>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<Bundle> makeSystem();
   /// Reverse-domain name, such as "com.example.till"; it names the application's folders and its
   /// entries in the system's log. Absent when the host gave none and none could be found.
   virtual std::optional<std::string> identifier() const = 0;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "kelm/base/date.h"
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -11,6 +13,10 @@ namespace kelm::platform {
 class KELM_API Clock {
  public:
   virtual ~Clock() = default;
+  /// Holds the one in use; `current<Clock>()` returns it.
+  static Slot<Clock>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<Clock> makeSystem();
   /// The wall clock; may jump in both directions.
   virtual Date now() const = 0;
   /// Time since an arbitrary start; never goes back.

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -61,6 +62,10 @@ enum class Priority { Background, Default, High };
 class KELM_API Dispatcher {
  public:
   virtual ~Dispatcher() = default;
+  /// Holds the one in use; `current<Dispatcher>()` returns it.
+  static Slot<Dispatcher>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<Dispatcher> makeSystem();
   virtual MainLoop& mainLoop() = 0;
   /// A new serial queue of that name; what is posted still runs after the last reference is gone.
   virtual std::shared_ptr<Queue> makeSerialQueue(std::string_view name) = 0;

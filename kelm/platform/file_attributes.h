@@ -1,10 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "kelm/base/result.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -13,6 +15,10 @@ namespace kelm::platform {
 class KELM_API FileAttributes {
  public:
   virtual ~FileAttributes() = default;
+  /// Holds the one in use; `current<FileAttributes>()` returns it.
+  static Slot<FileAttributes>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<FileAttributes> makeSystem();
   virtual Failure setProtection(const std::string& path, std::string_view protectionClass) = 0;
   /// Absent when none was set or the file system holds none.
   virtual std::optional<std::string> protection(const std::string& path) const = 0;

@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "kelm/base/data.h"
 #include "kelm/base/date.h"
 #include "kelm/base/result.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -35,6 +37,10 @@ struct DirectoryEntry {
 class KELM_API FileSystem {
  public:
   virtual ~FileSystem() = default;
+  /// Holds the one in use; `current<FileSystem>()` returns it.
+  static Slot<FileSystem>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<FileSystem> makeSystem();
 
   /// Links are followed: a link to nothing does not exist.
   virtual bool exists(const std::string& path) const = 0;

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -17,6 +19,10 @@ namespace kelm::platform {
 class KELM_API HomeFolders {
  public:
   virtual ~HomeFolders() = default;
+  /// Holds the one in use; `current<HomeFolders>()` returns it.
+  static Slot<HomeFolders>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<HomeFolders> makeSystem();
   virtual std::string home() const = 0;
   virtual std::string documents() const = 0;
   virtual std::string caches() const = 0;

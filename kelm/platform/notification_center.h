@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "kelm/base/value.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -27,6 +28,10 @@ class KELM_API NotificationCenter {
   };
 
   virtual ~NotificationCenter() = default;
+  /// Holds the one in use; `current<NotificationCenter>()` returns it.
+  static Slot<NotificationCenter>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<NotificationCenter> makeSystem();
   /// `name`: which notifications to receive; an empty name receives all.
   [[nodiscard]] virtual std::unique_ptr<Registration> observe(std::string_view name,
                                                               Observer observer) = 0;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -11,6 +13,10 @@ namespace kelm::platform {
 class KELM_API Random {
  public:
   virtual ~Random() = default;
+  /// Holds the one in use; `current<Random>()` returns it.
+  static Slot<Random>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<Random> makeSystem();
   /// Fills the buffer from the system's generator; false, buffer unspecified, when it refuses.
   [[nodiscard]] virtual bool fill(std::span<std::uint8_t> buffer) = 0;
   /// Fills the buffer from a second generator that cannot refuse.

@@ -46,7 +46,8 @@ class KELM_API Slot : SlotLock {
   Slot& operator=(const Slot&) = delete;
 
   Held& get(std::shared_ptr<S> (*maker)()) {
-    if (Held* held = held_.load(std::memory_order_acquire)) [[likely]] return *held;
+    if (Held* held = held_.load(std::memory_order_acquire)) [[likely]]
+      return *held;
     return fill(maker);
   }
   void put(std::shared_ptr<S> service) { held_.store(keep(std::move(service))); }

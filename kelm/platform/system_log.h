@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "kelm/base/export.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -19,6 +20,10 @@ class KELM_API SystemLog {
   };
 
   virtual ~SystemLog() = default;
+  /// Holds the one in use; `current<SystemLog>()` returns it.
+  static Slot<SystemLog>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<SystemLog> makeSystem();
   /// `subsystem`: the application's identifier.
   virtual std::unique_ptr<Channel> open(std::string_view subsystem, std::string_view category) = 0;
 };

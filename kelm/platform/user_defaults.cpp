@@ -7,6 +7,11 @@
 
 namespace kelm::platform {
 
+Slot<UserDefaults>& UserDefaults::slot() {
+  static constinit Slot<UserDefaults> held;
+  return held;
+}
+
 namespace {
 
 /// The whole number that a text begins with, after white space; 0 without one, clamped.

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "kelm/base/result.h"
 #include "kelm/base/value.h"
+#include "kelm/platform/service.h"
 
 namespace kelm::platform {
 
@@ -18,6 +20,10 @@ namespace kelm::platform {
 class KELM_API UserDefaults {
  public:
   virtual ~UserDefaults() = default;
+  /// Holds the one in use; `current<UserDefaults>()` returns it.
+  static Slot<UserDefaults>& slot();
+  /// Makes the system's own.
+  static std::shared_ptr<UserDefaults> makeSystem();
   virtual std::optional<Value> object(std::string_view key) const = 0;
   /// Kept once it returns no error; `Null` removes the key.
   virtual Failure setObject(std::string_view key, Value value) = 0;

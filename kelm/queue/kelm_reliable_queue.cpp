@@ -8,7 +8,6 @@
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 #include "kelm/queue/payload_name.h"
 
 namespace kelm {
@@ -55,7 +54,7 @@ bool store(const VaspSecureFileHandler& files, DataView payload,
 // Raises what the handler raises without a key.
 std::optional<Data> read(const VaspSecureFileHandler& files, const std::string& path) {
   constexpr std::size_t kLargestFileBytes = kLargestPayloadBytes + 16;
-  const auto status = platform::Platform::current().fileSystem->status(path);
+  const auto status = platform::current<platform::FileSystem>()->status(path);
   // A file that is longer holds more than the largest payload, or none: it may not fit in memory.
   if (status && status->size > kLargestFileBytes) return std::nullopt;
   // What is known to be there needs no second look.
@@ -120,7 +119,7 @@ void KelmReliableQueue::savePayload_withQueueID(std::optional<DataView> payload,
   const auto files = getFileHandler();
   files->ensureFullPathExists_andClearFiles(queueFilePath(), false);
   removeOldestPayloadIfLimitReached();
-  const Date now = platform::Platform::current().clock->now();
+  const Date now = platform::current<platform::Clock>()->now();
   const std::string name = payload_name::make(now, *queueId);
   report(log_level::kInfo, kInternal, kSave, "Saving a payload with filename:%@", name);
   std::optional<std::string> path;

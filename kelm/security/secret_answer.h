@@ -4,7 +4,7 @@
 
 #include "kelm/base/value.h"
 #include "kelm/base/wipe.h"
-#include "kelm/platform/item_attributes.h"
+#include "kelm/platform/items/item_attributes.h"
 
 namespace kelm {
 

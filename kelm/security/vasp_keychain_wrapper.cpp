@@ -7,8 +7,7 @@
 #include "kelm/base/utf8.h"
 #include "kelm/base/wipe.h"
 #include "kelm/platform/bundle.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
 #include "kelm/security/keychain_in_use.h"
 #include "kelm/security/keychain_log.h"
 #include "kelm/security/secret_answer.h"
@@ -30,7 +29,7 @@ Translation& translation() {
   return instance;
 }
 
-platform::ItemStore& store() { return *platform::Platform::current().itemStore; }
+platform::ItemStore& store() { return *platform::current<platform::ItemStore>(); }
 
 bool isEmpty(const VaspKeychainWrapper::Key& key) { return !key || key->empty(); }
 
@@ -245,7 +244,8 @@ std::optional<Data> VaspKeychainWrapper::readWithKey_returnStatus(Key key,
   query.set(kSecMatchLimit, kSecMatchLimitOne);
   query.set(kSecReturnData, true);
   if (const Text reason = touchIDReasonDescription())
-    query.set(kSecUseOperationPrompt, platform::Platform::current().bundle->localizedText(*reason));
+    query.set(kSecUseOperationPrompt,
+              platform::current<platform::Bundle>()->localizedText(*reason));
   QueryTranslation translate;
   {
     const Lock lock(translation().mutex);

@@ -6,8 +6,7 @@
 #include "kelm/base/error.h"
 #include "kelm/base/format.h"
 #include "kelm/crypto/vasp_base64.h"
-#include "kelm/platform/item_store.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/items/item_store.h"
 #include "kelm/security/keychain_log.h"
 #include "kelm/security/secret_answer.h"
 #include "kelm/security/vasp_keychain_wrapper.h"
@@ -20,7 +19,7 @@ namespace {
 constexpr std::array kItemClasses = {kSecClassGenericPassword, kSecClassInternetPassword,
                                      kSecClassCertificate, kSecClassKey, kSecClassIdentity};
 
-platform::ItemStore& store() { return *platform::Platform::current().itemStore; }
+platform::ItemStore& store() { return *platform::current<platform::ItemStore>(); }
 
 Dictionary allItemsQuery(std::string_view itemClass) {
   Dictionary query;

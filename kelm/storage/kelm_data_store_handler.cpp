@@ -8,18 +8,15 @@
 #include "kelm/platform/file_attributes.h"
 #include "kelm/platform/file_system.h"
 #include "kelm/platform/home_folders.h"
-#include "kelm/platform/platform.h"
 #include "kelm/storage/paths.h"
 
 namespace kelm {
 
 namespace {
 
-using platform::Platform;
-
 constexpr std::string_view kExtension = ".sav";
 
-platform::FileSystem& files() { return *Platform::current().fileSystem; }
+platform::FileSystem& files() { return *platform::current<platform::FileSystem>(); }
 
 /// Calls `visit` with each piece between "/", empty ones too.
 template <class Visit>
@@ -55,11 +52,11 @@ std::optional<Data> content(const std::string& path) {
 }  // namespace
 
 std::string KelmDataStoreHandler::documentsFolderName() {
-  return Platform::current().homeFolders->documents();
+  return platform::current<platform::HomeFolders>()->documents();
 }
 
 std::string KelmDataStoreHandler::brandNewDocumentsFolderName() {
-  return paths::child(Platform::current().homeFolders->library(), "kelm");
+  return paths::child(platform::current<platform::HomeFolders>()->library(), "kelm");
 }
 
 std::string KelmDataStoreHandler::getFilepathFromName_andFolders(
@@ -122,7 +119,8 @@ void KelmDataStoreHandler::innerCopyToPath_contentOfPath(std::string_view destin
 void KelmDataStoreHandler::setExcludeBackupAttributeToFullpath(
     std::optional<std::string_view> path) {
   if (!path) return;
-  (void)Platform::current().fileAttributes->setExcludedFromBackup(std::string(*path), true);
+  (void)platform::current<platform::FileAttributes>()->setExcludedFromBackup(std::string(*path),
+                                                                             true);
 }
 
 std::optional<std::string> KelmDataStoreHandler::decriptedNSStringFromNSData(

@@ -6,7 +6,6 @@
 #include "kelm/base/utf16.h"
 #include "kelm/platform/file_attributes.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 #include "kelm/storage/folder_walk.h"
 #include "kelm/storage/log_lines.h"
 #include "kelm/storage/paths.h"
@@ -16,13 +15,12 @@ namespace kelm {
 namespace {
 
 using platform::FileKind;
-using platform::Platform;
 
 constexpr const char* kEmptyFolder = "-[VaspFileHandler emptyFullPath:includingSubFolders:]";
 constexpr const char* kSearchFiles =
     "-[VaspFileHandler searchFilesInFullPath:withFilenameContaining:]";
 
-platform::FileSystem& files() { return *Platform::current().fileSystem; }
+platform::FileSystem& files() { return *platform::current<platform::FileSystem>(); }
 
 const char* typeName(FileKind kind) {
   switch (kind) {
@@ -110,7 +108,7 @@ std::optional<Dictionary> VaspFileHandler::getAttributesOfFullpath(Path path) co
   };
   // The attribute service follows links: what it tells is then not of the item itself.
   if (status->kind != FileKind::SymbolicLink) {
-    if (auto protection = Platform::current().fileAttributes->protection(item))
+    if (auto protection = platform::current<platform::FileAttributes>()->protection(item))
       attributes.set("NSFileProtectionKey", std::move(*protection));
   }
   return attributes;
@@ -127,7 +125,7 @@ bool VaspFileHandler::setAttributeDataProtection_toFullpath(
     std::optional<std::string_view> protection, Path path) const {
   if (paths::isEmpty(path) || !protection || protection->empty()) return false;
   const Failure failure =
-      Platform::current().fileAttributes->setProtection(std::string(*path), *protection);
+      platform::current<platform::FileAttributes>()->setProtection(std::string(*path), *protection);
   if (failure) {
     file_log::warn("-[VaspFileHandler setAttributeDataProtection:toFullpath:]",
                    "Error changing data protection attribute: %@", failure);
@@ -137,8 +135,8 @@ bool VaspFileHandler::setAttributeDataProtection_toFullpath(
 
 bool VaspFileHandler::setExcludeBackupAttributeToFullpath(Path path) const {
   if (paths::isEmpty(path)) return false;
-  const Failure failure =
-      Platform::current().fileAttributes->setExcludedFromBackup(std::string(*path), true);
+  const Failure failure = platform::current<platform::FileAttributes>()->setExcludedFromBackup(
+      std::string(*path), true);
   if (failure) {
     file_log::warn("-[VaspFileHandler setExcludeBackupAttributeToFullpath:]",
                    "Error changing exclude backup attribute: %@", failure);

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "kelm/base/coding/keyed_archive.h"
 #include "kelm/base/data.h"
 #include "kelm/base/date.h"
 #include "kelm/base/export.h"
-#include "kelm/base/keyed_archive.h"
 #include "kelm/base/value.h"
 #include "kelm/storage/kelm_dumpable_module_protocol.h"
 

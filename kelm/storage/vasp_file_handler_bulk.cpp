@@ -3,7 +3,6 @@
 
 #include "kelm/platform/file_system.h"
 #include "kelm/platform/home_folders.h"
-#include "kelm/platform/platform.h"
 #include "kelm/storage/folder_walk.h"
 #include "kelm/storage/log_lines.h"
 #include "kelm/storage/paths.h"
@@ -14,7 +13,6 @@ namespace kelm {
 namespace {
 
 using platform::FileKind;
-using platform::Platform;
 using Path = VaspFileHandler::Path;
 // Brings an item to a path where nothing is: a move or a copy.
 using Transfer = Failure (platform::FileSystem::*)(const std::string&, const std::string&);
@@ -22,7 +20,7 @@ using Transfer = Failure (platform::FileSystem::*)(const std::string&, const std
 constexpr std::size_t kUsualFileCount = 50;
 constexpr std::size_t kUsualDumpLength = 1000;
 
-platform::FileSystem& files() { return *Platform::current().fileSystem; }
+platform::FileSystem& files() { return *platform::current<platform::FileSystem>(); }
 
 std::vector<std::string> listFiles(const VaspFileHandler& handler, Path folder, const char* from) {
   std::vector<std::string> found;
@@ -247,7 +245,7 @@ std::string VaspFileHandler::debugListPathContent_indentation(Path folder,
 Dictionary VaspFileHandler::dumpWithOption(std::optional<std::string_view> option) {
   Dictionary dump;
   try {
-    const platform::HomeFolders& folders = *Platform::current().homeFolders;
+    const platform::HomeFolders& folders = *platform::current<platform::HomeFolders>();
     List errors;
     dump.set("cache", urlsBelow(folders.caches(), errors));
     dump.set("document", urlsBelow(folders.documents(), errors));

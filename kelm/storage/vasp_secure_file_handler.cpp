@@ -6,7 +6,6 @@
 #include "kelm/base/error.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 #include "kelm/storage/log_lines.h"
 #include "kelm/storage/paths.h"
 
@@ -72,7 +71,7 @@ std::optional<Data> VaspSecureFileHandler::readNSDataFromPath_(Path path) const 
 bool VaspSecureFileHandler::copyAndEncryptFileWithFullPath_toDestFullPath(Path source,
                                                                           Path destination) const {
   if (paths::isEmpty(source) || paths::isEmpty(destination)) return false;
-  platform::FileSystem& files = *platform::Platform::current().fileSystem;
+  platform::FileSystem& files = *platform::current<platform::FileSystem>();
   std::optional<Data> plain;
   if (auto content = files.readFile(std::string(*source))) plain = std::move(*content);
   const std::optional<Data> ciphertext = encryptNSData(plain);

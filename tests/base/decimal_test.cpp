@@ -7,10 +7,10 @@
 #include <string>
 #include <tuple>
 
+#include "kelm/base/coding/json.h"
+#include "kelm/base/coding/keyed_archive.h"
+#include "kelm/base/coding/property_list.h"
 #include "kelm/base/describe.h"
-#include "kelm/base/json.h"
-#include "kelm/base/keyed_archive.h"
-#include "kelm/base/property_list.h"
 #include "kelm/base/value.h"
 
 namespace kelm {

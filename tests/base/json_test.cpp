@@ -1,4 +1,4 @@
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 
 #include <gtest/gtest.h>
 

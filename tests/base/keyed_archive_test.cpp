@@ -1,4 +1,4 @@
-#include "kelm/base/keyed_archive.h"
+#include "kelm/base/coding/keyed_archive.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <iterator>
 #include <limits>
 
+#include "kelm/base/coding/property_list.h"
 #include "kelm/base/describe.h"
-#include "kelm/base/property_list.h"
 
 namespace kelm {
 namespace {

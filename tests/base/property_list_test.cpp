@@ -1,4 +1,4 @@
-#include "kelm/base/property_list.h"
+#include "kelm/base/coding/property_list.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/crypto/vasp_sha2.h"
 
 namespace kelm {

@@ -4,8 +4,8 @@
 #include <random>
 #include <tuple>
 
-#include "kelm/base/keyed_archive.h"
-#include "kelm/base/property_list.h"
+#include "kelm/base/coding/keyed_archive.h"
+#include "kelm/base/coding/property_list.h"
 #include "kelm/collections/vasp_ordered_dictionary.h"
 
 namespace kelm {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_crypted_config_file_payload_reader.h"

@@ -4,7 +4,7 @@
 
 #include "kelm/crypto/hexadecimal.h"
 #include "kelm/crypto/vasp_rsa_key_util.h"
-#include "kelm/platform/item_store.h"
+#include "kelm/platform/items/item_store.h"
 #include "tests/crypto/rsa_fixture.h"
 #include "tests/support/test_platform.h"
 

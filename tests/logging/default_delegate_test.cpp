@@ -114,9 +114,7 @@ TEST_F(SystemLogProcessorTest, EntryStandsUnderTheBundleWhateverTheLevel) {
 }
 
 TEST_F(SystemLogProcessorTest, FailingSystemLogIsReportedWithAStackAndDropsTheRecord) {
-  platform::Platform failing = services.platform();
-  failing.systemLog = std::make_shared<FailingSystemLog>();
-  const platform::ScopedPlatform inner(failing);
+  const platform::ScopedService<platform::SystemLog> inner(std::make_shared<FailingSystemLog>());
   processor.processLog(log);
   EXPECT_THAT(services.console->lines(), ElementsAre("LOG ERROR no journal", HasSubstr(" 0x")));
 }
@@ -124,9 +122,7 @@ TEST_F(SystemLogProcessorTest, FailingSystemLogIsReportedWithAStackAndDropsTheRe
 TEST_F(SystemLogProcessorTest, MissingBundleIdentifierStopsTheProcess) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   services.bundle->setIdentifier(std::nullopt);
-  platform::Platform visible = services.platform();
-  visible.console = platform::Platform::makeSystem().console;
-  const platform::ScopedPlatform inner(visible);
+  const platform::ScopedService<platform::Console> inner(platform::Console::makeSystem());
   EXPECT_DEATH(processor.processLog(log), "LOG ERROR the application has no bundle identifier");
 }
 

@@ -9,14 +9,13 @@
 
 #include "kelm/network/http_call.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/platform.h"
 #include "tests/network/network_fixture.h"
 #include "tests/support/http_server.h"
 
 namespace kelm {
 namespace {
 
-platform::MainLoop& mainLoop() { return platform::Platform::current().dispatcher->mainLoop(); }
+platform::MainLoop& mainLoop() { return platform::current<platform::Dispatcher>()->mainLoop(); }
 
 /// Lets the main loop look again at what it waits for whenever a task has ended.
 class WakingApplication : public test::RecordingApplication {
@@ -35,7 +34,7 @@ TEST(RoundTrip, EightThreadsCompleteEveryTaskOnceWhileOthersLookOnAndAbort) {
   const auto application = std::make_shared<WakingApplication>();
   KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler([=] { return application; });
   const test::HttpServer server;
-  const auto session = platform::Platform::current().urlSessions->make({});
+  const auto session = platform::current<platform::UrlSessions>()->make({});
   std::atomic<int> completions{0}, failures{0};
   const auto work = [&](int thread) {
     for (int i = 0; i < kTasks; ++i) {

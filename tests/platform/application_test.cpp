@@ -2,17 +2,18 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
-#include "kelm/platform/local_application.h"
+#include "kelm/platform/in_process/in_process_application.h"
 #include "tests/support/manual_dispatcher.h"
 #include "tests/support/memory_console.h"
 
 namespace kelm::test {
 namespace {
 
-TEST(LocalApplication, RunningTasksExpireOnTheMainLoopUnlessTheyEndBefore) {
+TEST(InProcessApplication, RunningTasksExpireOnTheMainLoopUnlessTheyEndBefore) {
   const auto dispatcher = std::make_shared<ManualDispatcher>(std::make_shared<ManualClock>(),
                                                              std::make_shared<MemoryConsole>());
-  platform::LocalApplication application(dispatcher);
+  const platform::ScopedService<platform::Dispatcher> scope(dispatcher);
+  platform::InProcessApplication application;
   std::vector<std::string> expired;
   const auto expiring = [&](std::string name) { return [&, name] { expired.push_back(name); }; };
   const auto held = std::make_shared<int>();

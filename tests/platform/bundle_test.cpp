@@ -40,11 +40,11 @@ TEST(LinuxBundle, DescriptionIsReadAndItsAbsenceIsNoFailure) {
 
 TEST(LinuxBundle, SystemsOwnComesFromTheEnvironmentAndTheProgramsFolder) {
   const ScopedVariable told("KELM_BUNDLE_ID", "com.example.told");
-  EXPECT_EQ(platform::makeBundle()->identifier(), "com.example.told");
-  EXPECT_EQ(platform::makeBundle()->path(),
+  EXPECT_EQ(platform::Bundle::makeSystem()->identifier(), "com.example.told");
+  EXPECT_EQ(platform::Bundle::makeSystem()->path(),
             std::filesystem::read_symlink("/proc/self/exe").parent_path());
   const ScopedVariable silent("KELM_BUNDLE_ID", std::nullopt);
-  EXPECT_EQ(platform::makeBundle()->identifier(), kOwnIdentifier);
+  EXPECT_EQ(platform::Bundle::makeSystem()->identifier(), kOwnIdentifier);
 }
 
 }  // namespace

@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "kelm/platform/linux/services.h"
-
 namespace kelm::test {
 namespace {
 
@@ -52,7 +50,7 @@ TEST(LinuxConsole, LinesOfManyThreadsStayWhole) {
   std::vector<std::thread> writers;
   for (int t = 0; t < 4; ++t)
     writers.emplace_back([&, t] {
-      const auto console = platform::makeConsole();
+      const auto console = platform::Console::makeSystem();
       const std::string line(30'000, static_cast<char>(t));
       for (int i = 0; i < 10; ++i)
         console->writeLine(line);
@@ -76,7 +74,7 @@ TEST(LinuxConsole, ClosedConsoleSwallowsLinesAndRaisesNoSignal) {
   PipedError pipe;
   pipe.closeReader();
   for (int i = 0; i < 100; ++i)
-    platform::makeConsole()->writeLine("nobody reads this");
+    platform::Console::makeSystem()->writeLine("nobody reads this");
   pipe.restore();
   sigset_t pending;
   ::sigpending(&pending);

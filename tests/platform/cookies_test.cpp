@@ -1,4 +1,4 @@
-#include "kelm/platform/cookies.h"
+#include "kelm/platform/http/cookies.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "kelm/platform/cookie_jar.h"
+#include "kelm/platform/http/cookie_jar.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/test_platform.h"
 
@@ -90,7 +90,8 @@ class CookieJarTest : public testing::Test {
   std::string sentTo(const char* url) const { return platform::cookieHeader(jar.cookiesFor(url)); }
 
   std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-  platform::CookieJar jar{clock};
+  platform::ScopedService<platform::Clock> clockScope{clock};
+  platform::CookieJar jar;
 };
 
 TEST_F(CookieJarTest, CookiesGoOnlyToWhereTheyBelong) {

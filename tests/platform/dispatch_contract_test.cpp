@@ -11,7 +11,6 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/linux/services.h"
 #include "tests/support/manual_dispatcher.h"
 #include "tests/support/memory_console.h"
 
@@ -51,6 +50,7 @@ class DispatcherContract : public testing::TestWithParam<Maker> {
   }
 
   std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
+  platform::ScopedService<platform::Console> consoleScope{console};
   std::shared_ptr<Dispatcher> dispatcher = GetParam()(console);
   std::shared_ptr<Queue> serial = dispatcher->makeSerialQueue("serial");
   const std::vector<Queue*> queues = {&mainLoop(), serial.get()};
@@ -196,8 +196,8 @@ TEST_P(DispatcherContract, RunEndsAtStopEvenAnEarlierOneAndATaskThatRunsTheLoopK
   EXPECT_THAT(seen(), ElementsAre("outer", "second", "third", "outer's end", "last"));
 }
 
-std::shared_ptr<Dispatcher> makeSystem(std::shared_ptr<platform::Console> console) {
-  return platform::makeDispatcher(platform::makeSystemClock(), console);
+std::shared_ptr<Dispatcher> makeSystem(std::shared_ptr<platform::Console>) {
+  return Dispatcher::makeSystem();
 }
 std::shared_ptr<Dispatcher> makeManual(std::shared_ptr<platform::Console> console) {
   return std::make_shared<ManualDispatcher>(std::make_shared<ManualClock>(), console);

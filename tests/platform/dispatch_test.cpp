@@ -12,7 +12,6 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/platform/dispatch.h"
-#include "kelm/platform/linux/services.h"
 #include "tests/support/memory_console.h"
 
 namespace kelm::test {
@@ -21,8 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 
 struct SystemLoop {
-  std::shared_ptr<platform::Dispatcher> dispatcher =
-      platform::makeDispatcher(platform::makeSystemClock(), std::make_shared<MemoryConsole>());
+  std::shared_ptr<platform::Dispatcher> dispatcher = platform::Dispatcher::makeSystem();
   platform::MainLoop& loop = dispatcher->mainLoop();
 
   bool isReadable(int timeoutMilliseconds = 0) const {

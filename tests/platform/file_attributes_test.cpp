@@ -13,7 +13,9 @@ struct AttributeWorld {
   FileWorld files;
   std::shared_ptr<platform::FileAttributes> attributes;
 
-  static AttributeWorld real() { return {FileWorld::real(), platform::makeFileAttributes()}; }
+  static AttributeWorld real() {
+    return {FileWorld::real(), platform::FileAttributes::makeSystem()};
+  }
   static AttributeWorld inMemory() {
     FileWorld files = FileWorld::inMemory();
     return {files, std::make_shared<MemoryFileAttributes>(files.memory())};
@@ -76,7 +78,7 @@ TEST_P(FileAttributesContract, MissingItemsAndBadPathsAreErrors) {
 }
 
 TEST(LinuxFileAttributes, FileSystemThatRefusesThemCountsAsSuccess) {
-  const auto attributes = platform::makeFileAttributes();
+  const auto attributes = platform::FileAttributes::makeSystem();
   const std::string path = "/proc/self/status";  // holds none, for anybody
   ASSERT_EQ(::setxattr(path.c_str(), "user.kelm.protection", "x", 1, 0), -1);
   EXPECT_EQ(codeOf(attributes->setProtection(path, kClass)), 0);

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "kelm/platform/linux/system_call.h"
+#include "kelm/platform/linux/files/system_call.h"
 #include "tests/platform/file_world.h"
 
 namespace kelm::test {

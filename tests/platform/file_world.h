@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/linux/file_calls.h"
-#include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/files/file_calls.h"
+#include "kelm/platform/linux/files/services.h"
 #include "tests/support/fault_ladder.h"
 #include "tests/support/memory_file_system.h"
 #include "tests/support/temporary_folder.h"

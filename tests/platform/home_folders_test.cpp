@@ -2,18 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include "kelm/platform/linux/services.h"
 #include "tests/platform/scoped_variable.h"
 #include "tests/support/memory_bundle.h"
 
 namespace kelm::test {
 namespace {
 
-std::shared_ptr<platform::HomeFolders> ofTill() {
-  return platform::makeHomeFolders(std::make_shared<MemoryBundle>());
-}
+class LinuxHomeFolders : public testing::Test {
+ protected:
+  static std::shared_ptr<platform::HomeFolders> ofTill() {
+    return platform::HomeFolders::makeSystem();
+  }
 
-TEST(LinuxHomeFolders, GroupIdentifiersThatCouldLeaveTheFolderGiveNone) {
+ private:
+  platform::ScopedService<platform::Bundle> bundle_{std::make_shared<MemoryBundle>()};
+};
+
+TEST_F(LinuxHomeFolders, GroupIdentifiersThatCouldLeaveTheFolderGiveNone) {
   const auto folders = ofTill();
   for (const std::string& identifier : {std::string(), std::string("."), std::string("a/b"),
                                         std::string("a.."), std::string("a\0b", 3)})
@@ -21,7 +26,7 @@ TEST(LinuxHomeFolders, GroupIdentifiersThatCouldLeaveTheFolderGiveNone) {
   EXPECT_TRUE(folders->groupContainer("group.example")->ends_with("/groups/group.example"));
 }
 
-TEST(LinuxHomeFolders, FollowTheVariablesOfTheDesktopStandard) {
+TEST_F(LinuxHomeFolders, FollowTheVariablesOfTheDesktopStandard) {
   const struct {
     std::optional<std::string> home, data, cache;
     const char* expectedHome;
@@ -39,7 +44,7 @@ TEST(LinuxHomeFolders, FollowTheVariablesOfTheDesktopStandard) {
   }
 }
 
-TEST(LinuxHomeFolders, UserWithoutHomeVariableHasTheHomeOfHisAccount) {
+TEST_F(LinuxHomeFolders, UserWithoutHomeVariableHasTheHomeOfHisAccount) {
   const ScopedVariable home("HOME", "relative"), data("XDG_DATA_HOME", std::nullopt);
   const std::string path = ofTill()->home();
   EXPECT_TRUE(path.starts_with('/'));

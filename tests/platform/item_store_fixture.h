@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kelm/base/describe.h"
-#include "kelm/platform/item_store.h"
+#include "kelm/platform/items/item_store.h"
 #include "tests/support/canary.h"
 
 namespace kelm::test {

@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/files/services.h"
+#include "kelm/platform/linux/items/services.h"
 #include "tests/platform/file_world.h"
 #include "tests/platform/item_store_fixture.h"
 #include "tests/support/manual_clock.h"
@@ -16,20 +17,19 @@ namespace kelm::test {
 
 /// A folder of the system, the stores that are opened on it, and the database as anybody sees it.
 struct ItemFolder {
-  ItemFolder() {
-    parts.files = platform::makeFileSystem(std::make_shared<UnsyncedCalls>());
-    parts.attributes = platform::makeFileAttributes();
-    parts.clock = std::make_shared<ManualClock>();
-    parts.random = platform::makeSystemRandom();
-    parts.folder = folder;
+  ItemFolder() { options.folder = folder; }
+  std::shared_ptr<platform::ItemStore> open() const {
+    return platform::makeSqliteItemStore(options);
   }
-  std::shared_ptr<platform::ItemStore> open() const { return platform::makeSqliteItemStore(parts); }
 
   TemporaryFolder root;
   std::string folder = root / "keys";
   std::string database = folder + "/items.db";
   std::string keyFile = folder + "/master.key";
-  platform::SqliteItemStoreParts parts;  // of the stores that are opened next
+  platform::SqliteItemStoreOptions options;  // of the stores that are opened next
+  platform::ScopedService<platform::FileSystem> files{
+      platform::makeFileSystem(std::make_shared<UnsyncedCalls>())};
+  platform::ScopedService<platform::Clock> clock{std::make_shared<ManualClock>()};
 };
 
 /// A store in a folder of its own.

@@ -8,7 +8,6 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
-#include "kelm/platform/linux/services.h"
 
 namespace kelm::test {
 namespace {
@@ -24,7 +23,7 @@ class LocalCenter : public testing::Test {
         name, [this, label](const Notification& n) { seen.push_back(label + ":" + n.name); });
   }
 
-  std::shared_ptr<NotificationCenter> center = platform::makeNotificationCenter();
+  std::shared_ptr<NotificationCenter> center = platform::NotificationCenter::makeSystem();
   std::vector<std::string> seen;
 };
 

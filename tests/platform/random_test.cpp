@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/core/services.h"
 
 namespace kelm::test {
 namespace {
@@ -29,27 +29,26 @@ std::ptrdiff_t trickle(void* buffer, std::size_t size, unsigned) {
   std::memset(buffer, calls, count);
   return static_cast<std::ptrdiff_t>(count);
 }
-int refuse(unsigned char*, int) { return 0; }
 
 using Draw = std::array<std::uint8_t, 32>;
 
 TEST(LinuxRandom, RefusalIsToldAndInterruptionsAndShortAnswersAreNot) {
   Draw buffer{};
   for (const auto source : {&refuse<ENOSYS>, &refuse<EAGAIN>, &refuse<EFAULT>})
-    EXPECT_FALSE(platform::makeSystemRandom({source, refuse})->fill(buffer));
-  EXPECT_TRUE(platform::makeSystemRandom({&trickle, refuse})->fill(buffer));
+    EXPECT_FALSE(platform::makeRandom(source)->fill(buffer));
+  EXPECT_TRUE(platform::makeRandom(&trickle)->fill(buffer));
   EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0), 0) << "every byte is from the source";
 }
 
 TEST(LinuxRandom, GeneratorsOfLastResortDifferFromEachOtherAndUnderThreads) {
-  const auto shared = platform::makeSystemRandom({&refuse<ENOSYS>, refuse});
+  const auto shared = platform::makeRandom(&refuse<ENOSYS>);
   std::vector<std::vector<Draw>> draws(4, std::vector<Draw>(200));
   std::vector<std::jthread> threads;
   for (auto& mine : draws)
     threads.emplace_back([&] {
       for (Draw& draw : mine)
         shared->fillFromFallback(draw);
-      platform::makeSystemRandom({&refuse<ENOSYS>, refuse})->fillFromFallback(mine.back());
+      platform::makeRandom(&refuse<ENOSYS>)->fillFromFallback(mine.back());
     });
   threads.clear();
   std::set<Draw> all;

@@ -24,7 +24,7 @@ class SqliteItemStoreFaults : public SqliteItemStore {};
 TEST_F(SqliteItemStoreFaults, FailedCallOfTheFileSystemIsAStatusAndTheNextTryWorks) {
   int failures = 0;
   const auto calls = std::make_shared<FaultyCalls>();
-  folder.parts.files = platform::makeFileSystem(calls);
+  const platform::ScopedService<platform::FileSystem> files(platform::makeFileSystem(calls));
   bool isReached = true;
   for (std::uint64_t number = 1; isReached; ++number) {
     std::filesystem::remove_all(folder.folder);
@@ -45,7 +45,7 @@ TEST_F(SqliteItemStoreFaults, FailedCallOfTheFileSystemIsAStatusAndTheNextTryWor
 class FaultySqlite : public SqliteItemStore {
  protected:
   FaultySqlite() {
-    folder.parts.vfs = FaultySqliteFiles::kName;
+    folder.options.vfs = FaultySqliteFiles::kName;
     reopen();
   }
   ~FaultySqlite() override { store.reset(); }  // before its files
@@ -104,7 +104,7 @@ TEST_F(FaultySqlite, FullDiskIsReportedKeepsWhatIsThereAndAnswersNothingBeforeAL
 }
 
 TEST_F(SqliteItemStoreFaults, StoreThatAnotherProcessChangesForTooLongIsNotAvailable) {
-  folder.parts.patienceMilliseconds = 1;
+  folder.options.patienceMilliseconds = 1;
   reopen();
   ASSERT_EQ(add("anna"), 0);
   RawDatabase other(folder.database);

@@ -185,7 +185,7 @@ TEST_F(SqliteItemStore, DatabaseThatIsTakenAwayIsMissedAtTheNextCall) {
 }
 
 TEST_F(SqliteItemStore, ForeignAccessGroupsHaveNoAccess) {
-  folder.parts.accessGroups = {"A1.tills"};
+  folder.options.accessGroups = {"A1.tills"};
   reopen();
   const auto inGroup = [](const char* group) {
     return with(password("anna"), kSecAttrAccessGroup, group);
@@ -199,7 +199,7 @@ TEST_F(SqliteItemStore, ForeignAccessGroupsHaveNoAccess) {
 
 TEST_F(SqliteItemStore, WithoutRandomnessNothingIsAdded) {
   const auto random = std::make_shared<FixedRandom>();
-  folder.parts.random = random;
+  const platform::ScopedService<platform::Random> scope(random);
   reopen();
   for (const bool refuses : {true, false, true}) {
     random->setRefuses(refuses);

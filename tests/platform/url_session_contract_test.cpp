@@ -19,7 +19,7 @@ class UrlSessionContract : public UrlSessionTest, public testing::WithParamInter
     handler_ = handler;
     if (std::string_view(GetParam()) == "memory") return;
     server = std::make_unique<HttpServer>(handler);
-    sessions = platform::makeUrlSessions(services.clock, services.console);
+    sessions = platform::UrlSessions::makeSystem();
     root = server->url("");
   }
   std::string targetOf(const UrlRequest& request) const { return request.url->substr(root.size()); }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kelm/platform/cookies.h"
+#include "kelm/platform/http/cookies.h"
 #include "tests/platform/url_session_world.h"
 
 namespace kelm::test {

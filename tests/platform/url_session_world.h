@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "kelm/base/mutex.h"
-#include "kelm/platform/linux/services.h"
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
 #include "tests/support/http_server.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/memory_console.h"
@@ -119,7 +118,9 @@ class UrlSessionTest : public testing::Test {
 
   std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
   std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
-  std::shared_ptr<platform::UrlSessions> sessions = platform::makeUrlSessions(clock, console);
+  platform::ScopedService<platform::Clock> clockScope{clock};
+  platform::ScopedService<platform::Console> consoleScope{console};
+  std::shared_ptr<platform::UrlSessions> sessions = platform::UrlSessions::makeSystem();
 };
 
 }  // namespace kelm::test

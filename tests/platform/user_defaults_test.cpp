@@ -10,27 +10,30 @@
 namespace kelm::test {
 namespace {
 
-std::shared_ptr<platform::UserDefaults> overFiles(std::shared_ptr<platform::FileSystem> files) {
+std::shared_ptr<platform::UserDefaults> linuxDefaults() {
   const ScopedVariable folder("XDG_CONFIG_HOME", "/config");
-  return platform::makeUserDefaults(std::move(files), std::make_shared<MemoryBundle>());
+  return platform::UserDefaults::makeSystem();
 }
 
 class UserDefaultsContract
     : public testing::TestWithParam<std::shared_ptr<platform::UserDefaults> (*)()> {
  protected:
+  platform::ScopedService<platform::FileSystem> files_{std::make_shared<MemoryFileSystem>()};
+  platform::ScopedService<platform::Bundle> bundle_{std::make_shared<MemoryBundle>()};
   std::shared_ptr<platform::UserDefaults> defaults_ = GetParam()();
 
   void set(std::string_view key, Value value) {
     ASSERT_FALSE(defaults_->setObject(key, std::move(value)));
   }
 };
-INSTANTIATE_TEST_SUITE_P(
-    Each, UserDefaultsContract,
-    testing::Values([] { return overFiles(std::make_shared<MemoryFileSystem>()); },
-                    []() -> std::shared_ptr<platform::UserDefaults> {
-                      return std::make_shared<MemoryUserDefaults>();
-                    }),
-    [](const auto& defaults) { return defaults.index == 0 ? "Linux" : "Memory"; });
+INSTANTIATE_TEST_SUITE_P(Each, UserDefaultsContract,
+                         testing::Values(linuxDefaults,
+                                         []() -> std::shared_ptr<platform::UserDefaults> {
+                                           return std::make_shared<MemoryUserDefaults>();
+                                         }),
+                         [](const auto& defaults) {
+                           return defaults.index == 0 ? "Linux" : "Memory";
+                         });
 
 TEST_P(UserDefaultsContract, ValuesReadBackAsTheyWereSetUnlessJsonHasNoFormForThem) {
   const Value kValues[] = {
@@ -78,7 +81,9 @@ constexpr const char* kFile = "/config/com.example.till/defaults.json";
 
 struct DefaultsInFile : testing::Test {
   std::shared_ptr<MemoryFileSystem> files = std::make_shared<MemoryFileSystem>();
-  std::shared_ptr<platform::UserDefaults> defaults = overFiles(files);
+  platform::ScopedService<platform::FileSystem> filesScope{files};
+  platform::ScopedService<platform::Bundle> bundleScope{std::make_shared<MemoryBundle>()};
+  std::shared_ptr<platform::UserDefaults> defaults = linuxDefaults();
 
   void write(std::string_view json) {
     ASSERT_FALSE(files->createDirectories("/config/com.example.till"));
@@ -95,7 +100,7 @@ TEST_F(DefaultsInFile, EditsOfOthersAreSeenByTheNextReadAndKept) {
   write(R"({"logserver": "b.example"})");
   EXPECT_EQ(defaults->text("logserver"), "b.example");
   ASSERT_FALSE(defaults->setObject("mine", 2));
-  EXPECT_EQ(overFiles(files)->text("logserver"), "b.example");
+  EXPECT_EQ(linuxDefaults()->text("logserver"), "b.example");
 }
 
 TEST_F(DefaultsInFile, EveryFailedCallLeavesTheOldSettings) {
@@ -103,12 +108,12 @@ TEST_F(DefaultsInFile, EveryFailedCallLeavesTheOldSettings) {
   Failure failure;
   std::uint64_t number = 0;
   do {
-    const auto fresh = overFiles(files);
+    const auto fresh = linuxDefaults();
     files->failCall(++number);
     failure = fresh->setObject("key", "new");
     EXPECT_EQ(failure ? failure->code : EIO, EIO);
     files->stopFailing();
-    for (const auto& reader : {fresh, overFiles(files)}) {
+    for (const auto& reader : {fresh, linuxDefaults()}) {
       EXPECT_EQ(reader->text("key"), failure ? "old" : "new");
       EXPECT_EQ(reader->integer("other"), 1);
     }
@@ -124,15 +129,15 @@ TEST_F(DefaultsInFile, MalformedFileReadsAsEmptyAndIsKeptAsideBeforeItIsReplaced
     EXPECT_EQ(text(), broken) << "reading must not change the file";
     ASSERT_FALSE(defaults->setObject("key", 1));
     EXPECT_EQ(text(std::string(kFile) + ".broken"), broken);
-    EXPECT_EQ(overFiles(files)->integer("key"), 1);
+    EXPECT_EQ(linuxDefaults()->integer("key"), 1);
   }
 }
 
 TEST(LinuxUserDefaults, FileLiesWithTheUsersConfigurationAndIsHisAlone) {
   const FileWorld world = FileWorld::real();
   const ScopedVariable folder("XDG_CONFIG_HOME", world.root());
-  const auto defaults =
-      platform::makeUserDefaults(platform::makeFileSystem(), std::make_shared<MemoryBundle>());
+  const platform::ScopedService<platform::Bundle> bundle(std::make_shared<MemoryBundle>());
+  const auto defaults = platform::UserDefaults::makeSystem();
   ASSERT_FALSE(defaults->setObject("logserver", "a.example"));
   EXPECT_EQ(world.text("com.example.till/defaults.json"), "{\n  \"logserver\" : \"a.example\"\n}");
   EXPECT_EQ(world->status(world.at("com.example.till/defaults.json"))->permissions, 0600U);

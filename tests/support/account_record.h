@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 #include "kelm/storage/kelm_data_store_handler.h"
 
 // Account records as earlier versions of a host left them, in the file system in use. Programs
@@ -14,7 +13,7 @@ namespace kelm::test {
 
 /// Puts bytes at a path, its folders included.
 inline void putRecordFile(const std::string& path, DataView bytes) {
-  platform::FileSystem& files = *platform::Platform::current().fileSystem;
+  platform::FileSystem& files = *platform::current<platform::FileSystem>();
   if (files.createDirectories(path.substr(0, path.rfind('/'))) || files.replaceFile(path, bytes))
     throw std::runtime_error("no record at " + path);
 }

@@ -9,8 +9,8 @@
 
 #include "kelm/base/mutex.h"
 #include "kelm/platform/clock.h"
-#include "kelm/platform/item_query.h"
-#include "kelm/platform/item_store.h"
+#include "kelm/platform/items/item_query.h"
+#include "kelm/platform/items/item_store.h"
 
 namespace kelm::test {
 

@@ -5,9 +5,8 @@
 #include <utility>
 
 #include "kelm/base/mutex.h"
-#include "kelm/platform/cookie_jar.h"
-#include "kelm/platform/cookies.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/http/cookie_jar.h"
+#include "kelm/platform/http/cookies.h"
 
 namespace kelm::test {
 
@@ -162,7 +161,7 @@ std::shared_ptr<platform::UrlSession> MemoryUrlSessions::make(
 }
 
 std::shared_ptr<platform::CookieStorage> MemoryUrlSessions::makeCookieStorage() {
-  return std::make_shared<platform::CookieJar>(platform::Platform::current().clock);
+  return std::make_shared<platform::CookieJar>();
 }
 
 }  // namespace kelm::test

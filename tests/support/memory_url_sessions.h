@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "kelm/platform/url_session.h"
+#include "kelm/platform/http/url_session.h"
 
 namespace kelm::test {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/user_defaults.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "kelm/validation/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
 
 namespace kelm::test {
 

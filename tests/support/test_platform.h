@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "kelm/platform/local_application.h"
-#include "kelm/platform/local_notification_center.h"
-#include "kelm/platform/platform.h"
+#include "kelm/platform/in_process/in_process_application.h"
+#include "kelm/platform/in_process/in_process_notification_center.h"
+#include "kelm/platform/service.h"
 #include "tests/support/fixed_random.h"
 #include "tests/support/manual_clock.h"
 #include "tests/support/manual_dispatcher.h"
@@ -31,25 +31,50 @@ struct TestPlatform {
   std::shared_ptr<MemoryFileAttributes> fileAttributes =
       std::make_shared<MemoryFileAttributes>(fileSystem);
   std::shared_ptr<MemoryBundle> bundle = std::make_shared<MemoryBundle>();
-  std::shared_ptr<platform::LocalNotificationCenter> notificationCenter =
-      std::make_shared<platform::LocalNotificationCenter>();
+  std::shared_ptr<platform::InProcessNotificationCenter> notificationCenter =
+      std::make_shared<platform::InProcessNotificationCenter>();
   std::shared_ptr<MemorySystemLog> systemLog = std::make_shared<MemorySystemLog>();
   std::shared_ptr<MemoryUrlSessions> urlSessions = std::make_shared<MemoryUrlSessions>();
-  std::shared_ptr<platform::LocalApplication> application =
-      std::make_shared<platform::LocalApplication>(dispatcher);
+  std::shared_ptr<platform::InProcessApplication> application =
+      std::make_shared<platform::InProcessApplication>();
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
-
-  platform::Platform platform() const {
-    return {clock,       console,        dispatcher, homeFolders,        userDefaults,
-            fileSystem,  fileAttributes, bundle,     notificationCenter, systemLog,
-            urlSessions, application,    random,     itemStore};
-  }
 };
 
 /// Puts the services of a test in place for a scope.
-struct TestScope : platform::ScopedPlatform {
-  explicit TestScope(const TestPlatform& services) : ScopedPlatform(services.platform()) {}
+class TestScope {
+ public:
+  explicit TestScope(const TestPlatform& s)
+      : clock_(s.clock),
+        console_(s.console),
+        dispatcher_(s.dispatcher),
+        homeFolders_(s.homeFolders),
+        userDefaults_(s.userDefaults),
+        fileSystem_(s.fileSystem),
+        fileAttributes_(s.fileAttributes),
+        bundle_(s.bundle),
+        notificationCenter_(s.notificationCenter),
+        systemLog_(s.systemLog),
+        urlSessions_(s.urlSessions),
+        application_(s.application),
+        random_(s.random),
+        itemStore_(s.itemStore) {}
+
+ private:
+  platform::ScopedService<platform::Clock> clock_;
+  platform::ScopedService<platform::Console> console_;
+  platform::ScopedService<platform::Dispatcher> dispatcher_;
+  platform::ScopedService<platform::HomeFolders> homeFolders_;
+  platform::ScopedService<platform::UserDefaults> userDefaults_;
+  platform::ScopedService<platform::FileSystem> fileSystem_;
+  platform::ScopedService<platform::FileAttributes> fileAttributes_;
+  platform::ScopedService<platform::Bundle> bundle_;
+  platform::ScopedService<platform::NotificationCenter> notificationCenter_;
+  platform::ScopedService<platform::SystemLog> systemLog_;
+  platform::ScopedService<platform::UrlSessions> urlSessions_;
+  platform::ScopedService<platform::Application> application_;
+  platform::ScopedService<platform::Random> random_;
+  platform::ScopedService<platform::ItemStore> itemStore_;
 };
 
 }  // namespace kelm::test

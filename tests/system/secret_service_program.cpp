@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "kelm/platform/secret_service.h"
+#include "kelm/platform/items/secret_service.h"
 #include "tests/platform/item_store_contract.h"
 #include "tests/support/test_platform.h"
 
@@ -17,9 +17,10 @@ namespace {
 
 /// Each application has items of its own.
 std::shared_ptr<platform::ItemStore> connect(const std::string& application) {
-  const TestPlatform services;
-  services.bundle->setIdentifier(application);
-  auto store = platform::connectSecretService(services.platform());
+  const auto bundle = std::make_shared<MemoryBundle>();
+  bundle->setIdentifier(application);
+  const platform::ScopedService<platform::Bundle> scope(bundle);
+  auto store = platform::connectSecretService();
   if (!store) throw std::runtime_error(describe(store.error()));
   return *store;
 }
@@ -114,7 +115,7 @@ TEST(SecretService, ItemsOfOtherApplicationsAndGroupsAreOutOfReach) {
   const auto other = connect("com.example.second");
   EXPECT_EQ(other->copyMatching(password("anna")).status, -25300);
   EXPECT_EQ(other->remove(password("anna")), -25300);
-  const auto grouped = platform::connectSecretService(TestPlatform().platform(), {{"shared"}});
+  const auto grouped = platform::connectSecretService({{"shared"}});
   ASSERT_TRUE(grouped);
   EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "shared")).status, 0);
   EXPECT_EQ((*grouped)->add(with(password("anna"), kSecAttrAccessGroup, "foreign")).status, -25243);
@@ -152,7 +153,7 @@ TEST(SecretService, ItemThatAnotherProgramSpoiltIsRefusedAndMakesRoomForANewOne)
 TEST(SecretService, WithoutAServiceThereIsAnErrorAndNoOtherStore) {
   const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
-  const auto store = platform::connectSecretService(TestPlatform().platform());
+  const auto store = platform::connectSecretService();
   setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
   ASSERT_FALSE(store);
   EXPECT_EQ(store.error().code, -25291);

@@ -12,7 +12,7 @@
 #include <set>
 #include <string>
 
-#include "kelm/base/json.h"
+#include "kelm/base/coding/json.h"
 #include "kelm/validation/iso_countries.h"
 
 namespace kelm {

@@ -1,4 +1,4 @@
-#include "kelm/validation/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
 
 #include <gtest/gtest.h>
 #include <unicode/locid.h>

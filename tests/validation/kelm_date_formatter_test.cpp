@@ -1,4 +1,4 @@
-#include "kelm/validation/kelm_date_formatter.h"
+#include "kelm/validation/formatting/kelm_date_formatter.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "kelm/validation/kelm_amount_formatter.h"
+#include "kelm/validation/formatting/kelm_amount_formatter.h"
 #include "tests/support/step_by_step.h"
 
 namespace kelm {

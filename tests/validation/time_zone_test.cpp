@@ -1,4 +1,4 @@
-#include "kelm/validation/time_zone.h"
+#include "kelm/validation/formatting/time_zone.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,8 @@
 
 #include "kelm/base/civil_time.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
-#include "kelm/validation/posix_zone_rule.h"
-#include "kelm/validation/zone_table.h"
+#include "kelm/validation/formatting/posix_zone_rule.h"
+#include "kelm/validation/formatting/zone_table.h"
 #include "tests/support/test_platform.h"
 
 namespace kelm {
@@ -18,7 +17,7 @@ namespace {
 
 Data zoneFile(const std::string& name) {
   const auto file =
-      platform::Platform::current().fileSystem->readFile("/usr/share/zoneinfo/" + name);
+      platform::current<platform::FileSystem>()->readFile("/usr/share/zoneinfo/" + name);
   return file ? *file : Data();
 }
 

@@ -1,4 +1,4 @@
-#include "kelm/validation/zu_string_util.h"
+#include "kelm/validation/strings/zu_string_util.h"
 
 #include <gtest/gtest.h>
 

@@ -5,9 +5,9 @@
 #include <ostream>
 #include <string>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/describe.h"
 #include "kelm/base/error.h"
-#include "kelm/base/json.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_base64.h"
 #include "kelm/crypto/vasp_crypted_config_file_payload_reader.h"

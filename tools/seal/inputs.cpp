@@ -10,7 +10,6 @@
 #include "kelm/base/result.h"
 #include "kelm/crypto/vasp_base64.h"
 #include "kelm/platform/file_system.h"
-#include "kelm/platform/platform.h"
 
 namespace kelm::seal {
 
@@ -20,7 +19,7 @@ constexpr std::string_view kPemBegin = "-----BEGIN CERTIFICATE-----";
 constexpr std::string_view kPemEnd = "-----END CERTIFICATE-----";
 constexpr int kMostTyped = 1024;
 
-platform::FileSystem& files() { return *platform::Platform::current().fileSystem; }
+platform::FileSystem& files() { return *platform::current<platform::FileSystem>(); }
 
 Secret typedSecret(const std::string& prompt) {
   std::array<char, kMostTyped + 1> typed{};  // OpenSSL ends the text behind the most

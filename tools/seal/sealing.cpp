@@ -2,8 +2,8 @@
 
 #include <optional>
 
+#include "kelm/base/coding/json.h"
 #include "kelm/base/error.h"
-#include "kelm/base/json.h"
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"

@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "kelm/platform/linux/services.h"
+#include "kelm/platform/linux/files/services.h"
 #include "tests/support/canary.h"
 
 namespace kelm::test {
 
-SavingProcess::SavingProcess(const std::string& folder) : folder_(folder) {
-  platform::Platform platform = services_.platform();
-  platform.fileSystem = platform::makeFileSystem();
-  platform.fileAttributes = platform::makeFileAttributes();
-  scope_.emplace(std::move(platform));
+SavingProcess::SavingProcess(const std::string& folder)
+    : folder_(folder),
+      files_(platform::FileSystem::makeSystem()),
+      attributes_(platform::FileAttributes::makeSystem()) {
   queue_.setQueueFilePath(folder);
   queue_.setFilesystemKey(bytesOf(kSecretKey));
   queue_.setFilesystemIV(bytesOf(kSecretIV));

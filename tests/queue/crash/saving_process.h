@@ -31,7 +31,9 @@ class SavingProcess {
  private:
   std::string folder_;
   TestPlatform services_;
-  std::optional<platform::ScopedPlatform> scope_;
+  TestScope scope_{services_};
+  platform::ScopedService<platform::FileSystem> files_;
+  platform::ScopedService<platform::FileAttributes> attributes_;
   LogCapture log_;
   KelmReliableQueue queue_;
 };

@@ -1,0 +1,108 @@
+#include "kelm/platform/http/url_session.h"
+
+#include <algorithm>
+
+#include "kelm/base/describe.h"
+#include "kelm/platform/http/cookies.h"
+
+namespace kelm::platform {
+
+Slot<UrlSessions>& UrlSessions::slot() {
+  static constinit Slot<UrlSessions> held;
+  return held;
+}
+
+namespace {
+
+struct Sentence {
+  std::int64_t code;
+  std::string_view text;
+};
+constexpr Sentence kSentences[] = {
+    {url_error::kCancelled, "The exchange was cancelled."},
+    {url_error::kBadUrl, "The URL is malformed."},
+    {url_error::kTimedOut, "The exchange timed out."},
+    {url_error::kUnsupportedUrl, "The URL's scheme is not supported."},
+    {url_error::kCannotFindHost, "The host was not found."},
+    {url_error::kCannotConnectToHost, "The host does not accept a connection."},
+    {url_error::kConnectionLost, "The connection was lost."},
+    {url_error::kTooManyRedirects, "The server redirected too often."},
+    {url_error::kBadServerResponse, "The server's answer is malformed."},
+    {url_error::kSecureConnectionFailed, "A secure connection could not be made."},
+    {url_error::kServerCertificateUntrusted, "The server's certificate is not trusted."},
+};
+
+/// RFC 9110, section 5.6.2.
+bool isTokenCharacter(char c) {
+  return isAsciiAlphanumeric(c) || c == '-' ||
+         std::string_view("!#$%&'*+.^_`|~").find(c) != std::string_view::npos;
+}
+
+bool isToken(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
+}
+
+/// Empty when the URL has none.
+std::string_view schemeOf(std::string_view url) {
+  const std::size_t colon = url.find(':');
+  if (colon == std::string_view::npos || colon == 0) return {};
+  const auto isPart = [](char c) { return isAsciiAlphanumeric(c) || c == '+' || c == '-'; };
+  const std::string_view scheme = url.substr(0, colon);
+  return std::all_of(scheme.begin(), scheme.end(), isPart) ? scheme : std::string_view();
+}
+
+std::optional<std::int64_t> urlProblem(std::string_view url) {
+  if (url.empty() || hasControl(url) || url.find_first_of(" \t") != std::string_view::npos)
+    return url_error::kBadUrl;
+  const std::string_view scheme = schemeOf(url);
+  if (scheme.empty()) return url_error::kBadUrl;
+  if (!equalsIgnoringCase(scheme, "http") && !equalsIgnoringCase(scheme, "https"))
+    return url_error::kUnsupportedUrl;
+  const std::string_view rest = url.substr(scheme.size());
+  const bool namesHost = rest.starts_with("://") && rest.size() > 3 &&
+                         std::string_view("/?#:@").find(rest[3]) == std::string_view::npos;
+  if (!namesHost) return url_error::kBadUrl;
+  return std::nullopt;
+}
+
+Error refusal(const UrlRequest& request, std::string_view sentence) {
+  Error error = urlError(url_error::kBadUrl, request.url ? *request.url : std::string());
+  error.userInfo.set("NSLocalizedDescription", sentence);
+  return error;
+}
+
+}  // namespace
+
+std::optional<std::string_view> UrlRequest::header(std::string_view name) const {
+  for (const auto& [key, value] : headers)
+    if (equalsIgnoringCase(key, name))
+      if (const auto text = value.text()) return text;
+  return std::nullopt;
+}
+
+std::optional<Error> requestProblem(const UrlRequest& request) {
+  if (!request.url) return urlError(url_error::kBadUrl);
+  if (const auto code = urlProblem(*request.url)) return urlError(*code, *request.url);
+  const auto isLower = [](char c) { return c >= 'a' && c <= 'z'; };
+  if (!isToken(request.method) ||
+      std::any_of(request.method.begin(), request.method.end(), isLower))
+    return refusal(request, "The method is not a token in upper case.");
+  for (const auto& [name, value] : request.headers) {
+    if (!isToken(name)) return refusal(request, "The name of a header is malformed.");
+    if (hasControl(value.text() ? *value.text() : describe(value)))
+      return refusal(request, "The value of the header " + name + " is malformed.");
+  }
+  return std::nullopt;
+}
+
+Error urlError(std::int64_t code, std::string_view url) {
+  const auto* sentence = std::find_if(std::begin(kSentences), std::end(kSentences),
+                                      [&](const Sentence& s) { return s.code == code; });
+  const bool known = sentence != std::end(kSentences);
+  Error error =
+      Error::make(error_domain::kUrl, code, known ? sentence->text : "The exchange failed.");
+  if (!url.empty()) error.userInfo.set("NSErrorFailingURLStringKey", url);
+  return error;
+}
+
+}  // namespace kelm::platform

@@ -1,0 +1,127 @@
+#include "kelm/platform/dispatch.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "kelm/platform/linux/core/task_loop.h"
+#include "kelm/platform/linux/core/worker_pool.h"
+#include "kelm/platform/process.h"
+
+namespace kelm::platform {
+
+namespace {
+
+/// A condition that other threads change without posting is noticed this late at most.
+constexpr Duration kLongestNap = std::chrono::milliseconds(10);
+
+class LinuxMainLoop : public MainLoop {
+ public:
+  void post(Task task) override { loop_->post(std::move(task)); }
+  void postAfter(Duration delay, Task task) override { loop_->postAfter(delay, std::move(task)); }
+  std::unique_ptr<Timer> every(Duration interval, Task task) override {
+    return loop_->every(interval, std::move(task));
+  }
+  void runAndWait(const Task& task) override { isCurrent() ? task() : loop_->postAndWait(task); }
+  bool isCurrent() const override {
+    const std::thread::id attached = mainThread_;
+    if (attached == std::thread::id()) return isFirstThread();
+    return attached == std::this_thread::get_id();
+  }
+
+  void run() override {
+    while (!stopped_) {
+      if (!loop_->runNext()) loop_->sleep(Duration::max());
+    }
+    stopped_ = false;
+    loop_->settle();
+  }
+  void stop() override {
+    stopped_ = true;
+    loop_->post([] {});
+  }
+  bool runPending() override { return loop_->runPending(); }
+  bool runUntil(const std::function<bool()>& done, Duration limit) override {
+    const std::int64_t start = steadyNanoseconds();
+    bool isDone = done();
+    while (!isDone) {
+      const Duration left = limit - Duration(steadyNanoseconds() - start);
+      if (left <= Duration::zero()) break;
+      if (!loop_->runNext()) loop_->sleep(std::min(left, kLongestNap));
+      isDone = done();
+    }
+    loop_->settle();
+    return isDone;
+  }
+  int descriptor() const override { return loop_->descriptor(); }
+  void attachToCurrentThread() override { mainThread_ = std::this_thread::get_id(); }
+
+ private:
+  const std::shared_ptr<TaskLoop> loop_ = std::make_shared<TaskLoop>();
+  std::atomic<std::thread::id> mainThread_{};  ///< none: the process's first
+  std::atomic<bool> stopped_{false};
+};
+
+/// A thread of its own, which outlives the queue until everything posted has run.
+class SerialQueue : public Queue {
+ public:
+  explicit SerialQueue(std::string_view name) {
+    startThread(name, [shared = shared_] {
+      runningHere = shared->loop.get();
+      while (!shared->closed || !shared->loop->isEmpty()) {
+        if (!shared->loop->runNext()) shared->loop->sleep(Duration::max());
+      }
+    });
+  }
+  ~SerialQueue() override {
+    shared_->loop->post([shared = shared_] { shared->closed = true; });
+  }
+  SerialQueue(const SerialQueue&) = delete;
+  SerialQueue& operator=(const SerialQueue&) = delete;
+
+  void post(Task task) override { shared_->loop->post(std::move(task)); }
+  void postAfter(Duration delay, Task task) override {
+    shared_->loop->postAfter(delay, std::move(task));
+  }
+  std::unique_ptr<Timer> every(Duration interval, Task task) override {
+    return shared_->loop->every(interval, std::move(task));
+  }
+  void runAndWait(const Task& task) override {
+    isCurrent() ? task() : shared_->loop->postAndWait(task);
+  }
+  bool isCurrent() const override { return runningHere == shared_->loop.get(); }
+
+ private:
+  struct Shared {
+    const std::shared_ptr<TaskLoop> loop = std::make_shared<TaskLoop>();
+    bool closed = false;  ///< of the queue's thread
+  };
+  static thread_local const TaskLoop* runningHere;
+
+  const std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+thread_local const TaskLoop* SerialQueue::runningHere = nullptr;
+
+class LinuxDispatcher : public Dispatcher {
+ public:
+  MainLoop& mainLoop() override { return main_; }
+  std::shared_ptr<Queue> makeSerialQueue(std::string_view name) override {
+    return std::make_shared<SerialQueue>(name);
+  }
+  void postGlobal(Priority priority, Task task) override {
+    workers_.post(priority, std::move(task));
+  }
+
+ private:
+  LinuxMainLoop main_;
+  WorkerPool workers_;
+};
+
+}  // namespace
+
+std::shared_ptr<Dispatcher> Dispatcher::makeSystem() { return std::make_shared<LinuxDispatcher>(); }
+
+}  // namespace kelm::platform

@@ -1,0 +1,184 @@
+#include "kelm/platform/linux/http/exchange.h"
+
+#include <utility>
+
+#include "kelm/platform/clock.h"
+#include "kelm/platform/http/cookies.h"
+#include "kelm/platform/linux/http/redirect.h"
+#include "kelm/platform/reporting.h"
+
+namespace kelm::platform::url_sessions {
+
+namespace {
+
+constexpr int kMaxRedirects = 16;
+constexpr double kMaxSeconds = 1e9;  // longer is for ever
+
+std::uint64_t nextId() {
+  static std::atomic<std::uint64_t> last{0};
+  return ++last;
+}
+
+std::optional<Moment> after(Moment start, double seconds) {
+  if (!(seconds > 0 && seconds < kMaxSeconds)) return std::nullopt;
+  return start +
+         std::chrono::duration_cast<Moment::duration>(std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
+
+Exchange::Exchange(std::shared_ptr<SessionEngine> engine, UrlRequest request,
+                   UrlSession::Completion completion)
+    : id_(nextId()),
+      engine_(std::move(engine)),
+      request_(std::move(request)),
+      completion_(std::move(completion)) {}
+
+void Exchange::resume() {
+  if (resumed_.exchange(true)) return;
+  NetworkThread::instance().post([self = shared_from_this()] { self->begin(); });
+}
+
+void Exchange::cancel() {
+  NetworkThread::instance().post([self = shared_from_this()] { self->end(url_error::kCancelled); });
+}
+
+void Exchange::begin() {
+  if (!engine_) return;  // cancelled before
+  const UrlSessionConfiguration& configuration = engine_->configuration();
+  const double whole =
+      request_.timeoutSeconds > 0 ? request_.timeoutSeconds : configuration.resourceTimeoutSeconds;
+  wholeDeadline_ = after(std::chrono::steady_clock::now(), whole);
+  engine_->keep(shared_from_this());
+  auto problem = requestProblem(request_);
+  if (!problem) problem = engine_->headersProblem();
+  if (problem) return complete(std::move(problem));
+  // Part of the request from here on, so that a redirect drops the session's credentials, too.
+  for (const auto& [name, value] : configuration.additionalHeaders)
+    if (!hasHeader(request_.headers, name)) request_.headers.set(name, value);
+  startTransfer();
+}
+
+void Exchange::startTransfer() {
+  head_.clear();
+  body_.clear();
+  lastMoved_.reset();
+  wasSent_ = false;
+  sent_ = 0;
+  reported_ = 0;
+  std::string cookies;
+  const auto& storage = engine_->configuration().cookies;
+  if (storage && !hasHeader(request_.headers, "Cookie"))
+    runReporting([&] { cookies = cookieHeader(storage->cookiesFor(*request_.url)); });
+  const bool reportsUpload = request_.body && !request_.body->empty() &&
+                             (engine_->delegate() != nullptr || request_.body->size() > 65536);
+  handle_ = engine_->takeHandle();
+  handle_->attach(this);
+  handle_->prepare(request_, cookies, reportsUpload);
+  engine_->lookAgainAt(deadline());
+  if (!engine_->start(handle_->curl())) {
+    handle_.reset();
+    complete(urlError(url_error::kUnknown, *request_.url));
+  }
+}
+
+void Exchange::stopTransfer() {
+  if (!handle_) return;
+  engine_->stop(handle_->curl());
+  engine_->giveBack(std::move(handle_));
+}
+
+Moment Exchange::deadline() const {
+  Moment first = wholeDeadline_.value_or(Moment::max());
+  if (lastMoved_)
+    if (const auto idle = after(*lastMoved_, engine_->configuration().requestTimeoutSeconds))
+      first = std::min(first, *idle);
+  return first;
+}
+
+void Exchange::end(std::int64_t code) {
+  if (!engine_) return;
+  if (!handle_) engine_->keep(shared_from_this());  // never resumed
+  complete(urlError(code, request_.url.value_or("")));
+}
+
+void Exchange::transferEnded(CURLcode outcome) {
+  std::optional<Error> error = errorOf(outcome);
+  curl_easy_getinfo(handle_->curl(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected_);
+  storeCookies();
+  if (!error && follow(error)) {
+    stopTransfer();
+    startTransfer();
+    return;
+  }
+  complete(std::move(error));
+}
+
+void Exchange::storeCookies() const {
+  const auto& storage = engine_->configuration().cookies;
+  if (!storage) return;
+  const auto fields = head_.values("set-cookie");
+  if (fields.empty()) return;
+  const UrlOrigin origin = originOf(*request_.url);
+  for (const std::string_view field : fields)
+    if (const auto cookie = parseCookie(field, origin, current<Clock>()->now()))
+      runReporting([&] { storage->set(*cookie); });
+}
+
+bool Exchange::follow(std::optional<Error>& error) {
+  const char* location = nullptr;
+  long status = 0;
+  curl_easy_getinfo(handle_->curl(), CURLINFO_RESPONSE_CODE, &status);
+  if (!engine_->configuration().followRedirects || !isRedirect(status)) return false;
+  curl_easy_getinfo(handle_->curl(), CURLINFO_REDIRECT_URL, &location);
+  if (location == nullptr) return false;
+  if (++redirects_ > kMaxRedirects) {
+    error = urlError(url_error::kTooManyRedirects, *request_.url);
+    return false;
+  }
+  UrlRequest next = redirected(request_, status, location);
+  error = redirectProblem(request_, next);
+  if (error) return false;
+  request_ = std::move(next);
+  return true;
+}
+
+void Exchange::complete(std::optional<Error> error) {
+  const auto self = shared_from_this();
+  const auto answer = response();
+  if (!error) {
+    curl_off_t sent = 0;
+    curl_easy_getinfo(handle_->curl(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    if (sent > sent_) reportSent(sent);
+    reportReceived(true);
+  }
+  stopTransfer();
+  engine_->drop(*this);
+  const auto engine = std::exchange(engine_, nullptr);
+  const UrlSession::Completion completion = std::exchange(completion_, nullptr);
+  request_ = {};
+  Data body = error ? Data() : std::exchange(body_, {});
+  if (completion) runReporting([&] { completion(std::move(body), answer, std::move(error)); });
+}
+
+std::shared_ptr<const UrlResponse> Exchange::response() const {
+  if (!handle_ || !head_.present()) return nullptr;
+  auto response = std::make_shared<UrlResponse>();
+  long status = 0;
+  curl_easy_getinfo(handle_->curl(), CURLINFO_RESPONSE_CODE, &status);
+  response->url = *request_.url;
+  response->statusCode = static_cast<int>(status);
+  response->headers = head_.fields();
+  response->expectedLength = expected_;
+  return response;
+}
+
+UrlSessionDelegate::Disposition Exchange::judge(const ServerTrust& trust) {
+  // When the delegate throws, the connection is refused.
+  auto disposition = UrlSessionDelegate::Disposition::Cancel;
+  if (engine_) runReporting([&] { disposition = engine_->delegate()->didReceiveChallenge(trust); });
+  trustCancelled_ = disposition == UrlSessionDelegate::Disposition::Cancel;
+  return disposition;
+}
+
+}  // namespace kelm::platform::url_sessions
