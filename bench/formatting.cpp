@@ -55,13 +55,13 @@ void addAmounts(const std::string& locale, const std::string& typed) {
         "amount_format_" + kind,
         [formatter = formatter, number] { return formatter.formattedStringWithNumber(number); },
         [formatter = formatter, number] {
-          return kelm::test::amountPrintedStepByStep(formatter, number);
+          return kelm::testing::amountPrintedStepByStep(formatter, number);
         });
     addPair(
         "amount_parse_" + kind,
         [formatter = formatter, typed] { return formatter.numberWithFormattedString(typed); },
         [formatter = formatter, typed] {
-          return kelm::test::amountReadStepByStep(formatter, typed);
+          return kelm::testing::amountReadStepByStep(formatter, typed);
         });
   }
 }
@@ -78,8 +78,8 @@ void addDates(const std::string& locale) {
   addPair(
       "date_format_" + locale, [dates] { return dates.formattedStringWithDate(Date{1.7e9}); },
       [locale] {
-        const auto format = kelm::test::dateFormat(kPattern, locale.c_str(), theirRome);
-        return kelm::test::datePrintedStepByStep(format, 1.7e9);
+        const auto format = kelm::testing::dateFormat(kPattern, locale.c_str(), theirRome);
+        return kelm::testing::datePrintedStepByStep(format, 1.7e9);
       });
   addPair(
       "date_parse_" + locale,
@@ -87,8 +87,8 @@ void addDates(const std::string& locale) {
         return dates.dateWithFormattedString(kText).value().secondsSince1970;
       },
       [locale] {
-        auto format = kelm::test::dateFormat(kPattern, locale.c_str(), theirRome);
-        return kelm::test::dateReadStepByStep(format, kText);
+        auto format = kelm::testing::dateFormat(kPattern, locale.c_str(), theirRome);
+        return kelm::testing::dateReadStepByStep(format, kText);
       });
 }
 

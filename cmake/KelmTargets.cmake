@@ -119,7 +119,7 @@ function(kelm_page_programs page)
 endfunction()
 
 # Sets `out` to what a program of one source links: the targets that its line
-# "// link: kelm_crypto kelm_test_support" names, else the whole library and the tests' helpers.
+# "// link: kelm_crypto kelm_testing" names, else the whole library.
 function(kelm_program_links source out)
   file(STRINGS "${source}" line REGEX "^// link: " LIMIT_COUNT 1)
   if(line)
@@ -127,11 +127,6 @@ function(kelm_program_links source out)
     string(REGEX REPLACE " +" ";" targets "${targets}")
   else()
     get_property(targets GLOBAL PROPERTY KELM_LIBRARIES)
-    foreach(helper kelm_test_support kelm_test_http)
-      if(TARGET ${helper})
-        list(APPEND targets ${helper})
-      endif()
-    endforeach()
   endif()
   set(${out} "${targets}" PARENT_SCOPE)
 endfunction()

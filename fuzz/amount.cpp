@@ -29,7 +29,7 @@ void checkNumber(const KelmAmountFormatter& formatter, const Decimal& number) {
   // Rounded and cut once, a number stays.
   require(formatter.consolidateRoundingNumber(number) == number);
   require(formatter.formattedStringWithNumber(number) ==
-          test::amountPrintedStepByStep(formatter, number));
+          testing::amountPrintedStepByStep(formatter, number));
   require(formatter.numberWithEditingNumberString(
               formatter.editingNumberStringWithNumber(number)) == number);
 }
@@ -57,7 +57,7 @@ void run(DataView input) {
   if (text.size() < 98 && !text.empty() &&
       text.find_first_not_of("1234567890.,") == std::string_view::npos &&
       (formatter.currencySymbol()->empty() || text.find("1.") == std::string_view::npos))
-    require(number == test::amountReadStepByStep(formatter, text));
+    require(number == testing::amountReadStepByStep(formatter, text));
 }
 
 }  // namespace kelm::fuzz

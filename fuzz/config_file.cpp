@@ -1,4 +1,4 @@
-// link: kelm_crypto kelm_test_support
+// link: kelm_crypto kelm_testing
 // Sealed configurations. Input: a line of Base64, the certificate; a line "file" or "content"; the
 // rest is the whole file, or what it decrypts to. A file opens, or gives one error of the four. The
 // only text that the seeds' key has signed is "signed text", so nothing else can be in a file that
@@ -14,7 +14,7 @@
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_base64.h"
 #include "kelm/crypto/vasp_crypted_config_file_payload_reader.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/test_platform.h"
 
 namespace kelm::fuzz {
 
@@ -32,8 +32,8 @@ void run(DataView input) {
   std::string_view rest = textOf(input);
   const std::string_view certificate = takeLine(rest);
   const bool isContent = takeLine(rest) == "content";
-  const test::TestPlatform services;
-  const test::TestScope scope(services);
+  const testing::TestPlatform services;
+  const testing::TestScope scope(services);
   const std::string file = isContent ? sealed(rest) : std::string(rest);
   require(!services.fileSystem->replaceFile("/sealed.json", bytesOf(file)));
   const auto reader = VaspCryptedConfigFilePayloadReader::initWithConfigurationErrorDomain("fuzz");

@@ -39,15 +39,15 @@ void run(DataView input) {
   formatter.setDateFormat(pattern);
   formatter.setTimezone(&zone);
   const icu::SimpleTimeZone gmt(0, icu::UnicodeString(u"GMT+00:00"));
-  icu::SimpleDateFormat theirs = test::dateFormat(pattern, locale, gmt);
+  icu::SimpleDateFormat theirs = testing::dateFormat(pattern, locale, gmt);
   for (const double seconds : {-1e11, -1.0, static_cast<double>(input.size()) * 1e7 + input[0]})
     require(formatter.formattedStringWithDate(Date{seconds}) ==
-            test::datePrintedStepByStep(theirs, seconds));
+            testing::datePrintedStepByStep(theirs, seconds));
   const auto date = formatter.dateWithFormattedString(typed);
   if (typed.size() > 4096) return;
   // With a number too long for a fraction of a second ICU divides by zero.
   if (!date && pattern.find('S') != std::string_view::npos) return;
-  const auto expected = test::dateReadStepByStep(theirs, typed);
+  const auto expected = testing::dateReadStepByStep(theirs, typed);
   require(date.has_value() == expected.has_value());
   if (date) require(date->secondsSince1970 == *expected && std::isfinite(*expected));
 }

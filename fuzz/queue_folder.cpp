@@ -1,4 +1,4 @@
-// link: kelm_queue kelm_test_support
+// link: kelm_queue kelm_testing
 // A queue over a folder of any names and contents, worked on by any operations, must do what the
 // model of its rules does.
 
@@ -8,5 +8,5 @@
 
 void kelm::fuzz::run(DataView input) {
   silenceLog();
-  test::FolderWorld(input).run();
+  testing::FolderWorld(input).run();
 }

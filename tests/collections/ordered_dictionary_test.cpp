@@ -11,7 +11,7 @@
 #include "kelm/collections/vasp_dictionary_util.h"
 #include "tests/collections/ordered_model.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -249,4 +249,4 @@ TEST(VaspOrderedDictionary, LongListsOfRemovalsAndReadsByPositionAgreeToo) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

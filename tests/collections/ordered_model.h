@@ -9,7 +9,7 @@
 
 #include "kelm/collections/vasp_ordered_dictionary.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// What an ordered dictionary is to do, by the simplest means: a dictionary and an array of keys.
 struct OrderedModel {
@@ -103,4 +103,4 @@ class OrderedPair {
   OrderedModel model_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,7 +5,7 @@
 
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr auto& encrypt = VaspAES::aesEncryptData_WithBytesKey_withBytesIV;
@@ -70,4 +70,4 @@ TEST(VaspAES, ThreadsDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

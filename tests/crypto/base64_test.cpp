@@ -4,7 +4,7 @@
 
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -64,4 +64,4 @@ TEST(VaspBase64, AbsentAndEmptyTextsDifferAndAreLogged) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

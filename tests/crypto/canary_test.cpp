@@ -5,7 +5,7 @@
 #include "kelm/crypto/vasp_crypto_utils.h"
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(Canary, ShowsInEveryFormAndNowhereElse) {
@@ -30,4 +30,4 @@ TEST(Canary, LineOfTheLogThatShowsOneFailsTheTest) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

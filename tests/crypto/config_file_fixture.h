@@ -9,10 +9,10 @@
 #include "kelm/crypto/canonical_text.h"
 #include "kelm/crypto/vasp_aes.h"
 #include "kelm/crypto/vasp_crypted_config_file_payload_reader.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/crypto/rsa_fixture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A file in memory, sealed as the test wants it, and what the reader makes of it.
 class ConfigFileWorld {
@@ -60,4 +60,4 @@ class ConfigFileWorld {
   TestScope scope_{services};
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,7 +1,7 @@
 #include "kelm/crypto/vasp_sha2.h"
 #include "tests/crypto/config_file_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 const std::string kConfiguration = R"({"b":1,"a":[true,"x"]})";
@@ -160,4 +160,4 @@ TEST(ConfigFileReader, FileCutAnywhereOrFlippedGivesOneErrorOrTheSignedConfigura
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

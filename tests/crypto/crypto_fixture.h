@@ -13,10 +13,10 @@
 
 #include "kelm/base/data.h"
 #include "kelm/logging/vasp_logger.h"
+#include "kelm/testing/log_capture.h"
 #include "tests/support/canary.h"
-#include "tests/support/log_capture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// The columns of one line of a data file.
 using Row = std::vector<std::string>;
@@ -82,4 +82,4 @@ inline Lines takeRecords(LogCapture& log) {
   return records;
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

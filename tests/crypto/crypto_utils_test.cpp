@@ -3,10 +3,10 @@
 #include <bit>
 #include <cstdlib>
 
+#include "kelm/testing/test_platform.h"
 #include "tests/crypto/crypto_fixture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -73,4 +73,4 @@ TEST(Hexadecimal, BlanksGoAndAnOddNumberOfUnitsGetsAZero) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

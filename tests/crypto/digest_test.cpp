@@ -7,7 +7,7 @@
 #include "kelm/crypto/vasp_sha2.h"
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 const DataView kAbc = bytesOf("abc");
@@ -88,4 +88,4 @@ TEST(ShaDigests, WorkInEveryThreadUntilItsVeryEnd) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -6,7 +6,7 @@
 #include "kelm/crypto/key_type.h"
 #include "tests/crypto/rsa_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 const CryptoExportImportManager kManager;
@@ -86,4 +86,4 @@ TEST(CryptoExportImportManager, ImportRefusesWhatIsNoCertificateSilently) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

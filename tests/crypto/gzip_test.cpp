@@ -6,7 +6,7 @@
 
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::IsEmpty;
@@ -63,4 +63,4 @@ TEST(VaspGzip, ContentAThousandTimesLargerThanItsStreamComesOutWhole) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,7 +2,7 @@
 
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -68,4 +68,4 @@ TEST(VaspPBKDF2, InputsOfTwoGibibytesAreRefusedUnreadWithTheStatus) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,7 +5,7 @@
 #include "kelm/crypto/vasp_sha2.h"
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 /// The ciphertext of whole blocks without that of the padding, which must decrypt, too.
@@ -43,4 +43,4 @@ TEST(PublishedVectors, EveryOneComesOutAsPublished) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

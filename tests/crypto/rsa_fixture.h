@@ -12,7 +12,7 @@
 #include "kelm/crypto/vasp_rsa.h"
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// The bytes of a file of the folder data/rsa/.
 inline Data fileOf(const std::string& name) {
@@ -34,4 +34,4 @@ inline std::shared_ptr<VaspRSA> privateHalf() {
       rsaKeyOfPkcs1(fileOf("private_key.der"), KeyPart::Private));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,7 +9,7 @@
 #include "kelm/crypto/zu_sign_checker.h"
 #include "tests/crypto/rsa_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr std::uint32_t kSha256 = VaspRSA::kSha256SignaturePadding;
@@ -121,4 +121,4 @@ TEST(ZuSignChecker, WithoutAUsableCertificateEveryCheckIsFalse) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,10 +5,10 @@
 #include "kelm/crypto/hexadecimal.h"
 #include "kelm/crypto/vasp_rsa_key_util.h"
 #include "kelm/platform/items/item_store.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/crypto/rsa_fixture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 const DataView kText = bytesOf("signed text");
@@ -196,4 +196,4 @@ TEST_F(RsaStore, HexNumbersBecomeAKeyThatIsKeptUnderThem) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

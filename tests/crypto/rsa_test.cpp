@@ -5,7 +5,7 @@
 #include "kelm/crypto/crypto_export_import_manager.h"
 #include "tests/crypto/rsa_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr std::uint32_t kSha1 = VaspRSA::kSha1SignaturePadding;
@@ -212,4 +212,4 @@ TEST(VaspRSA, ExportsArePkcs1AndSubjectPublicKeyInfo) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -10,7 +10,7 @@
 #include "kelm/crypto/vasp_pbkdf2.h"
 #include "tests/crypto/rsa_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::UnorderedElementsAre;
@@ -146,4 +146,4 @@ TEST(VaspSignedString, CopyIsCheckedAgainstTheKeyMaterialOfNowSignedInEitherWay)
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

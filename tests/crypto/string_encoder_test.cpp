@@ -2,7 +2,7 @@
 
 #include "tests/crypto/crypto_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr auto& encode = ZuStringEncoder::urlEncodeString;
@@ -37,4 +37,4 @@ TEST(ZuStringEncoder, DecodingTakesWholeEscapesAndWantsUtf8) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -4,15 +4,15 @@
 #include "gtest/gtest.h"
 #include "kelm/logging/vasp_logger_processor_nslog_impl.h"
 #include "kelm/logging/zu_os_logger.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
-struct DefaultDelegateTest : testing::Test {
+struct DefaultDelegateTest : ::testing::Test {
   TestPlatform services;
   TestScope scope{services};
 
@@ -120,11 +120,11 @@ TEST_F(SystemLogProcessorTest, FailingSystemLogIsReportedWithAStackAndDropsTheRe
 }
 
 TEST_F(SystemLogProcessorTest, MissingBundleIdentifierStopsTheProcess) {
-  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
   services.bundle->setIdentifier(std::nullopt);
   const platform::ScopedService<platform::Console> inner(platform::Console::makeSystem());
   EXPECT_DEATH(processor.processLog(log), "LOG ERROR the application has no bundle identifier");
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -10,15 +10,15 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/logging/vasp_logger.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using std::chrono::minutes;
-using testing::ElementsAre;
-using testing::StartsWith;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
 
 struct FunctionDelegate : VaspLogDelegate {
   using Function = std::function<void(LogLevel, std::string_view)>;
@@ -31,7 +31,7 @@ struct FunctionDelegate : VaspLogDelegate {
   const Function call;
 };
 
-struct DeliveryTest : testing::Test {
+struct DeliveryTest : ::testing::Test {
   DeliveryTest() { VaspLogger::flush(minutes(1)); }
   ~DeliveryTest() override {
     VaspLogger::flush(minutes(1));
@@ -177,4 +177,4 @@ TEST_F(DeliveryTest, DelegateMayLogAndExchangeItselfWithinACall) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

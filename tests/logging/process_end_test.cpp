@@ -8,7 +8,7 @@
 
 #include "kelm/logging/vasp_logger.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr int kLines = 2000;
@@ -74,10 +74,10 @@ bool holdsAll(std::string printed, bool critically) {
 TEST(ProcessEndDeathTest, EveryLineArrivesInOrderAndACriticalOneBeforeItsException) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   for (const bool critically : {false, true})
-    EXPECT_EXIT(
-        logAndEnd(critically), testing::ExitedWithCode(3),
-        testing::Truly([&](const std::string& printed) { return holdsAll(printed, critically); }));
+    EXPECT_EXIT(logAndEnd(critically), ::testing::ExitedWithCode(3),
+                ::testing::Truly(
+                    [&](const std::string& printed) { return holdsAll(printed, critically); }));
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,14 +5,14 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 /// Calls `function` below `depth` frames, none of them optimised away.
 [[gnu::noinline]] void atDepth(int depth, const std::function<void()>& function) {
@@ -35,7 +35,7 @@ using testing::StartsWith;
 
 namespace {
 
-struct LoggerTest : testing::Test {
+struct LoggerTest : ::testing::Test {
   TestPlatform services;
   TestScope scope{services};
   LogCapture log;
@@ -64,8 +64,8 @@ TEST_F(LoggerTest, StackStartsAtTheCallerAndHasAtMostFiftyLines) {
     EXPECT_TRUE(depth < 49 || lines.size() == 51) << lines.size();
     EXPECT_EQ(lines[0], "deep 7");
     for (std::size_t i = 1; i < lines.size(); ++i)
-      EXPECT_THAT(lines[i], testing::ContainsRegex("^" + std::to_string(i) +
-                                                   " .* 0x[0-9a-f]{16} .+ \\+ [0-9]+$"));
+      EXPECT_THAT(lines[i], ::testing::ContainsRegex("^" + std::to_string(i) +
+                                                     " .* 0x[0-9a-f]{16} .+ \\+ [0-9]+$"));
   }
 }
 
@@ -73,8 +73,8 @@ TEST_F(LoggerTest, StackNamesTheCallersInOrder) {
   exportedOuter();
   const auto lines = messageLines();
   ASSERT_GT(lines.size(), 3U);
-  EXPECT_THAT(lines[1], HasSubstr("kelm::test::exportedInner(int) + "));
-  EXPECT_THAT(lines[2], HasSubstr("kelm::test::exportedOuter() + "));
+  EXPECT_THAT(lines[1], HasSubstr("kelm::testing::exportedInner(int) + "));
+  EXPECT_THAT(lines[2], HasSubstr("kelm::testing::exportedOuter() + "));
   EXPECT_THAT(lines[1], HasSubstr("logging_test "));
 }
 
@@ -178,4 +178,4 @@ TEST_F(LoggerTest, ArgumentThatLogsWhileItIsDescribedKeepsBothTextsWhole) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -7,7 +7,7 @@
 namespace kelm {
 namespace {
 
-using test::NetworkFixture;
+using testing::NetworkFixture;
 
 TEST(Endpoint, SettingsChooseTheBaseUrl) {
   const NetworkFixture f;

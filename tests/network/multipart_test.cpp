@@ -9,7 +9,7 @@
 namespace kelm {
 namespace {
 
-using test::NetworkFixture;
+using testing::NetworkFixture;
 
 std::shared_ptr<MultiPartFormDataObject> part(std::optional<std::string> key,
                                               std::optional<std::string> value,

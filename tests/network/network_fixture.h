@@ -8,10 +8,10 @@
 
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/zu_http_task.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A host's application object that notes what it is asked for. Thread-safe.
 class RecordingApplication : public platform::Application {
@@ -78,4 +78,4 @@ inline std::shared_ptr<ZuHTTPTask> taskFor(std::optional<std::string> url, ZuHTT
   return ZuHTTPTask::initWithURL_andMethod_usingSession(std::move(url), method, std::move(session));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -13,10 +13,10 @@
 namespace kelm {
 namespace {
 
-using test::NetworkFixture;
-using test::taskFor;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::NetworkFixture;
+using testing::taskFor;
 
 constexpr auto kForm = "application/x-www-form-urlencoded; charset=utf-8";
 
@@ -165,7 +165,7 @@ bool commonHeadersMergeWithCase() {
 // In a process of its own: common headers stay.
 TEST(RequestHeadersDeathTest, CommonOnesMergeWithCaseBelowEncodingAndOwnHeaders) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(std::_Exit(commonHeadersMergeWithCase() ? 0 : 1), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::_Exit(commonHeadersMergeWithCase() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(HttpCall, PutsHeadersAndTimeoutOnTheRequestAndLastSpellingWins) {

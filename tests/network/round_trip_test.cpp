@@ -9,8 +9,8 @@
 
 #include "kelm/network/http_call.h"
 #include "kelm/platform/dispatch.h"
+#include "kelm/testing/servers/http_server.h"
 #include "tests/network/network_fixture.h"
-#include "tests/support/http_server.h"
 
 namespace kelm {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 platform::MainLoop& mainLoop() { return platform::current<platform::Dispatcher>()->mainLoop(); }
 
 /// Lets the main loop look again at what it waits for whenever a task has ended.
-class WakingApplication : public test::RecordingApplication {
+class WakingApplication : public testing::RecordingApplication {
  public:
   void endBackgroundTask(BackgroundTask) override {
     ++ended;
@@ -30,10 +30,10 @@ class WakingApplication : public test::RecordingApplication {
 TEST(RoundTrip, EightThreadsCompleteEveryTaskOnceWhileOthersLookOnAndAbort) {
   constexpr int kThreads = 8, kTasks = 40, kAll = kThreads * kTasks;
   mainLoop().attachToCurrentThread();
-  const test::LogCapture log;
+  const testing::LogCapture log;
   const auto application = std::make_shared<WakingApplication>();
   KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler([=] { return application; });
-  const test::HttpServer server;
+  const testing::HttpServer server;
   const auto session = platform::current<platform::UrlSessions>()->make({});
   std::atomic<int> completions{0}, failures{0};
   const auto work = [&](int thread) {
@@ -65,7 +65,7 @@ TEST(RoundTrip, EightThreadsCompleteEveryTaskOnceWhileOthersLookOnAndAbort) {
   threads.clear();
   EXPECT_EQ(completions, kAll);
   EXPECT_LE(failures, kAll / 8);  // the aborted ones
-  for (const test::HttpRequest& request : server.requests())
+  for (const testing::HttpRequest& request : server.requests())
     EXPECT_TRUE(request.header("X-Thread")) << request.target;
   KelmCoreAppExposedHooks::getInstance().setSharedApplicationHandler(nullptr);
 }

@@ -11,11 +11,11 @@
 namespace kelm {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 struct RecordingTask : ZuHTTPTask {
-  RecordingTask(test::NetworkFixture& itsFixture, std::shared_ptr<platform::UrlSession> session)
+  RecordingTask(testing::NetworkFixture& itsFixture, std::shared_ptr<platform::UrlSession> session)
       : ZuHTTPTask("http://h/p", ZuHTTPMethod::Post, std::move(session)), fixture(itsFixture) {}
 
   std::optional<platform::UrlRequest> buildRequest() override {
@@ -38,11 +38,11 @@ struct RecordingTask : ZuHTTPTask {
     if (event == throwsAt) throw std::runtime_error(event);
   }
 
-  test::NetworkFixture& fixture;
+  testing::NetworkFixture& fixture;
   std::string throwsAt;
 };
 
-struct ExecutionFixture : test::NetworkFixture {
+struct ExecutionFixture : testing::NetworkFixture {
   void perform() {
     task->performWithTransformation_withNetworkCompletion(
         [this](const auto& response) {
@@ -136,10 +136,10 @@ TEST(TaskExecution, BackgroundTaskEndsOnceWhetherItExpiresOrIsAnswered) {
     f.application->expireAtOnce = atOnce;
     f.perform();
     if (!atOnce) f.application->expired()();
-    EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(1));
+    EXPECT_THAT(f.application->takeEvents(), ::testing::Contains("end 1").Times(1));
     f.answer(200);
     f.application->expired()();
-    EXPECT_THAT(f.application->takeEvents(), testing::Contains("end 1").Times(0));
+    EXPECT_THAT(f.application->takeEvents(), ::testing::Contains("end 1").Times(0));
   }
 }
 

@@ -12,7 +12,7 @@
 namespace kelm {
 namespace {
 
-using test::NetworkFixture;
+using testing::NetworkFixture;
 
 constexpr int kSchedules = 3000;
 
@@ -22,8 +22,8 @@ class Life {
   Life(NetworkFixture& fixture, std::mt19937& random, std::shared_ptr<platform::UrlSession> session)
       : fixture_(fixture),
         random_(random),
-        task_(test::taskFor("http://h/p?a=1", static_cast<ZuHTTPMethod>(below(6)),
-                            below(10) == 0 ? nullptr : std::move(session))) {
+        task_(testing::taskFor("http://h/p?a=1", static_cast<ZuHTTPMethod>(below(6)),
+                               below(10) == 0 ? nullptr : std::move(session))) {
     task_->setForceCompletitionMainThread(below(2) == 0);
   }
 
@@ -106,7 +106,7 @@ TEST(TaskSchedule, RandomOrdersCompleteOnceAndLeaveNothingBehind) {
   NetworkFixture f;
   std::mt19937 random(7);
   const auto session = f.sessions.make({});
-  for (int i = 0; i < kSchedules && !testing::Test::HasFailure(); ++i) {
+  for (int i = 0; i < kSchedules && !::testing::Test::HasFailure(); ++i) {
     if (random() % 3 == 0)
       f.sessions.answer({200, {{"Set-Cookie", "a=1"}}, dataOf("ok"), std::nullopt});
     else if (random() % 3 == 0)

@@ -3,10 +3,10 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/platform/in_process/in_process_application.h"
-#include "tests/support/manual_dispatcher.h"
-#include "tests/support/memory_console.h"
+#include "kelm/testing/manual_dispatcher.h"
+#include "kelm/testing/memory_console.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(InProcessApplication, RunningTasksExpireOnTheMainLoopUnlessTheyEndBefore) {
@@ -22,14 +22,14 @@ TEST(InProcessApplication, RunningTasksExpireOnTheMainLoopUnlessTheyEndBefore) {
   application.beginBackgroundTask("silent", {});
   application.beginBackgroundTask("three", expiring("three"));
   application.expireBackgroundTasks();
-  EXPECT_THAT(expired, testing::IsEmpty());
+  EXPECT_THAT(expired, ::testing::IsEmpty());
   for (const auto task : {two, two, platform::Application::kInvalidBackgroundTask})
     application.endBackgroundTask(task);
   EXPECT_EQ(application.runningBackgroundTasks(), 3U);
   EXPECT_EQ(held.use_count(), 1) << "an ended task releases its callback";
   dispatcher->runUntilIdle();
-  EXPECT_THAT(expired, testing::ElementsAre("one", "three"));
+  EXPECT_THAT(expired, ::testing::ElementsAre("one", "three"));
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

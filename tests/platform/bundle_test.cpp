@@ -6,7 +6,7 @@
 #include "tests/platform/file_world.h"
 #include "tests/platform/scoped_variable.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 const std::string kOwnIdentifier =
@@ -48,4 +48,4 @@ TEST(LinuxBundle, SystemsOwnComesFromTheEnvironmentAndTheProgramsFolder) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 /// A pipe in the place of standard error, for a scope.
@@ -83,4 +83,4 @@ TEST(LinuxConsole, ClosedConsoleSwallowsLinesAndRaisesNoSignal) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "kelm/platform/http/cookie_jar.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/manual_clock.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(Cookies, FieldsAreReadAsRfc6265SaysByTheRightsOfTheirOrigin) {
@@ -80,7 +80,7 @@ TEST(Cookies, JoinedFieldsAreTakenApartAtTheRightCommas) {
   }
 }
 
-class CookieJarTest : public testing::Test {
+class CookieJarTest : public ::testing::Test {
  protected:
   void setAt(const char* field, const char* url) {
     const auto cookie = platform::parseCookie(field, platform::originOf(url), clock->now());
@@ -134,4 +134,4 @@ TEST_F(CookieJarTest, OneServerCannotFillIt) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

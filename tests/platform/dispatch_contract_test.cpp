@@ -11,23 +11,23 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/platform/dispatch.h"
-#include "tests/support/manual_dispatcher.h"
-#include "tests/support/memory_console.h"
+#include "kelm/testing/manual_dispatcher.h"
+#include "kelm/testing/memory_console.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using namespace std::chrono_literals;
 using platform::Dispatcher;
 using platform::MainLoop;
 using platform::Queue;
-using testing::ElementsAre;
+using ::testing::ElementsAre;
 
 constexpr auto kLimit = 1min;  // never reached by a test that passes
 
 using Maker = std::shared_ptr<Dispatcher> (*)(std::shared_ptr<platform::Console>);
 
-class DispatcherContract : public testing::TestWithParam<Maker> {
+class DispatcherContract : public ::testing::TestWithParam<Maker> {
  protected:
   MainLoop& mainLoop() { return dispatcher->mainLoop(); }
   void runUntilCount(std::size_t count) {
@@ -106,7 +106,7 @@ TEST_P(DispatcherContract, DelayedTasksRunByTimeThenByAge) {
       queue->post(seeing("now"));
     });
     runUntilCount(4);
-    EXPECT_THAT(seen(), testing::UnorderedElementsAre("overdue", "now", "early", "late"));
+    EXPECT_THAT(seen(), ::testing::UnorderedElementsAre("overdue", "now", "early", "late"));
     EXPECT_EQ(seen()[2] + seen()[3], "earlylate");
   }
 }
@@ -137,7 +137,7 @@ TEST_P(DispatcherContract, RunAndWaitTakesItsTurnAndRunsInPlaceOnItsOwnQueue) {
     serial->post(seeing("fourth"));
     serial->runAndWait(seeing("third"));
   });
-  EXPECT_THAT(seen(), testing::Contains("third"));
+  EXPECT_THAT(seen(), ::testing::Contains("third"));
   runUntilCount(4);
   EXPECT_THAT(seen(), ElementsAre("first", "second", "third", "fourth"));
   for (Queue* queue : queues)
@@ -202,8 +202,8 @@ std::shared_ptr<Dispatcher> makeSystem(std::shared_ptr<platform::Console>) {
 std::shared_ptr<Dispatcher> makeManual(std::shared_ptr<platform::Console> console) {
   return std::make_shared<ManualDispatcher>(std::make_shared<ManualClock>(), console);
 }
-INSTANTIATE_TEST_SUITE_P(, DispatcherContract, testing::Values(makeSystem, makeManual),
+INSTANTIATE_TEST_SUITE_P(, DispatcherContract, ::testing::Values(makeSystem, makeManual),
                          [](const auto& kind) { return kind.index == 0 ? "System" : "Manual"; });
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -12,9 +12,9 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kelm/platform/dispatch.h"
-#include "tests/support/memory_console.h"
+#include "kelm/testing/memory_console.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using namespace std::chrono_literals;
@@ -88,8 +88,8 @@ TEST(SystemDispatcher, WaitingGlobalTasksRunByPriority) {
     });
   gates->go.count_down();
   gates->done.wait();
-  EXPECT_THAT(order, testing::ElementsAre("high", "background"));
+  EXPECT_THAT(order, ::testing::ElementsAre("high", "background"));
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

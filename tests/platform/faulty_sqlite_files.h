@@ -4,7 +4,7 @@
 
 #include <map>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// The files of SQLite as the system keeps them, of whose calls some fail, none of those that lock:
 /// to be named as the store opens its database. Nothing is synced. One at a time; not for several
@@ -89,4 +89,4 @@ class FaultySqliteFiles {
   sqlite3_vfs vfs_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,10 +2,10 @@
 
 #include <sys/xattr.h>
 
+#include "kelm/testing/memory_file_attributes.h"
 #include "tests/platform/file_world.h"
-#include "tests/support/memory_file_attributes.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 /// Attributes of the items of a world.
@@ -22,14 +22,14 @@ struct AttributeWorld {
   }
 };
 
-class FileAttributesContract : public testing::TestWithParam<AttributeWorld (*)()> {
+class FileAttributesContract : public ::testing::TestWithParam<AttributeWorld (*)()> {
  protected:
   AttributeWorld world_ = GetParam()();
   FileWorld& files_ = world_.files;
   platform::FileAttributes& attributes_ = *world_.attributes;
 };
 INSTANTIATE_TEST_SUITE_P(Each, FileAttributesContract,
-                         testing::Values(&AttributeWorld::real, &AttributeWorld::inMemory),
+                         ::testing::Values(&AttributeWorld::real, &AttributeWorld::inMemory),
                          [](const auto& world) { return world.index == 0 ? "Linux" : "Memory"; });
 
 constexpr const char* kClass = "NSFileProtectionCompleteUntilFirstUserAuthentication";
@@ -108,4 +108,4 @@ TEST(LinuxFileAttributes, BackupProgramsSeeTheFlagAndNewFilesHaveItFromTheirFold
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

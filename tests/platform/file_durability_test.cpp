@@ -9,7 +9,7 @@
 
 #include "tests/platform/file_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 ino_t numberOf(int folder, const std::string& path) {
@@ -141,4 +141,4 @@ TEST(FileDurability, ContentIsOldOrNewAndWholeAtEveryMomentAndThereAtTheEndUnles
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -11,12 +11,12 @@
 #include "kelm/platform/linux/files/system_call.h"
 #include "tests/platform/file_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using platform::Descriptor;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// One operation, and what must hold after it, done or not.
 struct Scenario {
@@ -52,7 +52,7 @@ Failure replaceOld(const FileWorld& world) {
 }
 
 void expectOldOrNew(const FileWorld& world, bool isDone) {
-  EXPECT_THAT(world.text("f"), testing::AnyOf("new", isDone ? "new" : "old"));
+  EXPECT_THAT(world.text("f"), ::testing::AnyOf("new", isDone ? "new" : "old"));
 }
 
 const Scenario kScenarios[] = {
@@ -99,7 +99,7 @@ bool runFailing(const Scenario& scenario, std::uint64_t n, bool forEver, int err
   const Failure failure = scenario.run(stage.world);
   const bool isReached = stage.calls->calls() >= last;
   stage.calls->stopFailing();
-  EXPECT_THAT(codeOf(failure), testing::AnyOf(0, isReached ? error : 0));
+  EXPECT_THAT(codeOf(failure), ::testing::AnyOf(0, isReached ? error : 0));
   scenario.check(stage.world, !failure);
   // What could not be cleared up then is cleared up when its folder is next listed.
   stage.world.tree();
@@ -138,7 +138,7 @@ TEST(FileSystemFaults, ListingRemovesWhatACrashLeftButNotWhatAnotherProcessUses)
   ASSERT_EQ(::flock(user.number(), LOCK_EX), 0);
   world.put(".kelm-no-temporary.tmp", "");
   EXPECT_THAT(world.tree(), ElementsAre(".kelm-no-temporary.tmp="));
-  EXPECT_THAT(leftOvers(world), testing::UnorderedElementsAre(".kelm-no-temporary.tmp", used));
+  EXPECT_THAT(leftOvers(world), ::testing::UnorderedElementsAre(".kelm-no-temporary.tmp", used));
 }
 
 TEST(FileSystemFaults, PipesAndDevicesAreNeitherReadNorReplacedNorCopied) {
@@ -207,4 +207,4 @@ TEST(FileSystemFaults, ThreadsThatMeetSeeWholeContentsAndFailNever) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,15 +5,15 @@
 
 #include "tests/platform/file_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
-class FileSystemContract : public testing::TestWithParam<FileWorld (*)()> {
+class FileSystemContract : public ::testing::TestWithParam<FileWorld (*)()> {
  protected:
   FileWorld world_ = GetParam()();
 };
 INSTANTIATE_TEST_SUITE_P(Each, FileSystemContract,
-                         testing::Values([] { return FileWorld::real(); }, &FileWorld::inMemory),
+                         ::testing::Values([] { return FileWorld::real(); }, &FileWorld::inMemory),
                          [](const auto& world) { return world.index == 0 ? "Linux" : "Memory"; });
 
 TEST_P(FileSystemContract, WrittenContentReadsBackWhole) {
@@ -151,4 +151,4 @@ TEST(FileSystemEquality, EachMoveAndCopyEndsAlike) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -17,11 +17,11 @@
 #include "kelm/platform/file_system.h"
 #include "kelm/platform/linux/files/file_calls.h"
 #include "kelm/platform/linux/files/services.h"
-#include "tests/support/fault_ladder.h"
-#include "tests/support/memory_file_system.h"
-#include "tests/support/temporary_folder.h"
+#include "kelm/testing/fault_ladder.h"
+#include "kelm/testing/memory_file_system.h"
+#include "kelm/testing/temporary_folder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Real calls, without the syncing: for tests in which the power stays on.
 class UnsyncedCalls : public platform::FileCalls {
@@ -177,4 +177,4 @@ int codeOf(const Result<T>& result) {
   return result ? 0 : codeOf(Failure(result.error()));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

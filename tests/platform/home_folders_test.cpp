@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "kelm/testing/memory_bundle.h"
 #include "tests/platform/scoped_variable.h"
-#include "tests/support/memory_bundle.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
-class LinuxHomeFolders : public testing::Test {
+class LinuxHomeFolders : public ::testing::Test {
  protected:
   static std::shared_ptr<platform::HomeFolders> ofTill() {
     return platform::HomeFolders::makeSystem();
@@ -53,4 +53,4 @@ TEST_F(LinuxHomeFolders, UserWithoutHomeVariableHasTheHomeOfHisAccount) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,7 +9,7 @@
 #include "tests/platform/item_store_fixture.h"
 #include "tests/platform/item_store_protection_contract.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 TEST_P(ItemStoreContract, AddedSecretsAreFoundByAnyOfTheirAttributesAlsoByAnotherProcess) {
   const std::string binary("\0\xff secret\n", 9);
@@ -134,4 +134,4 @@ TEST_P(ItemStoreContract, DictionariesThatMakeNoSenseAreRefused) {
   EXPECT_EQ(accountsOf(kAnyPassword), "-25300");
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,9 +1,9 @@
 #include "tests/platform/item_store_contract.h"
 
+#include "kelm/testing/memory_item_store.h"
 #include "tests/platform/item_store_world.h"
-#include "tests/support/memory_item_store.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 ItemStoreWorld inMemory() {
@@ -17,9 +17,9 @@ ItemStoreWorld inSqlite() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, ItemStoreContract,
-                         testing::Values(ItemStoreMaker{"Memory", inMemory},
-                                         ItemStoreMaker{"Sqlite", inSqlite}),
-                         testing::PrintToStringParamName());
+                         ::testing::Values(ItemStoreMaker{"Memory", inMemory},
+                                           ItemStoreMaker{"Sqlite", inSqlite}),
+                         ::testing::PrintToStringParamName());
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

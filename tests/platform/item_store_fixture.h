@@ -12,7 +12,7 @@
 #include "kelm/platform/items/item_store.h"
 #include "tests/support/canary.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A store, empty at first and with nothing set up, and what keeps it alive.
 struct ItemStoreWorld {
@@ -62,7 +62,7 @@ inline std::string secretIn(platform::ItemStore& store, const Dictionary& query)
   return secret != nullptr ? std::string(textOf(*secret)) : std::to_string(answer.status);
 }
 
-class ItemStoreContract : public testing::TestWithParam<ItemStoreMaker> {
+class ItemStoreContract : public ::testing::TestWithParam<ItemStoreMaker> {
  protected:
   std::string secretOf(const Dictionary& query) const { return secretIn(*world.store, query); }
   std::int32_t add(const Dictionary& item) const { return world.store->add(item).status; }
@@ -85,4 +85,4 @@ class ItemStoreContract : public testing::TestWithParam<ItemStoreMaker> {
   const Data fingers = dataOf("left and right");
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

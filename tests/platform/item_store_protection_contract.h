@@ -7,7 +7,7 @@
 
 #include "tests/platform/item_store_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 TEST_P(ItemStoreContract, AccessControlObjectsTakeKnownClassesAndFlags) {
   const auto control = world.store->createAccessControl(kSecAttrAccessibleWhenUnlocked, 16408);
@@ -119,4 +119,4 @@ TEST_P(ItemStoreContract, ItemsVanishWithThePasscodeOrTheBiometricsThatTheyAreBo
             "-25308");
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

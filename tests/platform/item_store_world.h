@@ -8,12 +8,12 @@
 
 #include "kelm/platform/linux/files/services.h"
 #include "kelm/platform/linux/items/services.h"
+#include "kelm/testing/manual_clock.h"
+#include "kelm/testing/temporary_folder.h"
 #include "tests/platform/file_world.h"
 #include "tests/platform/item_store_fixture.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/temporary_folder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A folder of the system, the stores that are opened on it, and the database as anybody sees it.
 struct ItemFolder {
@@ -33,7 +33,7 @@ struct ItemFolder {
 };
 
 /// A store in a folder of its own.
-class SqliteItemStore : public testing::Test {
+class SqliteItemStore : public ::testing::Test {
  protected:
   std::int32_t add(std::string_view account, std::string_view secret = kPassword) const {
     return store->add(withSecret(password(account), secret)).status;
@@ -81,4 +81,4 @@ class RawDatabase {
   sqlite3* connection_ = nullptr;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,14 +9,14 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using platform::Notification;
 using platform::NotificationCenter;
-using testing::ElementsAre;
+using ::testing::ElementsAre;
 
-class LocalCenter : public testing::Test {
+class LocalCenter : public ::testing::Test {
  protected:
   std::unique_ptr<NotificationCenter::Registration> observe(std::string name, std::string label) {
     return center->observe(
@@ -94,4 +94,4 @@ TEST_F(LocalCenter, PostersAndObserversMeetFromManyThreads) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

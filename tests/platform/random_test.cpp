@@ -13,7 +13,7 @@
 
 #include "kelm/platform/linux/core/services.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 template <int error>
@@ -64,4 +64,4 @@ TEST(LinuxRandom, GeneratorsOfLastResortDifferFromEachOtherAndUnderThreads) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

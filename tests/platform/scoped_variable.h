@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// An environment variable with another value, or none, for a scope.
 class ScopedVariable {
@@ -29,4 +29,4 @@ class ScopedVariable {
   std::optional<std::string> earlier_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

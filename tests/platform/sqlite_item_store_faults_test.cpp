@@ -14,10 +14,10 @@
 #include "tests/platform/faulty_sqlite_files.h"
 #include "tests/platform/item_store_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
-using testing::AnyOf;
+using ::testing::AnyOf;
 
 class SqliteItemStoreFaults : public SqliteItemStore {};
 
@@ -195,4 +195,4 @@ TEST_F(SqliteItemStoreFaults, ThreadsShareOneStore) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,13 +5,13 @@
 #include <filesystem>
 #include <fstream>
 
+#include "kelm/testing/fixed_random.h"
 #include "tests/platform/item_store_world.h"
-#include "tests/support/fixed_random.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
-using testing::AnyOf;
+using ::testing::AnyOf;
 
 /// Reads a file as it is.
 std::string contentOf(const std::string& path) {
@@ -154,7 +154,7 @@ TEST_F(SqliteItemStore, DatabaseThatIsCutForeignOrOfALaterVersionIsRefusedAndUnt
     overwrite(folder.database, std::string_view(sound).substr(0, size));
     reopen();
     const std::string secret = secretOf("anna");
-    EXPECT_THAT(secret, AnyOf(kPassword, testing::StartsWith("-"))) << size;
+    EXPECT_THAT(secret, AnyOf(kPassword, ::testing::StartsWith("-"))) << size;
     intact += secret == kPassword ? 1 : 0;
     store->remove(password("anna"));
     store->reportDeviceSecurity({true, {}});
@@ -210,4 +210,4 @@ TEST_F(SqliteItemStore, WithoutRandomnessNothingIsAdded) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,17 +2,18 @@
 
 #include "tests/platform/url_session_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using platform::UrlRequest;
 using platform::UrlSession;
 using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
-using testing::ElementsAre;
-using testing::Pair;
+using ::testing::ElementsAre;
+using ::testing::Pair;
 
-class UrlSessionContract : public UrlSessionTest, public testing::WithParamInterface<const char*> {
+class UrlSessionContract : public UrlSessionTest,
+                           public ::testing::WithParamInterface<const char*> {
  protected:
   UrlSessionContract() { sessions = services.urlSessions; }
   void serve(const HttpServer::Handler& handler) {
@@ -190,8 +191,8 @@ TEST_P(UrlSessionContract, CookiesAreKeptAndSentUntilTheyExpire) {
   EXPECT_EQ(perform(*session, to("/x")).text(), "none");
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, UrlSessionContract, testing::Values("real", "memory"),
+INSTANTIATE_TEST_SUITE_P(Kinds, UrlSessionContract, ::testing::Values("real", "memory"),
                          [](const auto& kind) { return std::string(kind.param); });
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,10 +5,10 @@
 #include <thread>
 #include <vector>
 
+#include "kelm/testing/servers/raw_server.h"
 #include "tests/platform/url_session_world.h"
-#include "tests/support/raw_server.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using platform::UrlRequest;
@@ -195,4 +195,4 @@ TEST_F(UrlSessionFaults, ThreadsMayStartCancelAndDropAsTheyLike) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

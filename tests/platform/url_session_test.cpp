@@ -5,13 +5,13 @@
 #include "kelm/platform/http/cookies.h"
 #include "tests/platform/url_session_world.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using platform::UrlRequest;
 using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
-using testing::Pair;
+using ::testing::Pair;
 
 class UrlSessionHttp : public UrlSessionTest {};
 
@@ -172,10 +172,10 @@ TEST_F(UrlSessionHttp, ThrownFailuresOfTheHostAreReportedAndHarmless) {
       ->resume();
   EXPECT_EQ(perform(*makeSession(), requestTo(server.url())).status(), 200);
   EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok");
-  EXPECT_THAT(console->lines(), testing::UnorderedElementsAre("LOG ERROR from the delegate",
-                                                              "LOG ERROR from the completion",
-                                                              "LOG ERROR from the delegate"));
+  EXPECT_THAT(console->lines(), ::testing::UnorderedElementsAre("LOG ERROR from the delegate",
+                                                                "LOG ERROR from the completion",
+                                                                "LOG ERROR from the delegate"));
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

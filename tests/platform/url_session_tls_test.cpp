@@ -1,15 +1,15 @@
 // Secure connections: who decides about the server, and when.
 
+#include "kelm/testing/servers/test_certificates.h"
 #include "tests/platform/url_session_world.h"
-#include "tests/support/test_certificates.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using Disposition = platform::UrlSessionDelegate::Disposition;
 using platform::UrlSessionConfiguration;
 namespace url_error = platform::url_error;
-using testing::IsEmpty;
+using ::testing::IsEmpty;
 
 class UrlSessionTls : public UrlSessionTest {
  protected:
@@ -59,7 +59,7 @@ TEST_F(UrlSessionTls, DelegateThatThrowsRefuses) {
   delegate->isFaulty = true;
   EXPECT_EQ(performWith(trustingTestRoot()).code(), url_error::kCancelled);
   EXPECT_THAT(server.requests(), IsEmpty());
-  EXPECT_THAT(console->lines(), testing::ElementsAre("LOG ERROR from the challenge"));
+  EXPECT_THAT(console->lines(), ::testing::ElementsAre("LOG ERROR from the challenge"));
 }
 
 TEST_F(UrlSessionTls, OneChallengeAConnectionNotARequest) {
@@ -99,4 +99,4 @@ TEST_F(UrlSessionTls, MissingRootsTrustNobody) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

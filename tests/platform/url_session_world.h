@@ -14,13 +14,13 @@
 
 #include "kelm/base/mutex.h"
 #include "kelm/platform/http/url_session.h"
-#include "tests/support/http_server.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/memory_console.h"
-#include "tests/support/memory_url_sessions.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/manual_clock.h"
+#include "kelm/testing/memory_console.h"
+#include "kelm/testing/memory_url_sessions.h"
+#include "kelm/testing/servers/http_server.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 constexpr auto kUrlLimit = std::chrono::minutes(1);  // never reached by a test that passes
 
@@ -99,7 +99,7 @@ inline platform::UrlRequest requestTo(std::string url, std::string method = "GET
 }
 
 /// This system's sessions, with a clock and a console that the test has in its hands.
-class UrlSessionTest : public testing::Test {
+class UrlSessionTest : public ::testing::Test {
  protected:
   std::shared_ptr<platform::UrlSession> makeSession(
       platform::UrlSessionConfiguration configuration = {},
@@ -123,4 +123,4 @@ class UrlSessionTest : public testing::Test {
   std::shared_ptr<platform::UrlSessions> sessions = platform::UrlSessions::makeSystem();
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

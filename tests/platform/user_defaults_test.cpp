@@ -2,12 +2,12 @@
 
 #include <limits>
 
+#include "kelm/testing/memory_bundle.h"
+#include "kelm/testing/memory_user_defaults.h"
 #include "tests/platform/file_world.h"
 #include "tests/platform/scoped_variable.h"
-#include "tests/support/memory_bundle.h"
-#include "tests/support/memory_user_defaults.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 std::shared_ptr<platform::UserDefaults> linuxDefaults() {
@@ -16,7 +16,7 @@ std::shared_ptr<platform::UserDefaults> linuxDefaults() {
 }
 
 class UserDefaultsContract
-    : public testing::TestWithParam<std::shared_ptr<platform::UserDefaults> (*)()> {
+    : public ::testing::TestWithParam<std::shared_ptr<platform::UserDefaults> (*)()> {
  protected:
   platform::ScopedService<platform::FileSystem> files_{std::make_shared<MemoryFileSystem>()};
   platform::ScopedService<platform::Bundle> bundle_{std::make_shared<MemoryBundle>()};
@@ -27,10 +27,10 @@ class UserDefaultsContract
   }
 };
 INSTANTIATE_TEST_SUITE_P(Each, UserDefaultsContract,
-                         testing::Values(linuxDefaults,
-                                         []() -> std::shared_ptr<platform::UserDefaults> {
-                                           return std::make_shared<MemoryUserDefaults>();
-                                         }),
+                         ::testing::Values(linuxDefaults,
+                                           []() -> std::shared_ptr<platform::UserDefaults> {
+                                             return std::make_shared<MemoryUserDefaults>();
+                                           }),
                          [](const auto& defaults) {
                            return defaults.index == 0 ? "Linux" : "Memory";
                          });
@@ -79,7 +79,7 @@ TEST_P(UserDefaultsContract, TextsAndNumbersStandForEachOther) {
 
 constexpr const char* kFile = "/config/com.example.till/defaults.json";
 
-struct DefaultsInFile : testing::Test {
+struct DefaultsInFile : ::testing::Test {
   std::shared_ptr<MemoryFileSystem> files = std::make_shared<MemoryFileSystem>();
   platform::ScopedService<platform::FileSystem> filesScope{files};
   platform::ScopedService<platform::Bundle> bundleScope{std::make_shared<MemoryBundle>()};
@@ -144,4 +144,4 @@ TEST(LinuxUserDefaults, FileLiesWithTheUsersConfigurationAndIsHisAlone) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

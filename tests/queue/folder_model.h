@@ -10,7 +10,7 @@
 
 #include "kelm/crypto/vasp_aes.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// What a processor is called with.
 struct Offer {
@@ -106,4 +106,4 @@ class FolderModel {
   std::map<std::string, std::optional<Data>> files_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

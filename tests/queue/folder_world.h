@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "kelm/queue/kelm_reliable_queue.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/queue/folder_model.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A queue over a folder of any names and contents, worked on by any operations: all read from
 /// bytes, of which "text" is one for the size and then so many, or one that stands for a usual
@@ -138,4 +138,4 @@ class FolderWorld {
   std::int64_t milliseconds_ = 1700000000000;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

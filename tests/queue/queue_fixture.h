@@ -10,12 +10,12 @@
 
 #include "kelm/base/mutex.h"
 #include "kelm/queue/kelm_reliable_queue.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/queue/folder_model.h"
 #include "tests/support/canary.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A queue over a folder in memory and a clock that stands still at 1700000000.5 s.
 struct QueueFixture {
@@ -85,4 +85,4 @@ struct QueueFixture {
   std::int64_t milliseconds = 1700000000500;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

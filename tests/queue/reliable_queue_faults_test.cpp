@@ -2,7 +2,7 @@
 #include "tests/queue/queue_fixture.h"
 #include "tests/support/every_fault.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::Contains;
@@ -105,4 +105,4 @@ TEST(ReliableQueuePowerLoss, DeliveredPayloadComesAgainAtMostOnce) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -3,10 +3,10 @@
 
 #include <random>
 
+#include "kelm/testing/log_capture.h"
 #include "tests/queue/folder_world.h"
-#include "tests/support/log_capture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(ReliableQueueModel, RandomFoldersEndAsTheModelSays) {
@@ -21,4 +21,4 @@ TEST(ReliableQueueModel, RandomFoldersEndAsTheModelSays) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,7 +2,7 @@
 
 #include "tests/queue/queue_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -212,4 +212,4 @@ TEST(ReliableQueueDoneCallback, LateRepeatedAndOutlivingCallsAreLoggedAndHarmles
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -4,7 +4,7 @@
 
 #include "tests/queue/queue_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr int kSavers = 3;
@@ -71,4 +71,4 @@ TEST(ReliableQueueThreads, SavingProcessingResettingAndLateCallbacksLoseNothing)
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,6 +1,6 @@
 #include "tests/security/keychain_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr auto& migrate =
@@ -118,4 +118,4 @@ TEST(Keychain, MigrationGoesOnAfterAFailureAndReportsIt) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,11 +9,11 @@
 #include "kelm/base/describe.h"
 #include "kelm/security/keychain_in_use.h"
 #include "kelm/security/vasp_keychain_wrapper.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/support/canary.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 const std::string kPin = secretText("-pin", 16);
 
@@ -92,4 +92,4 @@ struct KeychainFixture {
 
 inline constexpr auto& statusText = VaspKeychainWrapper::osStatusToString;
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

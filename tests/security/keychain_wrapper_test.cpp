@@ -3,7 +3,7 @@
 #include "kelm/base/format.h"
 #include "tests/security/keychain_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -233,4 +233,4 @@ TEST(VaspKeychainWrapper, CleaningDeletesTheServiceAloneAndMarksTheKeychainWhenI
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -6,7 +6,7 @@
 #include "tests/support/account_record.h"
 #include "tests/support/every_fault.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::IsEmpty;
@@ -142,4 +142,4 @@ TEST(KelmDataStoreHandler, FaultsAtEveryStepLoseNoCurrentRecord) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,7 +2,7 @@
 
 #include "tests/storage/storage_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -139,4 +139,4 @@ TEST(VaspFileHandlerDump, ListsLocationsOfEveryFolderAndSkipsHiddenItems) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,7 +5,7 @@
 #include "tests/storage/storage_fixture.h"
 #include "tests/support/every_fault.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 struct Case {
@@ -110,4 +110,4 @@ TEST(VaspFileHandlerDurability, AStoreThatSucceededSurvivesALossOfPower) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -3,7 +3,7 @@
 #include "kelm/base/utf16.h"
 #include "tests/storage/storage_fixture.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -199,4 +199,4 @@ TEST(VaspFileHandlerSearch, FiltersByTheWholePathAndSkipsFoldersAndHiddenItems) 
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -7,7 +7,7 @@
 #include "tests/storage/storage_fixture.h"
 #include "tests/support/canary.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 using ::testing::ElementsAre;
@@ -81,4 +81,4 @@ TEST(VaspSecureFileHandlerCopy, FailureKeepsTheDestinationAndLogs) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,10 +9,10 @@
 
 #include "kelm/base/describe.h"
 #include "kelm/storage/vasp_file_handler.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A file tree in memory under "/r", and what is logged meanwhile.
 struct StorageFixture {
@@ -65,4 +65,4 @@ inline std::string errorText(int errnoValue, const std::string& path) {
   return describe(failedAt(path, errnoValue));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -9,7 +9,7 @@
 
 // Account records as earlier versions of a host left them, in the file system in use. Programs
 // that include this link kelm_storage. A record that cannot be put there raises.
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Puts bytes at a path, its folders included.
 inline void putRecordFile(const std::string& path, DataView bytes) {
@@ -37,4 +37,4 @@ inline void makeLegacyAccountRecord(const std::string& account, std::string_view
                 *KelmDataStoreHandler::encriptedNSDataFromNSString(text));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

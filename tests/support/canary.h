@@ -7,7 +7,7 @@
 
 #include "kelm/base/data.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// The mark in every secret that a test plants, then the forms in which it could show: as it is,
 /// in hexadecimal, in Base64 where it begins at any byte of three. No line of a log may hold one:
@@ -37,4 +37,4 @@ inline bool showsCanary(std::string_view text) {
       kCanaryForms, [&](std::string_view form) { return lower.find(form) != std::string::npos; });
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

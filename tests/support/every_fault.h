@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
-#include "tests/support/test_platform.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A call of the file system, or of its attributes, that fails: once, or with all after it.
 struct Fault {
@@ -41,4 +41,4 @@ void forEveryFault(Check check) {
     }
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

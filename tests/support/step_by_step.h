@@ -15,7 +15,7 @@
 
 #include "kelm/validation/formatting/kelm_amount_formatter.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 inline icu::UnicodeString icuOf(std::string_view text) {
   return icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
@@ -140,4 +140,4 @@ inline std::optional<double> dateReadStepByStep(icu::SimpleDateFormat& format,
   return U_SUCCESS(status) ? std::optional(milliseconds / 1000.0) : std::nullopt;
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -23,7 +23,7 @@ LINES = (["◯[DEBUG] [NET] plain 100%",
           "🔵[INFO] [None] [1/2]" + "x" * 1000,
           "🔵[INFO] [None] [2/2]x"]
          + [f"⚠️[WARN] [None] line {i}" for i in range(500)]
-         + ["y" * 20_000])
+         + ["y" * (1 << 20)])
 
 
 def run_program():

@@ -9,10 +9,10 @@
 #include <thread>
 
 #include "kelm/platform/items/secret_service.h"
+#include "kelm/testing/test_platform.h"
 #include "tests/platform/item_store_contract.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 /// Each application has items of its own.
@@ -32,8 +32,8 @@ ItemStoreWorld inSecretService() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, ItemStoreContract,
-                         testing::Values(ItemStoreMaker{"SecretService", inSecretService}),
-                         testing::PrintToStringParamName());
+                         ::testing::Values(ItemStoreMaker{"SecretService", inSecretService}),
+                         ::testing::PrintToStringParamName());
 
 /// The daemon's default collection, as a person would lock and unlock it.
 class Collection {
@@ -160,9 +160,9 @@ TEST(SecretService, WithoutAServiceThereIsAnErrorAndNoOtherStore) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing
 
 int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

@@ -8,12 +8,12 @@
 #include <string_view>
 #include <tuple>
 
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 #include "kelm/validation/bank_identifiers.h"
 #include "kelm/validation/smart_payment_utils.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(IBANValidator, BlanksAloneArePassedOverAndEachCountryHasItsLength) {
@@ -60,10 +60,10 @@ TEST(IBANValidator, GroupsOfFourDropTheShorterOneAtTheEnd) {
   EXPECT_EQ(grouped("ABCD"), "ABCD ");
   EXPECT_EQ(grouped("ABC"), "");
   EXPECT_EQ(grouped("ab\xF0\x9F\x92\xB6zz"), "ab\xF0\x9F\x92\xB6 ");
-  EXPECT_THAT(log.lines(), testing::IsEmpty());
+  EXPECT_THAT(log.lines(), ::testing::IsEmpty());
   EXPECT_EQ(grouped("") + grouped(std::nullopt), "");
   const std::string line = "ERROR Iban to format is Nil or lenght == 0";
-  EXPECT_THAT(log.lines(), testing::ElementsAre(line, line));
+  EXPECT_THAT(log.lines(), ::testing::ElementsAre(line, line));
 }
 
 TEST(SmartPaymentUtils, Mod97IsThatOfTheStreamThatWraps) {
@@ -125,4 +125,4 @@ TEST(BankIdentifiers, TodaysLengthsGroupsAndShapes) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -231,7 +231,7 @@ TEST(AmountFormatter, PrintsWhatAFormatterSetStepByStepPrints) {
               formatter.setRoundingPolicy(policy);
               for (const Decimal& number : numbers)
                 ASSERT_EQ(formatter.formattedStringWithNumber(number),
-                          test::amountPrintedStepByStep(formatter, number))
+                          testing::amountPrintedStepByStep(formatter, number))
                     << locale << ' ' << symbol;
             }
 }
@@ -245,7 +245,7 @@ TEST(AmountFormatter, ReadsWhatAFormatterSetStepByStepReads) {
       for (const char* text : {"1", "1.5", "1,5", "1,234.5", "1.234,5", "1,2,3", ".5", "5.", ",5",
                                "1..5", "1,,5", "12345678901234567890", "0.005", "1.2.3,4", "."})
         EXPECT_EQ(shown(formatter.numberWithFormattedString(text)),
-                  shown(test::amountReadStepByStep(formatter, text)))
+                  shown(testing::amountReadStepByStep(formatter, text)))
             << locale << ' ' << symbol << ' ' << text;
     }
 }

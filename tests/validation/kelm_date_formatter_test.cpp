@@ -190,15 +190,15 @@ TEST(DateFormatter, PrintsAndReadsAsAFormatterThatIsMadeForEachText) {
          {"d/M/y", "ddMMyy", "yyyy-MM-dd", "u M d H:m:s.SSS", "EEE d MMM", "h a", "D w W e k K",
           "dd'T'MM'T'y", "yyyyyyyyyyyyyyyyyyyyyyyy", "A"}) {
       const KelmDateFormatter ours = formatter(pattern, locale);
-      icu::SimpleDateFormat theirs = test::dateFormat(pattern, locale, *icu::TimeZone::getGMT());
+      icu::SimpleDateFormat theirs = testing::dateFormat(pattern, locale, *icu::TimeZone::getGMT());
       for (const double seconds : dates)
         EXPECT_EQ(ours.formattedStringWithDate(Date{seconds}),
-                  test::datePrintedStepByStep(theirs, seconds))
+                  testing::datePrintedStepByStep(theirs, seconds))
             << pattern << ' ' << locale;
       for (const char* typed : texts) {
         const auto date = ours.dateWithFormattedString(typed);
         EXPECT_EQ(date ? std::optional(date->secondsSince1970) : std::nullopt,
-                  test::dateReadStepByStep(theirs, typed))
+                  testing::dateReadStepByStep(theirs, typed))
             << pattern << ' ' << locale << ' ' << typed;
       }
     }

@@ -8,7 +8,7 @@
 
 #include "kelm/base/error.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 TEST(KelmLuhnCheck, CheckDigitMayStandAnywhere) {
@@ -54,4 +54,4 @@ TEST(KelmLuhnCheckDeathTest, NoDigitIsMadeUp) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -8,9 +8,9 @@
 
 #include "kelm/base/civil_time.h"
 #include "kelm/platform/file_system.h"
+#include "kelm/testing/test_platform.h"
 #include "kelm/validation/formatting/posix_zone_rule.h"
 #include "kelm/validation/formatting/zone_table.h"
-#include "tests/support/test_platform.h"
 
 namespace kelm {
 namespace {
@@ -70,8 +70,8 @@ TEST(TimeZone, TheSavingOfAZoneIsWhatItsClocksAreAhead) {
 }
 
 TEST(TimeZone, WithoutTheSystemsFilesIcuKnowsTheZones) {
-  const test::TestPlatform services;
-  const test::TestScope scope(services);
+  const testing::TestPlatform services;
+  const testing::TestScope scope(services);
   const auto rome = TimeZone::named("Europe/Rome");
   ASSERT_TRUE(rome);
   EXPECT_FALSE(rome->isFromSystemFiles());

@@ -11,7 +11,7 @@
 
 #include "kelm/base/export.h"
 #include "kelm/base/format.h"
-#include "tests/support/log_capture.h"
+#include "kelm/testing/log_capture.h"
 
 // Fontconfig links its patterns by offsets, which the leak checker cannot follow.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
@@ -102,7 +102,7 @@ TEST(StringUtil, CapitalisesWordsAndSentences) {
 }
 
 TEST(StringUtil, LogsAbsentAndEmptyTexts) {
-  const test::LogCapture log;
+  const testing::LogCapture log;
   for (auto* change :
        {ZuStringUtil::lowercaseOfString_withLocale, ZuStringUtil::uppercaseOfString_withLocale,
         ZuStringUtil::capitalWordsOfString_withLocale,
@@ -180,7 +180,7 @@ TEST(StringUtil, MeasuresWithinTheReferenceSize) {
 }
 
 TEST(StringUtil, RoundsSizesUpAndLogsSmallOnes) {
-  const test::LogCapture log;
+  const testing::LogCapture log;
   const auto withSize = [](double size) { return Font{"DejaVu Sans", size}; };
   EXPECT_EQ(measured("aaaa", withSize(8)), (Size{20, 10}));   // 9.31
   EXPECT_EQ(measured("il", withSize(4.5)), (Size{3, 6}));     // 2.5 x 5.24
@@ -206,7 +206,7 @@ TEST(StringUtil, RoundsSizesUpAndLogsSmallOnes) {
 }
 
 TEST(StringUtil, MeasuresHostileText) {
-  const test::LogCapture log;
+  const testing::LogCapture log;
   const Font font{"DejaVu Sans", 12};
   EXPECT_EQ(measured(std::string("a\0b", 3), font), measured("ab", font));
   EXPECT_EQ(measured("\xF0\x9F", font), measured("\uFFFD\uFFFD", font));

@@ -9,10 +9,10 @@
 #include <random>
 #include <set>
 
+#include "kelm/testing/temporary_folder.h"
 #include "tests/queue/crash/saving_process.h"
-#include "tests/support/temporary_folder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr int kKills = 500;
@@ -147,4 +147,4 @@ TEST(ReliableQueueKill, NothingTornIsDeliveredAndNothingAcknowledgedIsLost) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

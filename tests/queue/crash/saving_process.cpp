@@ -6,7 +6,7 @@
 #include "kelm/platform/linux/files/services.h"
 #include "tests/support/canary.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 SavingProcess::SavingProcess(const std::string& folder)
     : folder_(folder),
@@ -49,4 +49,4 @@ bool SavingProcess::save(std::int64_t number) {
   return VaspFileHandler().existsFullPath(folder_ + '/' + nameOf(number));
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

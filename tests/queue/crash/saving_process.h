@@ -3,10 +3,10 @@
 #include <string>
 
 #include "kelm/queue/kelm_reliable_queue.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/test_platform.h"
+#include "kelm/testing/log_capture.h"
+#include "kelm/testing/test_platform.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A queue "q" on the real file system, with a clock that the process drives. To be made in a
 /// process that ends with _exit() or is killed.
@@ -38,4 +38,4 @@ class SavingProcess {
   KelmReliableQueue queue_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -7,11 +7,11 @@
 #include <fstream>
 #include <map>
 
+#include "kelm/testing/temporary_folder.h"
 #include "tests/queue/crash/saving_process.h"
 #include "tests/support/canary.h"
-#include "tests/support/temporary_folder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 namespace {
 
 constexpr const char* kFolderVariable = "KELM_TEST_SAVE_FOLDER";
@@ -142,4 +142,4 @@ TEST_F(Tracing, SaveThatSaysYesIsOnDiskWhicheverCallFails) {
 }
 
 }  // namespace
-}  // namespace kelm::test
+}  // namespace kelm::testing

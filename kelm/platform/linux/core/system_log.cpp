@@ -3,52 +3,37 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#ifdef KELM_HAVE_SYSTEMD
-#define SD_JOURNAL_SUPPRESS_LOCATION  // the writer's line is this file, which tells nobody anything
-#include <systemd/sd-journal.h>
-#endif
-
 #include <algorithm>
 #include <string>
 #include <utility>
 
 #include "kelm/platform/console.h"
+#include "kelm/platform/linux/core/journal.h"
 
 namespace kelm::platform {
 
 namespace {
 
-#ifdef KELM_HAVE_SYSTEMD
-
 class JournalChannel : public SystemLog::Channel {
  public:
   JournalChannel(std::string_view subsystem, std::string_view category)
-      : subsystem_("SUBSYSTEM=" + std::string(subsystem)),
-        category_("CATEGORY=" + std::string(category)),
-        identifier_("SYSLOG_IDENTIFIER=" + std::string(subsystem)) {}
+      : subsystem_(subsystem), category_(category) {}
 
   void write(std::string_view text) override {
-    std::string message = "MESSAGE=";
-    message.append(text);
-    const iovec fields[] = {field(message), field(subsystem_), field(category_), field(identifier_),
-                            field(kPriority)};
-    sd_journal_sendv(fields, std::size(fields));
+    constexpr std::string_view kNotice = "5";
+    const Journal::Field fields[] = {{"MESSAGE", text},
+                                     {"SUBSYSTEM", subsystem_},
+                                     {"CATEGORY", category_},
+                                     {"SYSLOG_IDENTIFIER", subsystem_},
+                                     {"PRIORITY", kNotice}};
+    journal_.send(fields);
   }
 
  private:
-  static iovec field(std::string_view text) {
-    return {const_cast<char*>(text.data()), text.size()};
-  }
-  static constexpr std::string_view kPriority = "PRIORITY=5";  // notice
-
-  std::string subsystem_;
-  std::string category_;
-  std::string identifier_;
+  const Journal journal_;
+  const std::string subsystem_;
+  const std::string category_;
 };
-
-bool hasJournal() { return access("/run/systemd/journal/socket", W_OK) == 0; }
-
-#endif
 
 /// "subsystem [category] text"; the entry's own name stays what the host set with openlog().
 std::string labelled(std::string_view subsystem, std::string_view category) {
@@ -85,9 +70,7 @@ class ConsoleChannel : public SystemLog::Channel {
 class LinuxSystemLog : public SystemLog {
  public:
   std::unique_ptr<Channel> open(std::string_view subsystem, std::string_view category) override {
-#ifdef KELM_HAVE_SYSTEMD
-    if (hasJournal()) return std::make_unique<JournalChannel>(subsystem, category);
-#endif
+    if (Journal::isThere()) return std::make_unique<JournalChannel>(subsystem, category);
     std::string label = labelled(subsystem, category);
     if (access("/dev/log", W_OK) == 0) return std::make_unique<SyslogChannel>(std::move(label));
     return std::make_unique<ConsoleChannel>(std::move(label));

@@ -7,15 +7,16 @@
 #include <string>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/items/item_query.h"
 #include "kelm/platform/items/item_store.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Items in memory. A passcode is set and one biometric set enrolled only once a test reports so.
-class MemoryItemStore : public platform::ItemStore {
+class KELM_API MemoryItemStore : public platform::ItemStore {
  public:
   explicit MemoryItemStore(std::shared_ptr<platform::Clock> clock);
   ~MemoryItemStore() override;
@@ -54,4 +55,4 @@ class MemoryItemStore : public platform::ItemStore {
   std::uint8_t lastReference_ KELM_GUARDED_BY(mutex_) = 0;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -5,18 +5,19 @@
 #include <thread>
 #include <utility>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/console.h"
 #include "kelm/platform/dispatch.h"
-#include "tests/support/manual_clock.h"
+#include "kelm/testing/manual_clock.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Every queue runs on the thread that made this object, and only while it calls one of the
 /// functions below: in the order of posting over all queues, timers when the clock gets there.
 /// Other threads may post and wait. Outside of serial and global tasks the test's thread counts as
 /// the main thread.
-class ManualDispatcher : public platform::Dispatcher {
+class KELM_API ManualDispatcher : public platform::Dispatcher {
  public:
   ManualDispatcher(std::shared_ptr<ManualClock> clock, std::shared_ptr<platform::Console> console);
   ~ManualDispatcher() override;
@@ -41,4 +42,4 @@ class ManualDispatcher : public platform::Dispatcher {
   std::unique_ptr<ManualMainLoop> mainLoop_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -4,14 +4,15 @@
 #include <optional>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/platform/http/url_session.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// URL sessions without a network. The test scripts the answers, in the order of the requests,
 /// which are recorded when their task is resumed. Nothing completes until the test delivers it, on
 /// the thread of that call. Thread-safe.
-class MemoryUrlSessions final : public platform::UrlSessions {
+class KELM_API MemoryUrlSessions final : public platform::UrlSessions {
  public:
   struct Answer {
     int statusCode = 200;
@@ -49,4 +50,4 @@ class MemoryUrlSessions final : public platform::UrlSessions {
   const std::shared_ptr<Core> core_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

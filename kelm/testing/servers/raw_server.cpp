@@ -1,4 +1,4 @@
-#include "tests/support/raw_server.h"
+#include "kelm/testing/servers/raw_server.h"
 
 #include <arpa/inet.h>
 #include <openssl/ssl.h>
@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "tests/support/test_certificates.h"
+#include "kelm/testing/servers/test_certificates.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 bool RawServer::Connection::readMore() {
   std::array<char, 65536> chunk;
@@ -116,4 +116,4 @@ std::string RawServer::url(std::string_view target, std::string_view scheme) con
   return std::string(scheme) + "://127.0.0.1:" + std::to_string(port()) + std::string(target);
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

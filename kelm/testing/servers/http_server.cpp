@@ -1,11 +1,11 @@
-#include "tests/support/http_server.h"
+#include "kelm/testing/servers/http_server.h"
 
 #include <strings.h>
 
 #include <algorithm>
 #include <sstream>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 namespace {
 
@@ -86,4 +86,4 @@ std::vector<HttpRequest> HttpServer::requests() const {
   return requests_;
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,19 +1,20 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/logging/vasp_logger.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Receives every record of the logger in place of the delegate, from its start to its end; no
-/// delegate is installed afterwards. A line that shows a planted secret fails the test. One at a
-/// time.
-class LogCapture {
+/// delegate is installed afterwards. One at a time.
+class KELM_API LogCapture {
  public:
   struct Record {
     LogLevel level = 0;
@@ -24,6 +25,10 @@ class LogCapture {
 
     bool operator==(const Record&) const = default;
   };
+
+  /// Calls `watcher` with the message of each record that any capture gets, on the log's thread; to
+  /// look for secrets, say. Set before the first capture.
+  static void watch(std::function<void(std::string_view message)> watcher);
 
   LogCapture();
   ~LogCapture();
@@ -44,4 +49,4 @@ class LogCapture {
   std::shared_ptr<Collector> collector_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

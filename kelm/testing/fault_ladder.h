@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <limits>
 
-namespace kelm::test {
+#include "kelm/base/export.h"
+
+namespace kelm::testing {
 
 /// Makes calls of a service in memory fail. Calls are numbered from the moment of asking: 1 is the
 /// next one. An operation without an error result shows a failure as "not there".
-class FaultLadder {
+class KELM_API FaultLadder {
  public:
   void failCall(std::uint64_t number, int error = EIO) { fail(number, number, error); }
   void failFromCall(std::uint64_t number, int error = EIO) {
@@ -39,4 +41,4 @@ class FaultLadder {
   std::atomic<int> error_{EIO};
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,13 +2,14 @@
 
 #include <string>
 
-#include "tests/support/temporary_folder.h"
+#include "kelm/base/export.h"
+#include "kelm/testing/temporary_folder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A root, an intermediate and a leaf for "localhost" and 127.0.0.1, made anew; as PEM files that
 /// go with the object.
-class TestCertificates {
+class KELM_API TestCertificates {
  public:
   TestCertificates();
 
@@ -20,4 +21,4 @@ class TestCertificates {
   TemporaryFolder folder_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

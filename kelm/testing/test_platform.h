@@ -2,26 +2,27 @@
 
 #include <memory>
 
+#include "kelm/base/export.h"
 #include "kelm/platform/in_process/in_process_application.h"
 #include "kelm/platform/in_process/in_process_notification_center.h"
 #include "kelm/platform/service.h"
-#include "tests/support/fixed_random.h"
-#include "tests/support/manual_clock.h"
-#include "tests/support/manual_dispatcher.h"
-#include "tests/support/memory_bundle.h"
-#include "tests/support/memory_console.h"
-#include "tests/support/memory_file_attributes.h"
-#include "tests/support/memory_file_system.h"
-#include "tests/support/memory_home_folders.h"
-#include "tests/support/memory_item_store.h"
-#include "tests/support/memory_system_log.h"
-#include "tests/support/memory_url_sessions.h"
-#include "tests/support/memory_user_defaults.h"
+#include "kelm/testing/fixed_random.h"
+#include "kelm/testing/manual_clock.h"
+#include "kelm/testing/manual_dispatcher.h"
+#include "kelm/testing/memory_bundle.h"
+#include "kelm/testing/memory_console.h"
+#include "kelm/testing/memory_file_attributes.h"
+#include "kelm/testing/memory_file_system.h"
+#include "kelm/testing/memory_home_folders.h"
+#include "kelm/testing/memory_item_store.h"
+#include "kelm/testing/memory_system_log.h"
+#include "kelm/testing/memory_url_sessions.h"
+#include "kelm/testing/memory_user_defaults.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Every service in memory, for a test to look into and to script.
-struct TestPlatform {
+struct KELM_API TestPlatform {
   std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
   std::shared_ptr<MemoryConsole> console = std::make_shared<MemoryConsole>();
   std::shared_ptr<ManualDispatcher> dispatcher = std::make_shared<ManualDispatcher>(clock, console);
@@ -42,7 +43,7 @@ struct TestPlatform {
 };
 
 /// Puts the services of a test in place for a scope.
-class TestScope {
+class KELM_API TestScope {
  public:
   explicit TestScope(const TestPlatform& s)
       : clock_(s.clock),
@@ -77,4 +78,4 @@ class TestScope {
   platform::ScopedService<platform::ItemStore> itemStore_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -6,13 +6,14 @@
 #include <string>
 #include <utility>
 
+#include "kelm/base/export.h"
 #include "kelm/platform/file_attributes.h"
-#include "tests/support/memory_file_system.h"
+#include "kelm/testing/memory_file_system.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Attributes of the items of a file tree in memory. Every call counts for the fault ladder.
-class MemoryFileAttributes : public platform::FileAttributes, public FaultLadder {
+class KELM_API MemoryFileAttributes : public platform::FileAttributes, public FaultLadder {
  public:
   explicit MemoryFileAttributes(std::shared_ptr<MemoryFileSystem> files)
       : files_(std::move(files)) {}
@@ -54,4 +55,4 @@ class MemoryFileAttributes : public platform::FileAttributes, public FaultLadder
   const std::shared_ptr<MemoryFileSystem> files_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

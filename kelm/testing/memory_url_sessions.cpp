@@ -1,4 +1,4 @@
-#include "tests/support/memory_url_sessions.h"
+#include "kelm/testing/memory_url_sessions.h"
 
 #include <atomic>
 #include <deque>
@@ -8,7 +8,7 @@
 #include "kelm/platform/http/cookie_jar.h"
 #include "kelm/platform/http/cookies.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 struct MemoryUrlSessions::Core {
   Mutex mutex;
@@ -164,4 +164,4 @@ std::shared_ptr<platform::CookieStorage> MemoryUrlSessions::makeCookieStorage() 
   return std::make_shared<platform::CookieJar>();
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

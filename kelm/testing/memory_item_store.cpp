@@ -1,10 +1,10 @@
-#include "tests/support/memory_item_store.h"
+#include "kelm/testing/memory_item_store.h"
 
 #include <algorithm>
 #include <span>
 #include <utility>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 using platform::DeviceSecurity;
 using platform::ItemAnswer;
@@ -124,4 +124,4 @@ std::size_t MemoryItemStore::itemCount() const {
   return items_.size();
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,14 +2,15 @@
 
 #include <chrono>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/dispatch.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Stands still until a test moves it. Starts at 2023-11-14T22:13:20Z. Thread-safe.
-class ManualClock : public platform::Clock {
+class KELM_API ManualClock : public platform::Clock {
  public:
   Date now() const override {
     const Lock lock(mutex_);
@@ -38,4 +39,4 @@ class ManualClock : public platform::Clock {
   std::int64_t monotonic_ KELM_GUARDED_BY(mutex_) = 1;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

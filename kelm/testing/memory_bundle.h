@@ -2,13 +2,14 @@
 
 #include <utility>
 
+#include "kelm/base/export.h"
 #include "kelm/platform/bundle.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// An installed application; its identifier and its description are the test's to set, before
 /// other threads look.
-class MemoryBundle : public platform::Bundle {
+class KELM_API MemoryBundle : public platform::Bundle {
  public:
   std::optional<std::string> identifier() const override { return identifier_; }
   std::string path() const override { return "/app"; }
@@ -25,4 +26,4 @@ class MemoryBundle : public platform::Bundle {
   Dictionary info_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

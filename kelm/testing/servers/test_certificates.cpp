@@ -1,9 +1,9 @@
-#include "tests/support/test_certificates.h"
+#include "kelm/testing/servers/test_certificates.h"
 
 #include <cstdlib>
 #include <stdexcept>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 TestCertificates::TestCertificates() {
   const std::string script = "cd '" + folder_.path() + R"(' && exec 2>/dev/null || exit 1
@@ -26,4 +26,4 @@ END
   if (std::system(script.c_str()) != 0) throw std::runtime_error("no certificates");
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

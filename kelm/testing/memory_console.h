@@ -4,13 +4,14 @@
 #include <utility>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/console.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Keeps what was written to the console.
-class MemoryConsole : public platform::Console {
+class KELM_API MemoryConsole : public platform::Console {
  public:
   void writeLine(std::string_view text) override {
     const Lock lock(mutex_);
@@ -26,4 +27,4 @@ class MemoryConsole : public platform::Console {
   std::vector<std::string> lines_ KELM_GUARDED_BY(mutex_);
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

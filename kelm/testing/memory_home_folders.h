@@ -1,11 +1,12 @@
 #pragma once
 
+#include "kelm/base/export.h"
 #include "kelm/platform/home_folders.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// The folders of an application below one home.
-class MemoryHomeFolders : public platform::HomeFolders {
+class KELM_API MemoryHomeFolders : public platform::HomeFolders {
  public:
   std::string home() const override { return "/home/till"; }
   std::string documents() const override { return home() + "/Documents"; }
@@ -20,4 +21,4 @@ class MemoryHomeFolders : public platform::HomeFolders {
   }
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -2,13 +2,14 @@
 
 #include <atomic>
 
+#include "kelm/base/export.h"
 #include "kelm/platform/random.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// "Random" bytes that every run repeats: 0, 1, 2, ... from the system's generator, 255, 254, ...
 /// from the second one.
-class FixedRandom : public platform::Random {
+class KELM_API FixedRandom : public platform::Random {
  public:
   bool fill(std::span<std::uint8_t> buffer) override {
     if (refuses_) return false;
@@ -29,4 +30,4 @@ class FixedRandom : public platform::Random {
   std::atomic<bool> refuses_{false};
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,11 +1,11 @@
-#include "tests/support/memory_file_system.h"
+#include "kelm/testing/memory_file_system.h"
 
 #include <algorithm>
 #include <climits>
 #include <deque>
 #include <utility>
 
-namespace kelm::test {
+namespace kelm::testing {
 
 using platform::DirectoryEntry;
 using platform::FileKind;
@@ -304,4 +304,4 @@ int MemoryFileSystem::changeAttributes(const std::string& path,
   return place.missing();
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -1,4 +1,4 @@
-#include "tests/support/manual_dispatcher.h"
+#include "kelm/testing/manual_dispatcher.h"
 
 #include <algorithm>
 #include <atomic>
@@ -11,7 +11,7 @@
 
 #include "kelm/base/format.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 using platform::Duration;
 using platform::Task;
@@ -229,4 +229,4 @@ void ManualDispatcher::advance(Duration duration) {
   mainLoop_->runUntil([] { return false; }, duration);
 }
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

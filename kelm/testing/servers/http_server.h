@@ -8,13 +8,14 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/raw_server.h"
+#include "kelm/base/export.h"
+#include "kelm/testing/servers/raw_server.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
-struct HttpRequest {
+struct KELM_API HttpRequest {
   std::string method;
   std::string target;  ///< path and query as they were sent
   HttpHeaders headers;
@@ -24,7 +25,7 @@ struct HttpRequest {
   std::optional<std::string> header(std::string_view name) const;
 };
 
-struct HttpReply {
+struct KELM_API HttpReply {
   int status = 200;
   std::string body;
   HttpHeaders headers;
@@ -33,7 +34,7 @@ struct HttpReply {
 
 /// A server on a free port of the loopback interface, until it is destroyed. The handler runs on
 /// the server's threads, several at a time; requests are recorded before it is called.
-class HttpServer {
+class KELM_API HttpServer {
  public:
   using Handler = std::function<HttpReply(const HttpRequest&)>;
 
@@ -57,4 +58,4 @@ class HttpServer {
   RawServer server_;  // last: its threads use the others
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

@@ -4,13 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/system_log.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Keeps the entries. Channels may outlive it. Thread-safe.
-class MemorySystemLog : public platform::SystemLog {
+class KELM_API MemorySystemLog : public platform::SystemLog {
  public:
   struct Entry {
     std::string subsystem;
@@ -61,4 +62,4 @@ class MemorySystemLog : public platform::SystemLog {
   std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

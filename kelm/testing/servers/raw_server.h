@@ -10,13 +10,15 @@
 struct ssl_ctx_st;
 struct ssl_st;
 
-namespace kelm::test {
+#include "kelm/base/export.h"
+
+namespace kelm::testing {
 
 class TestCertificates;
 
 /// A server on a free loopback port that does to each connection what a script says: for answers
 /// that no proper server gives.
-class RawServer {
+class KELM_API RawServer {
  public:
   class Connection {
    public:
@@ -61,4 +63,4 @@ class RawServer {
   std::thread acceptor_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

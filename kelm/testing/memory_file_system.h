@@ -7,19 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/file_system.h"
-#include "tests/support/fault_ladder.h"
+#include "kelm/testing/fault_ladder.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// A system error at a path.
 Error failedAt(const std::string& path, int error);
 
 /// A file tree in memory, with the system's rules for paths and links and its error codes. It has
 /// a root "/", where relative paths start too. Every call counts for the fault ladder.
-class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
+class KELM_API MemoryFileSystem : public platform::FileSystem, public FaultLadder {
  public:
   /// `clock` dates the items; without one all are of 2023-11-14 22:13:20.
   explicit MemoryFileSystem(std::shared_ptr<platform::Clock> clock = nullptr);
@@ -74,4 +75,4 @@ class MemoryFileSystem : public platform::FileSystem, public FaultLadder {
   NodePointer root_ KELM_GUARDED_BY(mutex_);
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

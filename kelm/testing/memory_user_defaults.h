@@ -3,13 +3,14 @@
 #include <utility>
 
 #include "kelm/base/coding/json.h"
+#include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/platform/user_defaults.h"
 
-namespace kelm::test {
+namespace kelm::testing {
 
 /// Settings in memory.
-class MemoryUserDefaults : public platform::UserDefaults {
+class KELM_API MemoryUserDefaults : public platform::UserDefaults {
  public:
   std::optional<Value> object(std::string_view key) const override {
     const Lock lock(mutex_);
@@ -33,4 +34,4 @@ class MemoryUserDefaults : public platform::UserDefaults {
   Dictionary values_ KELM_GUARDED_BY(mutex_);
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing

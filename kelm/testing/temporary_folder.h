@@ -5,10 +5,12 @@
 #include <stdexcept>
 #include <string>
 
-namespace kelm::test {
+#include "kelm/base/export.h"
+
+namespace kelm::testing {
 
 /// A real folder, empty at first, that is removed with all that it holds.
-class TemporaryFolder {
+class KELM_API TemporaryFolder {
  public:
   TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "kelm-XXXXXX").string()) {
     if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
@@ -28,4 +30,4 @@ class TemporaryFolder {
   std::string path_;
 };
 
-}  // namespace kelm::test
+}  // namespace kelm::testing
