@@ -14,7 +14,8 @@ int main() {
   for (int i = 0; i < 500; ++i)
     VaspLogger::logwithLevel_aspect_from_message(2, 0, "main", "line %d", i);
   VaspLogger::flush(std::chrono::minutes(1));
-  kelm::ZuOSLogger::processLogData_level(kelm::dataOf(std::string(1 << 20, 'y')), 3);
+  kelm::ZuOSLogger::processLogData_level(kelm::dataOf(std::string(20'000, 'y')), 3);
+  kelm::ZuOSLogger::processLogData_level(kelm::dataOf(std::string(1 << 20, 'z')), 3);
   kelm::ZuOSLogger::processLogData_level(kelm::dataOf("not \xFF UTF-8"), 3);
   return 0;
 }
