@@ -71,13 +71,34 @@ TEST_F(UrlSessionTls, OneChallengeAConnectionNotARequest) {
   EXPECT_EQ(delegate->trusts.size(), 2U) << "a new session connects anew";
 }
 
-TEST_F(UrlSessionTls, AcceptedCertificateMustStillBeOfThatName) {
-  delegate->disposition = Disposition::UseCredential;
-  const std::string url = "https://other.localhost:" + std::to_string(server.port());
-  EXPECT_EQ(perform(*makeSession({}, delegate), requestTo(url)).code(),
-            url_error::kServerCertificateUntrusted);
-  EXPECT_EQ(delegate->trusts.at(0).host, "other.localhost");
-  EXPECT_THAT(server.requests(), IsEmpty());
+TEST_F(UrlSessionTls, VerdictCoversTheNameAndUseOverrulesIt) {
+  TestCertificates commonNameOnly("email:till@localhost"), revoked;
+  revoked.revoke();
+  const std::tuple<const TestCertificates*, std::string, std::string> table[] = {
+      {&certificates, "other.localhost", "hostname mismatch"},
+      {&commonNameOnly, "localhost", "hostname mismatch"},
+      {&certificates, "127.0.0.1", ""},
+      {&revoked, "localhost", "certificate revoked"},
+  };
+  for (const auto& [shown, host, refusal] : table) {
+    const HttpServer itsServer(*shown);
+    UrlSessionConfiguration configuration;
+    configuration.trustRootsFile = shown->rootFile();
+    const auto request = requestTo("https://" + host + ':' + std::to_string(itsServer.port()));
+    for (const bool asks : {false, true}) {
+      delegate->disposition = Disposition::PerformDefaultHandling;
+      const auto outcome = perform(*makeSession(configuration, asks ? delegate : nullptr), request);
+      EXPECT_EQ(outcome.code(), refusal.empty() ? 0 : url_error::kServerCertificateUntrusted);
+      if (!outcome.error) continue;
+      EXPECT_EQ(*outcome.error->userInfo.find("NSDebugDescription"), Value(refusal));
+    }
+    const bool stapled = shown == &revoked;
+    EXPECT_EQ(delegate->trusts.back().refusal, stapled ? "" : refusal);
+    EXPECT_EQ(delegate->trusts.back().trustedBySystem, stapled || refusal.empty());
+    EXPECT_EQ(itsServer.requests().size(), refusal.empty() ? 2U : 0U);
+    delegate->disposition = Disposition::UseCredential;
+    EXPECT_EQ(perform(*makeSession(configuration, delegate), request).text(), "ok");
+  }
 }
 
 TEST_F(UrlSessionTls, RedirectFromHttpsToHttpIsRefused) {

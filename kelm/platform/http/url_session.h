@@ -94,17 +94,22 @@ class KELM_API CookieStorage {
 /// What a server showed to prove who it is.
 struct ServerTrust {
   std::string host;
-  std::vector<Data> chain;  ///< DER, leaf first; up to the root when the system trusts it
-  bool trustedBySystem = false;
+  std::vector<Data> chain;       ///< DER, leaf first; up to the root if the chain verifies
+  bool trustedBySystem = false;  ///< the chain, its dates and the host name
+  std::string
+      refusal;  ///< why the system does not trust it, such as "hostname mismatch"; else empty
 };
 
 /// How a session calls back while a task runs, on a network thread. The answer of the challenge
 /// decides before anything is sent.
 class KELM_API UrlSessionDelegate {
  public:
+  /// Obey the system's verdict; accept the server, whatever the verdict; end with `kCancelled`.
   enum class Disposition { PerformDefaultHandling, UseCredential, Cancel };
 
   virtual ~UrlSessionDelegate() = default;
+  /// Decides about the server of one new connection, once, also if the system trusts it. A
+  /// delegate that throws has cancelled.
   virtual Disposition didReceiveChallenge(const ServerTrust&) {
     return Disposition::PerformDefaultHandling;
   }

@@ -8,11 +8,27 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "kelm/testing/servers/test_certificates.h"
 
 namespace kelm::testing {
+
+namespace {
+
+/// Staples the status of the certificate if there is one.
+int staple(SSL* connection, void* certificates) {
+  std::ifstream file(static_cast<const TestCertificates*>(certificates)->stapleFile());
+  const std::string status{std::istreambuf_iterator<char>(file), {}};
+  if (status.empty()) return SSL_TLSEXT_ERR_NOACK;
+  void* const copy = OPENSSL_memdup(status.data(), status.size());  // OpenSSL frees it
+  SSL_set_tlsext_status_ocsp_resp(connection, copy, static_cast<long>(status.size()));
+  return SSL_TLSEXT_ERR_OK;
+}
+
+}  // namespace
 
 bool RawServer::Connection::readMore() {
   std::array<char, 65536> chunk;
@@ -59,6 +75,8 @@ RawServer::RawServer(Script script, const TestCertificates* certificates)
     tls_ = SSL_CTX_new(TLS_server_method());
     SSL_CTX_use_certificate_chain_file(tls_, certificates->chainFile().c_str());
     SSL_CTX_use_PrivateKey_file(tls_, certificates->keyFile().c_str(), SSL_FILETYPE_PEM);
+    SSL_CTX_set_tlsext_status_cb(tls_, staple);
+    SSL_CTX_set_tlsext_status_arg(tls_, const_cast<TestCertificates*>(certificates));
   }
   sockaddr_in address{};
   address.sin_family = AF_INET;

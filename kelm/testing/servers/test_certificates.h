@@ -11,11 +11,17 @@ namespace kelm::testing {
 /// go with the object.
 class KELM_API TestCertificates {
  public:
-  TestCertificates();
+  /// `names`: the leaf's alternative names. Its common name is "localhost" always.
+  explicit TestCertificates(const std::string& names = "DNS:localhost,IP:127.0.0.1");
+
+  /// Has the intermediate sign that the leaf is revoked; later servers staple that.
+  void revoke();
 
   std::string rootFile() const { return folder_ / "root.pem"; }
   std::string chainFile() const { return folder_ / "chain.pem"; }  ///< leaf and intermediate
-  std::string keyFile() const { return folder_ / "key.pem"; }      ///< of the leaf
+  /// The status to staple, DER; there is no such file before `revoke()`.
+  std::string stapleFile() const { return folder_ / "staple.der"; }
+  std::string keyFile() const { return folder_ / "key.pem"; }  ///< of the leaf
 
  private:
   TemporaryFolder folder_;

@@ -174,11 +174,16 @@ std::shared_ptr<const UrlResponse> Exchange::response() const {
 }
 
 UrlSessionDelegate::Disposition Exchange::judge(const ServerTrust& trust) {
-  // When the delegate throws, the connection is refused.
-  auto disposition = UrlSessionDelegate::Disposition::Cancel;
-  if (engine_) runReporting([&] { disposition = engine_->delegate()->didReceiveChallenge(trust); });
-  trustCancelled_ = disposition == UrlSessionDelegate::Disposition::Cancel;
+  using Disposition = UrlSessionDelegate::Disposition;
+  trustRefusal_ = trust.refusal;
+  if (!engine_) return Disposition::Cancel;
+  if (engine_->delegate() == nullptr) return Disposition::PerformDefaultHandling;
+  auto disposition = Disposition::Cancel;  // if the delegate throws
+  runReporting([&] { disposition = engine_->delegate()->didReceiveChallenge(trust); });
+  trustCancelled_ = disposition == Disposition::Cancel;
   return disposition;
 }
+
+void Exchange::learnOfRevocation() { trustRefusal_ = "certificate revoked"; }
 
 }  // namespace kelm::platform::url_sessions

@@ -38,6 +38,7 @@ class Exchange final : public DataTask,
   void setSlot(std::size_t slot) { slot_ = slot; }
 
   UrlSessionDelegate::Disposition judge(const ServerTrust& trust) override;
+  void learnOfRevocation() override;
 
  private:
   void begin();
@@ -78,6 +79,7 @@ class Exchange final : public DataTask,
   bool wasSent_ = false;  // this transfer's request has gone out before
   bool headTooLarge_ = false;
   bool trustCancelled_ = false;
+  std::string trustRefusal_;  // why the server of the last new connection is not trusted
   std::size_t slot_ = 0;
   std::optional<Moment> wholeDeadline_;
   std::optional<Moment> lastMoved_;  // absent while it waits for a connection

@@ -69,12 +69,17 @@ std::optional<Error> Exchange::errorOf(CURLcode outcome) const {
   if (outcome == CURLE_OK && head_.complete()) return std::nullopt;
   // Of a head that ends too soon libcurl makes a success, of a line too long a want of memory.
   const bool badHead = headTooLarge_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present());
+  const bool isTrustRefusal =
+      !trustRefusal_.empty() && codeOf(outcome) <= url_error::kSecureConnectionFailed;
   const std::int64_t code = outcome == CURLE_OK ? url_error::kConnectionLost
                             : trustCancelled_   ? url_error::kCancelled
                             : badHead           ? url_error::kBadServerResponse
+                            : isTrustRefusal    ? url_error::kServerCertificateUntrusted
                                                 : codeOf(outcome);
   Error error = urlError(code, *request_.url);
-  error.userInfo.set("NSDebugDescription", curl_easy_strerror(outcome));
+  const std::string_view reason =
+      isTrustRefusal ? std::string_view(trustRefusal_) : curl_easy_strerror(outcome);
+  error.userInfo.set("NSDebugDescription", reason);
   return error;
 }
 
@@ -146,7 +151,6 @@ int Exchange::onBeforeSending(void* exchange, char*, char*, int, int) {
 
 CURLcode Exchange::onSecureContext(CURL*, void* context, void* exchange) {
   auto& self = *static_cast<Exchange*>(exchange);
-  if (self.engine_->delegate() == nullptr) return CURLE_OK;
   return installTrustJudge(context, self.shared_from_this(), originOf(*self.request_.url).host);
 }
 

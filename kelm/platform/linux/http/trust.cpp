@@ -1,7 +1,9 @@
 #include "kelm/platform/linux/http/trust.h"
 
+#include <openssl/err.h>
+#include <openssl/ocsp.h>
 #include <openssl/ssl.h>
-#include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 #include <utility>
 
@@ -12,6 +14,7 @@ namespace {
 struct Installed {
   std::weak_ptr<TrustJudge> judge;
   std::string host;
+  bool overruled = false;  ///< the judge accepted the server itself
 };
 
 void freeInstalled(void*, void* installed, CRYPTO_EX_DATA*, int, long, void*) {
@@ -46,20 +49,77 @@ std::vector<Data> chainOf(X509_STORE_CTX* context, bool verified) {
   return chain;
 }
 
+/// True if the certificate names the host as an alternative name; a common name alone is none
+/// (RFC 9525, section 2).
+bool isNamed(X509* leaf, const std::string& host) {
+  if (leaf == nullptr) return false;
+  if (X509_check_ip_asc(leaf, host.c_str(), 0) == 1) return true;
+  return X509_check_host(leaf, host.data(), host.size(), X509_CHECK_FLAG_NEVER_CHECK_SUBJECT,
+                         nullptr) == 1;
+}
+
 int verify(X509_STORE_CTX* context, void* argument) {
-  const auto& installed = *static_cast<const Installed*>(argument);
-  const bool trusted = X509_verify_cert(context) == 1;
-  const int verdict = X509_STORE_CTX_get_error(context);
+  auto& installed = *static_cast<Installed*>(argument);
+  const bool complete = X509_verify_cert(context) == 1;
+  int verdict = complete ? X509_V_OK : X509_STORE_CTX_get_error(context);
+  if (complete && !isNamed(X509_STORE_CTX_get0_cert(context), installed.host))
+    verdict = X509_V_ERR_HOSTNAME_MISMATCH;
+  ServerTrust trust{installed.host, chainOf(context, complete), verdict == X509_V_OK, {}};
+  if (!trust.trustedBySystem) trust.refusal = X509_verify_cert_error_string(verdict);
   using Disposition = UrlSessionDelegate::Disposition;
   const auto judge = installed.judge.lock();
-  const Disposition disposition =
-      judge ? judge->judge({installed.host, chainOf(context, trusted), trusted})
-            : Disposition::Cancel;
-  const bool accepted = disposition == Disposition::UseCredential ||
-                        (disposition == Disposition::PerformDefaultHandling && trusted);
-  const int refusal = trusted ? X509_V_ERR_APPLICATION_VERIFICATION : verdict;
+  const Disposition disposition = judge ? judge->judge(trust) : Disposition::Cancel;
+  installed.overruled = disposition == Disposition::UseCredential;
+  const bool accepted =
+      installed.overruled ||
+      (disposition == Disposition::PerformDefaultHandling && trust.trustedBySystem);
+  const int refusal = trust.trustedBySystem ? X509_V_ERR_APPLICATION_VERIFICATION : verdict;
   X509_STORE_CTX_set_error(context, accepted ? X509_V_OK : refusal);
   return accepted ? 1 : 0;
+}
+
+using StapledStatus = std::unique_ptr<OCSP_BASICRESP, decltype(&OCSP_BASICRESP_free)>;
+
+/// The stapled status if somebody who may speak for the issuer signed it; empty otherwise.
+StapledStatus stapledStatus(SSL* connection, STACK_OF(X509) * chain) {
+  const unsigned char* bytes = nullptr;
+  const long size = SSL_get_tlsext_status_ocsp_resp(connection, &bytes);
+  StapledStatus status(nullptr, &OCSP_BASICRESP_free);
+  if (bytes == nullptr || size <= 0) return status;
+  const std::unique_ptr<OCSP_RESPONSE, decltype(&OCSP_RESPONSE_free)> answer(
+      d2i_OCSP_RESPONSE(nullptr, &bytes, size), &OCSP_RESPONSE_free);
+  if (!answer || OCSP_response_status(answer.get()) != OCSP_RESPONSE_STATUS_SUCCESSFUL)
+    return status;
+  status.reset(OCSP_response_get1_basic(answer.get()));
+  X509_STORE* const roots = SSL_CTX_get_cert_store(SSL_get_SSL_CTX(connection));
+  if (status && OCSP_basic_verify(status.get(), chain, roots, 0) != 1) status.reset();
+  return status;
+}
+
+bool isRevoked(SSL* connection) {
+  STACK_OF(X509)* const chain = SSL_get0_verified_chain(connection);
+  if (sk_X509_num(chain) < 2) return false;
+  const StapledStatus status = stapledStatus(connection, chain);
+  if (!status) return false;
+  for (const EVP_MD* digest : {EVP_sha1(), EVP_sha256()}) {  // names of the certificate in use
+    const std::unique_ptr<OCSP_CERTID, decltype(&OCSP_CERTID_free)> id(
+        OCSP_cert_to_id(digest, sk_X509_value(chain, 0), sk_X509_value(chain, 1)),
+        &OCSP_CERTID_free);
+    int verdict = V_OCSP_CERTSTATUS_UNKNOWN;
+    if (id && OCSP_resp_find_status(status.get(), id.get(), &verdict, nullptr, nullptr, nullptr,
+                                    nullptr) == 1)
+      return verdict == V_OCSP_CERTSTATUS_REVOKED;
+  }
+  return false;
+}
+
+int onStapledStatus(SSL* connection, void* argument) {
+  const auto& installed = *static_cast<const Installed*>(argument);
+  const bool refused = !installed.overruled && isRevoked(connection);
+  ERR_clear_error();
+  if (!refused) return 1;
+  if (const auto judge = installed.judge.lock()) judge->learnOfRevocation();
+  return 0;
 }
 
 }  // namespace
@@ -74,6 +134,9 @@ CURLcode installTrustJudge(void* secureContext, std::weak_ptr<TrustJudge> judge,
   // Once decided, a connection shows no other certificate.
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_cert_verify_callback(context, verify, installed);
+  SSL_CTX_set_tlsext_status_type(context, TLSEXT_STATUSTYPE_ocsp);
+  SSL_CTX_set_tlsext_status_cb(context, onStapledStatus);
+  SSL_CTX_set_tlsext_status_arg(context, installed);
   return CURLE_OK;
 }
 

@@ -14,11 +14,15 @@ class TrustJudge {
  public:
   virtual ~TrustJudge() = default;
   virtual UrlSessionDelegate::Disposition judge(const ServerTrust& trust) = 0;
+  /// The status that the server stapled says that its certificate was revoked.
+  virtual void learnOfRevocation() = 0;
 };
 
-/// Has `judge` decide, before anything is sent, over the chain that the connection which
-/// `secureContext` (an SSL_CTX) is for will be shown. The name is checked besides. `host`: the
-/// server's. A connection whose judge is gone is refused.
+/// Has `judge` decide, before anything is sent, about the chain shown to the connection that
+/// `secureContext` (an SSL_CTX) is for. The system's verdict covers the chain, the dates and the
+/// name; libcurl's own check of the name must be off. A connection whose judge is gone is refused,
+/// and so is one to a server that staples its own revocation, unless the judge accepted it.
+/// `host`: the server's name or address, without brackets.
 CURLcode installTrustJudge(void* secureContext, std::weak_ptr<TrustJudge> judge, std::string host);
 
 }  // namespace kelm::platform::url_sessions
