@@ -105,10 +105,10 @@ class KELM_API ZuHTTPTask : public Object, public std::enable_shared_from_this<Z
   /// `buildRequest` The request with URL, method and body; its headers are only computed, into
   /// `getMutableHeaderDict`. Pairs in the URL's own query go over the parameters of the same key
   /// (one whose escapes are not valid UTF-8 is left out); a query without "=" is dropped, and so
-  /// is what follows a second "?". The URL is absent when it is empty or not written as RFC 3986
-  /// says ("(null)" before a query), with one ERROR line if the method has a body. Parameters that
-  /// JSON cannot hold give no body. REQUIRES a "=" in every pair of a query that has one: raises
-  /// NSRangeException. An override may return none: then no call is made.
+  /// is what follows a second "?". The URL is absent, with one ERROR line, when it is
+  /// empty or no `Url::isReference` ("(null)" before a query); brackets in a query are escaped.
+  /// Parameters that JSON cannot hold give no body. REQUIRES a "=" in every pair of a query that
+  /// has one: raises NSRangeException. An override may return none: then no call is made.
   virtual std::optional<platform::UrlRequest> buildRequest();
 
   /// `addCommonHttpHeaders:` Adds headers to every later request of the process, over those of

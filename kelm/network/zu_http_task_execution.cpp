@@ -11,6 +11,7 @@
 #include "kelm/network/hooks/kelm_core_app_exposed_hooks.h"
 #include "kelm/network/zu_http_task_state.h"
 #include "kelm/platform/dispatch.h"
+#include "kelm/platform/http/cookies.h"
 #include "kelm/platform/reporting.h"
 
 namespace kelm {
@@ -33,14 +34,6 @@ void showActivity(bool visible) {
 }
 
 platform::MainLoop& mainLoop() { return platform::current<platform::Dispatcher>()->mainLoop(); }
-
-/// What the session would send along, absent without a cookie storage or a URL.
-std::optional<std::vector<platform::Cookie>> cookiesFor(const platform::UrlSession* session,
-                                                        const std::optional<std::string>& url) {
-  const auto storage = session != nullptr ? session->configuration().cookies : nullptr;
-  if (!storage || !url) return std::nullopt;
-  return storage->cookiesFor(*url);
-}
 
 }  // namespace
 
@@ -81,7 +74,8 @@ void ZuHTTPTask::performAsyncNetworkTaskWithCompletion(ZuHTTPResponseCompletion 
 void ZuHTTPTask::start(const std::shared_ptr<const platform::UrlRequest>& request,
                        const ZuHTTPTransformation& transformation) {
   const std::shared_ptr<platform::UrlSession> session = currentSession();
-  auto cookies = cookiesFor(session.get(), request->url);
+  auto cookies =
+      session ? platform::cookiesFor(session->configuration(), request->url) : std::nullopt;
   auto application = KelmCoreAppExposedHooks::getInstance().sharedApplication();
   {
     const Lock lock(mutex_);

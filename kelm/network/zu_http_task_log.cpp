@@ -6,6 +6,7 @@
 #include "kelm/base/utf16.h"
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/network/zu_http_task_state.h"
+#include "kelm/platform/http/cookies.h"
 
 namespace kelm {
 
@@ -37,9 +38,8 @@ std::string described(const Cookies& cookies) {
 
 /// The cookies that the session has for the response's URL by now.
 Cookies storedCookies(const platform::UrlSession* session, const platform::UrlResponse* response) {
-  const auto storage = session != nullptr ? session->configuration().cookies : nullptr;
-  if (!storage || response == nullptr) return std::nullopt;
-  return storage->cookiesFor(response->url);
+  if (session == nullptr || response == nullptr) return std::nullopt;
+  return platform::cookiesFor(session->configuration(), response->url);
 }
 
 }  // namespace

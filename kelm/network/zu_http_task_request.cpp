@@ -1,12 +1,13 @@
+#include <algorithm>
 #include <utility>
 
 #include "kelm/base/coding/json.h"
 #include "kelm/base/error.h"
 #include "kelm/base/format.h"
+#include "kelm/base/url.h"
 #include "kelm/collections/vasp_dictionary_util.h"
 #include "kelm/crypto/zu_string_encoder.h"
 #include "kelm/logging/vasp_logger.h"
-#include "kelm/network/url_syntax.h"
 #include "kelm/network/zu_http_multipart_builder.h"
 #include "kelm/network/zu_http_task_state.h"
 
@@ -35,8 +36,23 @@ bool hasBody(ZuHTTPMethod method) {
   return method == ZuHTTPMethod::Post || method == ZuHTTPMethod::Put;
 }
 
-std::optional<std::string> formableUrl(std::string_view url) {
-  return isFormableUrl(url) ? std::optional<std::string>(url) : std::nullopt;
+/// The URL with the brackets of its query escaped, as many servers have them in the names of their
+/// parameters. Absent, with a line in the log, if it cannot be formed.
+std::optional<std::string> formedUrl(std::optional<std::string_view> url) {
+  const std::string_view text = url.value_or("");
+  const std::size_t query = std::min(text.find('?'), text.size());
+  std::string formed(text.substr(0, query));
+  for (const char c : text.substr(query)) {
+    if (c == '[' || c == ']')
+      formed += c == '[' ? "%5B" : "%5D";
+    else
+      formed += c;
+  }
+  if (Url::isReference(formed)) return formed;
+  VaspLogger::logwithLevel_aspect_from_message(
+      log_level::kError, log_aspect::kFrontend | log_aspect::kNet, "-[ZuHTTPTask buildRequest]",
+      "URL not well encoded %@", url);
+  return std::nullopt;
 }
 
 void setPairs(std::string_view query, Dictionary& parameters) {
@@ -67,7 +83,7 @@ std::string_view splitQuery(std::string_view url, Dictionary& parameters) {
 
 void fillQuery(platform::UrlRequest& request, const std::optional<std::string>& url,
                Dictionary& parameters) {
-  if (url) request.url = formableUrl(splitQuery(*url, parameters));
+  request.url = formedUrl(url ? std::optional(splitQuery(*url, parameters)) : std::nullopt);
   if (parameters.empty()) return;
   // No "?" is left in the URL, so the query never has to join one with "&".
   request.url =
@@ -107,12 +123,7 @@ std::optional<platform::UrlRequest> ZuHTTPTask::buildRequest() {
   if (!hasBody(method_)) {
     fillQuery(request, inputs.url, inputs.parameters);
   } else {
-    request.url = formableUrl(inputs.url.value_or(""));
-    if (!request.url) {
-      VaspLogger::logwithLevel_aspect_from_message(
-          log_level::kError, log_aspect::kFrontend | log_aspect::kNet, "-[ZuHTTPTask buildRequest]",
-          "URL not well encoded %@", inputs.url);
-    }
+    request.url = formedUrl(inputs.url);
     if (inputs.body && !inputs.body->empty()) {
       request.body = std::move(inputs.body);
     } else if (!inputs.parameters.empty()) {

@@ -76,7 +76,7 @@ class MemoryUrlSessions::Task final : public platform::DataTask,
     }
     if (const auto& cookies = session_->configured.cookies)
       for (const auto& cookie : platform::cookiesFromHeaders(answer.headers, url))
-        cookies->set(cookie);
+        if (const auto origin = Url::parse(url)) cookies->setReceived(cookie, *origin);
     reportProgress(answer.body);
     auto response = std::make_shared<platform::UrlResponse>();
     response->url = url;
@@ -97,10 +97,9 @@ class MemoryUrlSessions::Task final : public platform::DataTask,
   void addSessionHeaders() {
     for (const auto& [name, value] : session_->configured.additionalHeaders)
       if (!request_.header(name)) request_.headers.set(name, value);
-    const auto& cookies = session_->configured.cookies;
+    const auto cookies = platform::cookiesFor(session_->configured, request_.url);
     if (!cookies || request_.header("Cookie")) return;
-    const std::string header =
-        platform::cookieHeader(cookies->cookiesFor(request_.url.value_or("")));
+    const std::string header = platform::cookieHeader(*cookies);
     if (!header.empty()) request_.headers.set("Cookie", header);
   }
   void reportProgress(const Data& body) const {

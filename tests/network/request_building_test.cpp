@@ -90,7 +90,7 @@ TEST(RequestBuilding, BodyBranchKeepsTheUrlAndLogsOneThatCannotBeFormed) {
 
   std::istringstream others(
       "http://h/€ http://h/%4 http://h/%zz http://h/%\x80 http://h/#a#b 1http://h/ :nothing "
-      "http://[::1 http://[::1]x/ http://a[b]/");
+      "http://[::1 http://[::1]x/ http://a[b]/ http://h:80a/ http://a@b@h/ http:///x");
   std::vector<std::optional<std::string>> unformable(std::istream_iterator<std::string>(others),
                                                      {});
   unformable.insert(unformable.end(), {std::nullopt, ""});
@@ -101,6 +101,16 @@ TEST(RequestBuilding, BodyBranchKeepsTheUrlAndLogsOneThatCannotBeFormed) {
     EXPECT_EQ(taskFor(url, ZuHTTPMethod::Put)->buildRequest()->url, std::nullopt);
     EXPECT_THAT(f.log.lines(), ElementsAre("ERROR URL not well encoded " + url.value_or("(null)")));
   }
+}
+
+TEST(RequestBuilding, BracketsOfAQueryAreEscapedWhateverTheMethod) {
+  const NetworkFixture f;
+  for (const auto method : {ZuHTTPMethod::Get, ZuHTTPMethod::Post})
+    EXPECT_EQ(taskFor("http://[::1]/?ids[]=1", method)->buildRequest()->url,
+              "http://[::1]/?ids%5B%5D=1");
+  EXPECT_THAT(f.log.lines(), IsEmpty());
+  EXPECT_EQ(taskFor("http://h/p|", ZuHTTPMethod::Get)->buildRequest()->url, std::nullopt);
+  EXPECT_THAT(f.log.lines(), ElementsAre("ERROR URL not well encoded http://h/p|"));
 }
 
 TEST(RequestBuilding, BodyIsRawBytesElseEncodedParametersElseMultipart) {

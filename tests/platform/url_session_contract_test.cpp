@@ -114,6 +114,7 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
   } table[] = {
       {std::nullopt, "GET", {}},
       {"127.0.0.1/path", "GET", {}},
+      {good + "?a|b", "GET", {}},
       {good + "a\r\nX: y", "GET", {}},
       {"file:///etc/passwd", "GET", {}, url_error::kUnsupportedUrl},
       {good, "post", {}},
@@ -136,6 +137,18 @@ TEST_P(UrlSessionContract, RequestThatMustNotBeSentFailsWithoutReachingTheServer
   configuration.additionalHeaders = {{"A", "b\r\nC: d"}};
   EXPECT_EQ(perform(*makeSession(configuration), to("/")).code(), url_error::kBadUrl);
   EXPECT_THAT(targets(), ElementsAre());
+}
+
+TEST_P(UrlSessionContract, ErrorsHideThePasswordOfTheUrl) {
+  const std::pair<const char*, const char*> table[] = {
+      {"ftp://u:p@h/@:", "ftp://u:***@h/@:"},
+      {"http://u:p/w@h:port/", "http://u:***@h:port/"},
+      {"http://u@h|", "http://u@h|"},
+  };
+  for (const auto& [url, shown] : table)
+    EXPECT_EQ(
+        *perform(*makeSession(), requestTo(url)).error->userInfo.find("NSErrorFailingURLStringKey"),
+        Value(shown));
 }
 
 TEST_P(UrlSessionContract, TaskCompletesOnceHoweverOftenItIsResumedAndCancelled) {

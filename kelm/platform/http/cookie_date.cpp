@@ -1,13 +1,12 @@
 #include <array>
 #include <chrono>
 
+#include "kelm/base/ascii.h"
 #include "kelm/platform/http/cookies.h"
 
 namespace kelm::platform {
 
 namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// Section 5.1.1's delimiters: what is neither letter, digit, colon nor a byte above ASCII.
 bool isDelimiter(char c) {
@@ -18,7 +17,7 @@ bool isDelimiter(char c) {
 std::optional<int> takeNumber(std::string_view& text, std::size_t least, std::size_t most) {
   std::size_t count = 0;
   int number = 0;
-  while (count < text.size() && isDigit(text[count])) {
+  while (count < text.size() && isAsciiDigit(text[count])) {
     if (count == most) return std::nullopt;
     number = number * 10 + (text[count++] - '0');
   }

@@ -12,9 +12,11 @@ class KELM_API CookieJar final : public CookieStorage {
  public:
   std::vector<Cookie> cookiesFor(std::string_view url) const override;
   void set(const Cookie& cookie) override;
+  void setReceived(const Cookie& cookie, const Url& url) override;
   void removeAll() override;
 
  private:
+  void keep(const Cookie& cookie) KELM_REQUIRES(mutex_);
   void makeRoomFor(const Cookie& cookie) KELM_REQUIRES(mutex_);
 
   mutable Mutex mutex_;

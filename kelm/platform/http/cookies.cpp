@@ -1,12 +1,14 @@
 #include "kelm/platform/http/cookies.h"
 
+#include <libpsl.h>
+
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <chrono>
 #include <limits>
 
+#include "kelm/base/ascii.h"
 #include "kelm/base/describe.h"
+#include "kelm/base/ip_address.h"
 #include "kelm/platform/clock.h"
 
 namespace kelm::platform {
@@ -16,30 +18,21 @@ namespace {
 constexpr std::size_t kMaxCookieBytes = 4096;
 constexpr Date kLongPast{-std::numeric_limits<double>::max()};
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), asciiLower);
-  return result;
-}
-
 std::string_view trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \t");
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool looksLikeAddress(std::string_view host) {
-  return host.find(':') != std::string_view::npos ||
-         host.find_first_not_of("0123456789.") == std::string_view::npos;
+bool isAddress(std::string_view host) {
+  return host.find(':') != std::string_view::npos || isIpv4Address(host);
 }
 
 /// Section 5.1.3, `domain` without leading dot.
 bool domainMatches(std::string_view host, std::string_view domain) {
   if (host == domain) return true;
   return host.size() > domain.size() && host.ends_with(domain) &&
-         host[host.size() - domain.size() - 1] == '.' && !looksLikeAddress(host);
+         host[host.size() - domain.size() - 1] == '.' && !isAddress(host);
 }
 
 /// Section 5.1.4.
@@ -64,12 +57,20 @@ std::pair<std::string_view, std::string_view> cut(std::string_view text, char se
 std::optional<Date> momentOfMaxAge(std::string_view text, Date now) {
   const bool negative = text.starts_with('-');
   const std::string_view digits = text.substr(negative ? 1 : 0);
-  if (digits.empty() || !std::all_of(digits.begin(), digits.end(), isDigit)) return std::nullopt;
+  if (digits.empty() || !std::all_of(digits.begin(), digits.end(), isAsciiDigit))
+    return std::nullopt;
   std::int64_t seconds = 0;
   const auto outcome = std::from_chars(digits.data(), digits.data() + digits.size(), seconds);
   if (negative || (outcome.ec == std::errc() && seconds == 0)) return kLongPast;
   if (outcome.ec != std::errc()) seconds = std::numeric_limits<std::int32_t>::max();
   return Date{now.secondsSince1970 + static_cast<double>(seconds)};
+}
+
+Cookie::SameSite sameSiteOf(std::string_view text) {
+  if (equalsIgnoringCase(text, "strict")) return Cookie::SameSite::Strict;
+  if (equalsIgnoringCase(text, "lax")) return Cookie::SameSite::Lax;
+  if (equalsIgnoringCase(text, "none")) return Cookie::SameSite::None;
+  return Cookie::SameSite::Unset;
 }
 
 /// Attributes of a Set-Cookie field while they are read; of repeated ones the last counts.
@@ -80,6 +81,7 @@ struct Attributes {
   std::optional<Date> maxAge;
   bool secure = false;
   bool httpOnly = false;
+  Cookie::SameSite sameSite = Cookie::SameSite::Unset;
 
   void read(std::string_view name, std::string_view value, Date now) {
     if (equalsIgnoringCase(name, "expires")) {
@@ -88,27 +90,60 @@ struct Attributes {
       if (const auto moment = momentOfMaxAge(value, now)) maxAge = moment;
     } else if (equalsIgnoringCase(name, "domain")) {
       if (value.starts_with('.')) value.remove_prefix(1);
-      if (!value.empty()) domain = lowered(value);
+      if (!value.empty()) domain = asciiLowered(value);
     } else if (equalsIgnoringCase(name, "path")) {
       path = value.starts_with('/') ? std::string(value) : std::string();
     } else if (equalsIgnoringCase(name, "secure")) {
       secure = true;
     } else if (equalsIgnoringCase(name, "httponly")) {
       httpOnly = true;
+    } else if (equalsIgnoringCase(name, "samesite")) {
+      sameSite = sameSiteOf(value);
     }
   }
 };
 
-/// False when a server of `origin` must not speak for the cookie's domain. A domain without a dot
-/// inside, such as "com", is no one's to set; longer public suffixes are not known here.
-bool applyDomain(Cookie& cookie, const std::string& domain, const UrlOrigin& origin) {
-  if (domain.empty() || domain == origin.host) {
-    cookie.domain = domain.empty() || looksLikeAddress(domain) ? origin.host : '.' + domain;
+/// The public suffixes that the system knows: the newer of the library's own list and its file.
+const psl_ctx_t* publicSuffixes() {
+  static const psl_ctx_t* const kList = psl_latest(nullptr);
+  return kList;
+}
+
+/// Fills in whom the cookie is for; false when a server of `url` must not speak for that domain.
+/// Names in lower case: the list answers otherwise for upper case.
+bool applyDomain(Cookie& cookie, const std::string& domain, const std::optional<Url>& url) {
+  if (!url) {
+    cookie.domain = domain.empty() ? "" : '.' + domain;
     return true;
   }
-  if (!origin.host.empty() && !domainMatches(origin.host, domain)) return false;
+  const std::string& host = url->host();
+  cookie.domain = host;
+  if (domain.empty()) return true;
+  if (domain == host && (isAddress(host) || psl_is_public_suffix(publicSuffixes(), host.c_str())))
+    return true;  // for this host alone
   cookie.domain = '.' + domain;
-  return domain.find('.') != std::string::npos || origin.host.empty();
+  return domainMatches(host, domain) &&
+         psl_is_cookie_domain_acceptable(publicSuffixes(), host.c_str(), domain.c_str()) == 1;
+}
+
+/// "__Secure-" and "__Host-" are promises that a server can only keep over https.
+bool keepsPromiseOfName(const Cookie& cookie, const Attributes& attributes) {
+  const auto startsWith = [&](std::string_view prefix) {
+    return equalsIgnoringCase(std::string_view(cookie.name).substr(0, prefix.size()), prefix);
+  };
+  if (startsWith("__Secure-")) return cookie.secure;
+  if (startsWith("__Host-"))
+    return cookie.secure && attributes.domain.empty() && attributes.path == "/";
+  return true;
+}
+
+std::string secureUrl(const std::string& host, const std::string& path) {
+  const bool isIpv6 = host.find(':') != std::string::npos;
+  return "https://" + (isIpv6 ? '[' + host + ']' : host) + path;
+}
+
+std::string_view withoutDot(std::string_view domain) {
+  return domain.starts_with('.') ? domain.substr(1) : domain;
 }
 
 /// Where the next cookie of a joined field starts: after a comma that a "name=" follows. The comma
@@ -137,27 +172,7 @@ bool hasControl(std::string_view text) {
   });
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return asciiLower(x) == asciiLower(y);
-         });
-}
-
-UrlOrigin originOf(std::string_view url) {
-  const std::size_t colon = url.find("://");
-  if (colon == std::string_view::npos) return {};
-  const std::string_view rest = url.substr(colon + 3);
-  const std::size_t end = std::min(rest.find_first_of("/?#"), rest.size());
-  std::string_view authority = rest.substr(0, end);
-  if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos)
-    authority.remove_prefix(at + 1);
-  std::string_view host = authority.substr(0, authority.find(':'));
-  if (authority.starts_with('[')) host = authority.substr(1, authority.find(']') - 1);
-  const std::string_view path = rest.substr(end, rest.find_first_of("?#", end) - end);
-  return {lowered(url.substr(0, colon)), lowered(host), path.empty() ? "/" : std::string(path)};
-}
-
-std::optional<Cookie> parseCookie(std::string_view field, const UrlOrigin& origin, Date now) {
+std::optional<Cookie> parseCookie(std::string_view field, const std::optional<Url>& url, Date now) {
   auto [pair, rest] = cut(field, ';');
   const std::size_t equals = pair.find('=');
   if (equals == std::string_view::npos || field.size() > kMaxCookieBytes) return std::nullopt;
@@ -175,20 +190,42 @@ std::optional<Cookie> parseCookie(std::string_view field, const UrlOrigin& origi
   cookie.secure = attributes.secure;
   cookie.httpOnly = attributes.httpOnly;
   cookie.expires = attributes.maxAge ? attributes.maxAge : attributes.expires;
-  cookie.path = attributes.path.empty() ? defaultPath(origin.path) : attributes.path;
-  if (cookie.secure && origin.scheme == "http") return std::nullopt;
-  if (!applyDomain(cookie, attributes.domain, origin)) return std::nullopt;
+  cookie.sameSite = attributes.sameSite;
+  cookie.path = attributes.path.empty() ? defaultPath(url ? url->path() : "/") : attributes.path;
+  if (cookie.secure && url && url->scheme() == "http") return std::nullopt;
+  if (!keepsPromiseOfName(cookie, attributes)) return std::nullopt;
+  if (!applyDomain(cookie, attributes.domain, url)) return std::nullopt;
   return cookie;
 }
 
-bool isSentTo(const Cookie& cookie, const UrlOrigin& origin, Date now) {
+bool isSentTo(const Cookie& cookie, const Url& url, Date now) {
   if (cookie.expires && *cookie.expires <= now) return false;
-  if (cookie.secure && origin.scheme != "https") return false;
-  const std::string domain = lowered(cookie.domain);
-  const bool matches = domain.starts_with('.')
-                           ? domainMatches(origin.host, std::string_view(domain).substr(1))
-                           : origin.host == domain;
-  return !origin.host.empty() && matches && pathMatches(origin.path, cookie.path);
+  if (cookie.secure && url.scheme() != "https") return false;
+  const std::string domain = asciiLowered(cookie.domain);
+  const bool matches = domain.starts_with('.') ? domainMatches(url.host(), withoutDot(domain))
+                                               : url.host() == domain;
+  return matches && pathMatches(url.path(), cookie.path);
+}
+
+bool wouldHideSecure(const Cookie& cookie, const Cookie& kept) {
+  if (cookie.secure || !kept.secure || cookie.name != kept.name) return false;
+  const std::string domain = asciiLowered(withoutDot(cookie.domain));
+  const std::string keptDomain = asciiLowered(withoutDot(kept.domain));
+  return (domainMatches(domain, keptDomain) || domainMatches(keptDomain, domain)) &&
+         pathMatches(cookie.path, kept.path);
+}
+
+void CookieStorage::setReceived(const Cookie& cookie, const Url& url) {
+  if (url.scheme() == "http")
+    for (const Cookie& kept : cookiesFor(secureUrl(url.host(), cookie.path)))
+      if (wouldHideSecure(cookie, kept)) return;
+  set(cookie);
+}
+
+std::optional<std::vector<Cookie>> cookiesFor(const UrlSessionConfiguration& session,
+                                              const std::optional<std::string>& url) {
+  if (!session.cookies || !url) return std::nullopt;
+  return session.cookies->cookiesFor(*url);
 }
 
 std::string cookieHeader(const std::vector<Cookie>& cookies) {
@@ -208,13 +245,16 @@ std::string describe(const Cookie& cookie) {
   if (cookie.expires) appendAttribute(text, "expires", kelm::describe(*cookie.expires));
   if (cookie.secure) text += "; secure";
   if (cookie.httpOnly) text += "; httponly";
+  static constexpr std::string_view kSameSites[] = {"", "none", "lax", "strict"};
+  if (cookie.sameSite != Cookie::SameSite::Unset)
+    appendAttribute(text, "samesite", kSameSites[static_cast<std::size_t>(cookie.sameSite)]);
   return text;
 }
 
 std::vector<Cookie> cookiesFromHeaders(const Dictionary& headers, std::string_view url) {
   std::vector<Cookie> cookies;
-  const UrlOrigin origin = originOf(url);
-  const Date now = platform::current<platform::Clock>()->now();
+  const std::optional<Url> origin = Url::parse(url);
+  const Date now = current<Clock>()->now();
   for (const auto& [name, value] : headers) {
     if (!equalsIgnoringCase(name, "set-cookie")) continue;
     std::string_view joined = value.text().value_or("");

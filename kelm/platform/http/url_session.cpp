@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "kelm/base/ascii.h"
 #include "kelm/base/describe.h"
+#include "kelm/base/url.h"
 #include "kelm/platform/http/cookies.h"
 
 namespace kelm::platform {
@@ -42,27 +44,29 @@ bool isToken(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), isTokenCharacter);
 }
 
-/// Empty when the URL has none.
-std::string_view schemeOf(std::string_view url) {
-  const std::size_t colon = url.find(':');
-  if (colon == std::string_view::npos || colon == 0) return {};
-  const auto isPart = [](char c) { return isAsciiAlphanumeric(c) || c == '+' || c == '-'; };
-  const std::string_view scheme = url.substr(0, colon);
-  return std::all_of(scheme.begin(), scheme.end(), isPart) ? scheme : std::string_view();
+std::optional<std::int64_t> urlProblem(std::string_view text) {
+  const auto url = Url::parse(text);
+  if (url && (url->scheme() == "http" || url->scheme() == "https")) return std::nullopt;
+  const std::string_view scheme = text.substr(0, text.find(':'));
+  const bool isForeign = Url::isReference(text) && scheme.size() < text.size() &&
+                         scheme.find_first_of("/?#") == std::string_view::npos &&
+                         !equalsIgnoringCase(scheme, "http") &&
+                         !equalsIgnoringCase(scheme, "https");
+  return isForeign ? url_error::kUnsupportedUrl : url_error::kBadUrl;
 }
 
-std::optional<std::int64_t> urlProblem(std::string_view url) {
-  if (url.empty() || hasControl(url) || url.find_first_of(" \t") != std::string_view::npos)
-    return url_error::kBadUrl;
-  const std::string_view scheme = schemeOf(url);
-  if (scheme.empty()) return url_error::kBadUrl;
-  if (!equalsIgnoringCase(scheme, "http") && !equalsIgnoringCase(scheme, "https"))
-    return url_error::kUnsupportedUrl;
-  const std::string_view rest = url.substr(scheme.size());
-  const bool namesHost = rest.starts_with("://") && rest.size() > 3 &&
-                         std::string_view("/?#:@").find(rest[3]) == std::string_view::npos;
-  if (!namesHost) return url_error::kBadUrl;
-  return std::nullopt;
+/// The text with "***" in place of its password. In one that is no URL everything from the first
+/// colon behind the scheme to the last "@" may be one.
+std::string withoutPassword(std::string_view text) {
+  std::string result(text);
+  const std::size_t scheme = result.find("://");
+  const auto url = Url::parse(text);
+  if (scheme == std::string::npos || (url && !url->userInfo())) return result;
+  const std::size_t start = scheme + 3;
+  const std::size_t at = url ? result.find('@', start) : result.rfind('@');
+  const std::size_t colon = result.find(':', start);
+  if (at != std::string::npos && colon < at) result.replace(colon + 1, at - colon - 1, "***");
+  return result;
 }
 
 Error refusal(const UrlRequest& request, std::string_view sentence) {
@@ -78,6 +82,11 @@ std::optional<std::string_view> UrlRequest::header(std::string_view name) const 
     if (equalsIgnoringCase(key, name))
       if (const auto text = value.text()) return text;
   return std::nullopt;
+}
+
+bool UrlRequest::isSensitive(std::string_view name) const {
+  return std::any_of(sensitiveHeaders.begin(), sensitiveHeaders.end(),
+                     [&](const std::string& own) { return equalsIgnoringCase(own, name); });
 }
 
 std::optional<Error> requestProblem(const UrlRequest& request) {
@@ -101,7 +110,7 @@ Error urlError(std::int64_t code, std::string_view url) {
   const bool known = sentence != std::end(kSentences);
   Error error =
       Error::make(error_domain::kUrl, code, known ? sentence->text : "The exchange failed.");
-  if (!url.empty()) error.userInfo.set("NSErrorFailingURLStringKey", url);
+  if (!url.empty()) error.userInfo.set("NSErrorFailingURLStringKey", withoutPassword(url));
   return error;
 }
 

@@ -11,6 +11,7 @@
 #include "kelm/base/data.h"
 #include "kelm/base/date.h"
 #include "kelm/base/error.h"
+#include "kelm/base/url.h"
 #include "kelm/base/value.h"
 #include "kelm/platform/service.h"
 
@@ -33,15 +34,20 @@ inline constexpr std::int64_t kServerCertificateUntrusted = -1202;
 }  // namespace url_error
 
 /// A request as it goes to a session. Header names compare without case when it is sent.
-struct UrlRequest {
+struct KELM_API UrlRequest {
   std::optional<std::string> url;  ///< absent when it could not be formed
   std::string method = "GET";
   Dictionary headers;  ///< name to text
   std::optional<Data> body;
   double timeoutSeconds = 0;  ///< for the whole exchange; 0: the session's
+  /// Names of headers that are secret, such as "X-Api-Key". Like "Authorization" and "Cookie", they
+  /// are not sent on to another origin.
+  std::vector<std::string> sensitiveHeaders;
 
   /// The first header of that name, compared without case, whose value is a text.
   std::optional<std::string_view> header(std::string_view name) const;
+  /// True if `sensitiveHeaders` has the name, compared without case.
+  bool isSensitive(std::string_view name) const;
 };
 
 /// Why a request cannot be sent, absent when it can: its URL is absent, malformed or of another
@@ -50,7 +56,7 @@ struct UrlRequest {
 KELM_API std::optional<Error> requestProblem(const UrlRequest& request);
 
 /// An error of the domain "url" with a sentence for its code, and the URL, if one is given, under
-/// "NSErrorFailingURLStringKey".
+/// "NSErrorFailingURLStringKey", with "***" in place of a password.
 KELM_API Error urlError(std::int64_t code, std::string_view url = {});
 
 struct UrlResponse {
@@ -68,6 +74,8 @@ struct Cookie {
   std::optional<Date> expires;
   bool secure = false;
   bool httpOnly = false;
+  /// Kept and described. It has no effect on what is sent: there are no sites here.
+  enum class SameSite { Unset, None, Lax, Strict } sameSite = SameSite::Unset;
 
   bool operator==(const Cookie&) const = default;
 };
@@ -88,6 +96,9 @@ class KELM_API CookieStorage {
   /// Replaces the cookie of the same name, domain and path; removes it when the new one has
   /// expired.
   virtual void set(const Cookie& cookie) = 0;
+  /// Sets what a server of `url` sent, unless that came over plain http and would replace a Secure
+  /// cookie or stand beside it.
+  virtual void setReceived(const Cookie& cookie, const Url& url);
   virtual void removeAll() = 0;
 };
 
@@ -120,8 +131,9 @@ class KELM_API UrlSessionDelegate {
 };
 
 struct UrlSessionConfiguration {
-  Dictionary additionalHeaders;            ///< sent unless the request sets the same name
-  std::shared_ptr<CookieStorage> cookies;  ///< none: no cookies are kept or sent
+  Dictionary additionalHeaders;               ///< sent unless the request sets the same name
+  std::vector<std::string> sensitiveHeaders;  ///< as in a request, for all of the session
+  std::shared_ptr<CookieStorage> cookies;     ///< none: no cookies are kept or sent
   double connectTimeoutSeconds = 30;
   double requestTimeoutSeconds = 60;          ///< without any byte moving
   double resourceTimeoutSeconds = 0;          ///< for the whole exchange; 0: none

@@ -7,8 +7,9 @@
 #include <limits>
 #include <new>
 
+#include "kelm/base/ascii.h"
 #include "kelm/base/describe.h"
-#include "kelm/platform/http/cookies.h"
+#include "kelm/base/url.h"
 #include "kelm/platform/linux/http/network_thread.h"
 
 namespace kelm::platform::url_sessions {
@@ -19,8 +20,8 @@ constexpr long kReceiveBufferBytes = 64 * 1024;
 constexpr std::size_t kExpectFromBytes = 1024 * 1024;  // from here on libcurl would send "Expect"
 
 /// Headers that frame the message: the transport's own, whatever the request says.
-constexpr std::string_view kTransportHeaders[] = {"Connection", "Content-Length",    "Expect",
-                                                  "Host",       "Transfer-Encoding", "Upgrade"};
+constexpr std::string_view kTransportHeaders[] = {"Connection", "Content-Length",
+                                                  "Transfer-Encoding", "Upgrade"};
 
 bool isTransportHeader(std::string_view name) {
   return std::any_of(std::begin(kTransportHeaders), std::end(kTransportHeaders),
@@ -101,6 +102,7 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   };
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_PATH_AS_IS, 1L);                           // the URL is in its normal form
   if (!environmentNamesProxy()) set(CURLOPT_PROXY, "");  // or libcurl looks for every transfer
   set(CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
@@ -135,7 +137,8 @@ void EasyHandle::attach(void* owner) {
 
 void EasyHandle::prepare(const UrlRequest& request, const std::string& cookies,
                          bool reportsUpload) {
-  curl_easy_setopt(curl_, CURLOPT_URL, request.url->c_str());
+  const auto url = Url::parse(*request.url);
+  curl_easy_setopt(curl_, CURLOPT_URL, url ? url->text().c_str() : "");
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, reportsUpload ? 0L : 1L);
   prepareMethod(request);
   prepareHeaders(request, cookies);
@@ -172,7 +175,9 @@ void EasyHandle::prepareHeaders(const UrlRequest& request, const std::string& co
   if (!hasHeader(request.headers, "User-Agent"))
     headers_.add("User-Agent", "KelmCore/" KELM_VERSION);
   if (!cookies.empty()) headers_.add("Cookie", cookies);
-  if (request.body && request.body->size() > kExpectFromBytes) headers_.suppress("Expect");
+  if (request.body && request.body->size() > kExpectFromBytes &&
+      !hasHeader(request.headers, "Expect"))
+    headers_.suppress("Expect");
   if (!hasHeader(request.headers, "Content-Type")) headers_.suppress("Content-Type");
   curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headers_.list());
 }

@@ -56,6 +56,9 @@ void Exchange::begin() {
   // Part of the request from here on, so that a redirect drops the session's credentials, too.
   for (const auto& [name, value] : configuration.additionalHeaders)
     if (!hasHeader(request_.headers, name)) request_.headers.set(name, value);
+  request_.sensitiveHeaders.insert(request_.sensitiveHeaders.end(),
+                                   configuration.sensitiveHeaders.begin(),
+                                   configuration.sensitiveHeaders.end());
   startTransfer();
 }
 
@@ -67,9 +70,12 @@ void Exchange::startTransfer() {
   sent_ = 0;
   reported_ = 0;
   std::string cookies;
-  const auto& storage = engine_->configuration().cookies;
-  if (storage && !hasHeader(request_.headers, "Cookie"))
-    runReporting([&] { cookies = cookieHeader(storage->cookiesFor(*request_.url)); });
+  if (!hasHeader(request_.headers, "Cookie")) {
+    runReporting([&] {
+      cookies = cookieHeader(
+          cookiesFor(engine_->configuration(), request_.url).value_or(std::vector<Cookie>()));
+    });
+  }
   const bool reportsUpload = request_.body && !request_.body->empty() &&
                              (engine_->delegate() != nullptr || request_.body->size() > 65536);
   handle_ = engine_->takeHandle();
@@ -119,24 +125,24 @@ void Exchange::storeCookies() const {
   if (!storage) return;
   const auto fields = head_.values("set-cookie");
   if (fields.empty()) return;
-  const UrlOrigin origin = originOf(*request_.url);
+  const auto url = Url::parse(*request_.url);
+  if (!url) return;
   for (const std::string_view field : fields)
-    if (const auto cookie = parseCookie(field, origin, current<Clock>()->now()))
-      runReporting([&] { storage->set(*cookie); });
+    if (const auto cookie = parseCookie(field, url, current<Clock>()->now()))
+      runReporting([&] { storage->setReceived(*cookie, *url); });
 }
 
 bool Exchange::follow(std::optional<Error>& error) {
-  const char* location = nullptr;
   long status = 0;
   curl_easy_getinfo(handle_->curl(), CURLINFO_RESPONSE_CODE, &status);
   if (!engine_->configuration().followRedirects || !isRedirect(status)) return false;
-  curl_easy_getinfo(handle_->curl(), CURLINFO_REDIRECT_URL, &location);
-  if (location == nullptr) return false;
+  const auto locations = head_.values("location");
+  if (locations.empty()) return false;
   if (++redirects_ > kMaxRedirects) {
     error = urlError(url_error::kTooManyRedirects, *request_.url);
     return false;
   }
-  UrlRequest next = redirected(request_, status, location);
+  UrlRequest next = redirected(request_, status, locations.front());
   error = redirectProblem(request_, next);
   if (error) return false;
   request_ = std::move(next);

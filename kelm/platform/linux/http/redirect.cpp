@@ -4,7 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "kelm/platform/http/cookies.h"
+#include "kelm/base/ascii.h"
+#include "kelm/base/url.h"
 
 namespace kelm::platform::url_sessions {
 
@@ -19,18 +20,34 @@ void removeHeaders(Dictionary& headers, const Predicate& matches) {
     headers.remove(name);
 }
 
-bool isCredential(std::string_view name) {
-  return equalsIgnoringCase(name, "Authorization") || equalsIgnoringCase(name, "Cookie");
+/// Meant for the one server that the request named.
+bool isForOneServer(std::string_view name) {
+  constexpr std::string_view kNames[] = {"Authorization", "Cookie", "Host", "Proxy-Authorization"};
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [&](std::string_view own) { return equalsIgnoringCase(own, name); });
 }
 
 bool describesBody(std::string_view name) {
   return name.size() > 8 && equalsIgnoringCase(name.substr(0, 8), "Content-");
 }
 
-/// Scheme, host and port as they are written.
-std::string_view authorityOf(std::string_view url) {
-  const std::size_t start = std::min(url.find("://"), url.size() - 1) + 3;
-  return url.substr(0, url.find_first_of("/?#", std::min(start, url.size())));
+/// Servers write what RFC 3986 forbids into "Location", too: blanks, letters beyond ASCII, quotes,
+/// brackets behind the host. They mean its escaped form.
+std::string escaped(std::string_view location) {
+  constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+  constexpr std::string_view kForbidden = " \"<>\\^`{|}";
+  std::string result;
+  bool isBehindHost = false;
+  for (const char c : location) {
+    const auto byte = static_cast<unsigned char>(c);
+    isBehindHost = isBehindHost || c == '?';
+    const bool isBracket = isBehindHost && (c == '[' || c == ']');
+    if (byte < 0x80 && !isBracket && kForbidden.find(c) == std::string_view::npos)
+      result += c;
+    else
+      (result += '%').append({kHexDigits[byte >> 4], kHexDigits[byte & 15]});
+  }
+  return result;
 }
 
 }  // namespace
@@ -39,7 +56,7 @@ bool isRedirect(long status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-UrlRequest redirected(const UrlRequest& request, long status, std::string location) {
+UrlRequest redirected(const UrlRequest& request, long status, std::string_view location) {
   UrlRequest next = request;
   const bool isPost = request.method == "POST";
   if ((status == 303 && request.method != "HEAD") || (isPost && (status == 301 || status == 302))) {
@@ -47,16 +64,20 @@ UrlRequest redirected(const UrlRequest& request, long status, std::string locati
     next.body.reset();
     removeHeaders(next.headers, describesBody);
   }
-  if (!equalsIgnoringCase(authorityOf(*request.url), authorityOf(location)))
-    removeHeaders(next.headers, isCredential);
-  next.url = std::move(location);
+  const auto from = Url::parse(*request.url);
+  const auto to = from ? from->resolve(escaped(location)) : std::nullopt;
+  if (!to || to->origin() != from->origin()) {
+    removeHeaders(next.headers, [&](std::string_view name) {
+      return isForOneServer(name) || request.isSensitive(name);
+    });
+  }
+  next.url = to ? to->text() : std::string(location);
   return next;
 }
 
 std::optional<Error> redirectProblem(const UrlRequest& from, const UrlRequest& to) {
   if (auto problem = requestProblem(to)) return problem;
-  if (originOf(*from.url).scheme != "https" || originOf(*to.url).scheme == "https")
-    return std::nullopt;
+  if (!Url::parse(*from.url)->isSecure() || Url::parse(*to.url)->isSecure()) return std::nullopt;
   Error error = urlError(url_error::kUnsupportedUrl, *to.url);
   error.userInfo.set("NSLocalizedDescription", "A redirect from https to http was refused.");
   return error;

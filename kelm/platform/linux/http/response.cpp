@@ -1,6 +1,6 @@
 #include "kelm/platform/linux/http/response.h"
 
-#include "kelm/platform/http/cookies.h"
+#include "kelm/base/ascii.h"
 
 namespace kelm::platform::url_sessions {
 

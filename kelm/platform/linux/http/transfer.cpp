@@ -151,7 +151,8 @@ int Exchange::onBeforeSending(void* exchange, char*, char*, int, int) {
 
 CURLcode Exchange::onSecureContext(CURL*, void* context, void* exchange) {
   auto& self = *static_cast<Exchange*>(exchange);
-  return installTrustJudge(context, self.shared_from_this(), originOf(*self.request_.url).host);
+  const auto url = Url::parse(*self.request_.url);
+  return installTrustJudge(context, self.shared_from_this(), url ? url->host() : "");
 }
 
 }  // namespace kelm::platform::url_sessions
