@@ -47,6 +47,12 @@ TEST_F(UrlSessionFaults, BrokenAnswersBecomeErrorsThatTellWhatCame) {
       {"negative length", answering("HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\n"),
        url_error::kBadServerResponse, 200},
       {"too many headers", answering(manyHeaders(2000)), url_error::kBadServerResponse, 200},
+      {"two lengths",
+       answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\nContent-Length: 3\r\n\r\nok"),
+       url_error::kBadServerResponse, 200},
+      {"a length beyond 64 bits",
+       answering("HTTP/1.1 200 OK\r\nContent-Length: 18446744073709551617\r\n\r\nok"),
+       url_error::kBadServerResponse, 200},
       {"a head without end",
        answering("HTTP/1.1 200 OK\r\nA: " + std::string(2 << 20, 'a') + "\r\n\r\n"),
        url_error::kBadServerResponse, 200},
@@ -67,6 +73,52 @@ TEST_F(UrlSessionFaults, InterimAnswerLeavesNothingBehind) {
   const auto outcome = get(server.url());
   EXPECT_EQ(outcome.text(), "end");
   EXPECT_FALSE(outcome.response->headers.contains("A"));
+}
+
+TEST_F(UrlSessionFaults, FoldedLinesAreJoinedAndTrailersAreNoHeaders) {
+  const RawServer server(
+      answering("HTTP/1.1 200 OK\r\nA: 1\r\n  Set-Cookie: folded=1\r\nHTTP/evil: b\r\n"
+                "Content-Length: 2, 2\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n"
+                "HTTP/1.1 500: x\r\nSet-Cookie: trailing=1\r\n\r\n"));
+  UrlSessionConfiguration configuration;
+  configuration.cookies = sessions->makeCookieStorage();
+  const auto outcome = perform(*makeSession(configuration), requestTo(server.url()));
+  EXPECT_EQ(outcome.text(), "ok");
+  EXPECT_EQ(outcome.status(), 200);
+  EXPECT_EQ(outcome.response->headers, (Dictionary{{"A", "1 Set-Cookie: folded=1"},
+                                                   {"HTTP/evil", "b"},
+                                                   {"Content-Length", "2, 2"},
+                                                   {"Transfer-Encoding", "chunked"}}));
+  EXPECT_TRUE(configuration.cookies->cookiesFor(server.url()).empty());
+}
+
+TEST_F(UrlSessionFaults, BodyAboveTheLimitEndsTheExchange) {
+  for (const bool hasLength : {true, false}) {
+    const RawServer server(answering("HTTP/1.1 200 OK\r\n" +
+                                     std::string(hasLength ? "Content-Length: 5\r\n" : "") +
+                                     "\r\n12345"));
+    UrlSessionConfiguration configuration;
+    configuration.maxBodyBytes = 5;
+    EXPECT_EQ(perform(*makeSession(configuration), requestTo(server.url())).text(), "12345");
+    configuration.maxBodyBytes = 4;
+    EXPECT_EQ(perform(*makeSession(configuration), requestTo(server.url())).code(),
+              url_error::kDataLengthExceedsMaximum);
+  }
+}
+
+TEST_F(UrlSessionFaults, ResetOfAKeptConnectionIsInvisibleToWhatMayBeRepeated) {
+  std::atomic<int> connections{0};
+  const RawServer server([&](RawServer::Connection& connection) {
+    ++connections;
+    connection.readRequest();
+    connection.send(kOk);
+    connection.readRequest();
+    connection.reset();
+  });
+  const auto session = makeSession();
+  for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok") << i;
+  EXPECT_EQ(connections, 20);
 }
 
 TEST_F(UrlSessionFaults, UnreachableServersAreToldApart) {
@@ -162,6 +214,7 @@ TEST_F(UrlSessionFaults, WaitingForAConnectionIsNeitherSilenceNorConnecting) {
   EXPECT_EQ(first.await().text(), "ok");
   EXPECT_EQ(waiting.await().text(), "ok");
   EXPECT_EQ(served, 2) << "the one that timed out was never sent";
+  EXPECT_EQ(perform(*session, requestTo(server.url())).text(), "ok") << "its place is free again";
 }
 
 TEST_F(UrlSessionFaults, ThreadsMayStartCancelAndDropAsTheyLike) {

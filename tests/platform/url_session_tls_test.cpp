@@ -101,6 +101,13 @@ TEST_F(UrlSessionTls, VerdictCoversTheNameAndUseOverrulesIt) {
   }
 }
 
+TEST_F(UrlSessionTls, DemandForAClientCertificateIsTold) {
+  certificates.demandFromClients();
+  const HttpServer demanding(certificates);
+  EXPECT_EQ(perform(*makeSession(trustingTestRoot()), requestTo(demanding.url())).code(),
+            url_error::kClientCertificateRequired);
+}
+
 TEST_F(UrlSessionTls, RedirectFromHttpsToHttpIsRefused) {
   const HttpServer plain;
   const HttpServer secure(certificates, [&](const HttpRequest&) {
@@ -115,7 +122,10 @@ TEST_F(UrlSessionTls, RedirectFromHttpsToHttpIsRefused) {
 TEST_F(UrlSessionTls, MissingRootsTrustNobody) {
   UrlSessionConfiguration configuration;
   configuration.trustRootsFile = "/nonexistent/roots.pem";
-  EXPECT_EQ(performWith(configuration).code(), url_error::kSecureConnectionFailed);
+  const auto outcome = performWith(configuration);
+  EXPECT_EQ(outcome.code(), url_error::kSecureConnectionFailed);
+  EXPECT_THAT(*outcome.error->userInfo.find("NSDebugDescription")->text(),
+              ::testing::EndsWith(": /nonexistent/roots.pem"));
   EXPECT_THAT(server.requests(), IsEmpty());
 }
 

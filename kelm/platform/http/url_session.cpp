@@ -32,6 +32,8 @@ constexpr Sentence kSentences[] = {
     {url_error::kBadServerResponse, "The server's answer is malformed."},
     {url_error::kSecureConnectionFailed, "A secure connection could not be made."},
     {url_error::kServerCertificateUntrusted, "The server's certificate is not trusted."},
+    {url_error::kClientCertificateRequired, "The server demands a client certificate."},
+    {url_error::kDataLengthExceedsMaximum, "The body is longer than the limit."},
 };
 
 /// RFC 9110, section 5.6.2.

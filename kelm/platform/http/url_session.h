@@ -28,9 +28,11 @@ inline constexpr std::int64_t kCannotFindHost = -1003;
 inline constexpr std::int64_t kCannotConnectToHost = -1004;
 inline constexpr std::int64_t kConnectionLost = -1005;
 inline constexpr std::int64_t kTooManyRedirects = -1007;
+inline constexpr std::int64_t kDataLengthExceedsMaximum = -1103;
 inline constexpr std::int64_t kBadServerResponse = -1011;
 inline constexpr std::int64_t kSecureConnectionFailed = -1200;
 inline constexpr std::int64_t kServerCertificateUntrusted = -1202;
+inline constexpr std::int64_t kClientCertificateRequired = -1206;
 }  // namespace url_error
 
 /// A request as it goes to a session. Header names compare without case when it is sent.
@@ -139,7 +141,10 @@ struct UrlSessionConfiguration {
   double resourceTimeoutSeconds = 0;          ///< for the whole exchange; 0: none
   bool followRedirects = true;                ///< at most 16; never from https to http
   std::optional<std::string> trustRootsFile;  ///< PEM; absent: the system's, if any
-  int maxConnectionsPerHost = 6;
+  int maxConnectionsPerHost = 6;              ///< 0: any number; what waits for one keeps its order
+  int maxConnections = 0;                     ///< of the session in all; 0: any number
+  /// The longest body, in bytes; a longer one ends with `kDataLengthExceedsMaximum`. 0: any length.
+  std::int64_t maxBodyBytes = 0;
 };
 
 /// One exchange. Thread-safe.

@@ -63,6 +63,11 @@ void RawServer::Connection::send(std::string_view bytes) const {
   }
 }
 
+void RawServer::Connection::reset() const {
+  const linger atOnce{1, 0};
+  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+}
+
 void RawServer::Connection::waitForClose() {
   while (readMore())
     buffer_.clear();
@@ -75,6 +80,10 @@ RawServer::RawServer(Script script, const TestCertificates* certificates)
     tls_ = SSL_CTX_new(TLS_server_method());
     SSL_CTX_use_certificate_chain_file(tls_, certificates->chainFile().c_str());
     SSL_CTX_use_PrivateKey_file(tls_, certificates->keyFile().c_str(), SSL_FILETYPE_PEM);
+    if (certificates->clientsNeedOne()) {
+      SSL_CTX_load_verify_locations(tls_, certificates->rootFile().c_str(), nullptr);
+      SSL_CTX_set_verify(tls_, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    }
     SSL_CTX_set_tlsext_status_cb(tls_, staple);
     SSL_CTX_set_tlsext_status_arg(tls_, const_cast<TestCertificates*>(certificates));
   }

@@ -26,6 +26,8 @@ class KELM_API RawServer {
     /// Head and body of the next request; empty once the client has closed.
     std::string readRequest();
     void send(std::string_view bytes) const;
+    /// Makes the connection end with a reset instead of a close.
+    void reset() const;
     /// Waits until the client has closed, or the server is destroyed.
     void waitForClose();
 

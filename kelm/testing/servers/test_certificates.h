@@ -17,6 +17,10 @@ class KELM_API TestCertificates {
   /// Has the intermediate sign that the leaf is revoked; later servers staple that.
   void revoke();
 
+  /// Later servers demand a certificate of the root from their clients.
+  void demandFromClients() { clientsNeedOne_ = true; }
+  bool clientsNeedOne() const { return clientsNeedOne_; }
+
   std::string rootFile() const { return folder_ / "root.pem"; }
   std::string chainFile() const { return folder_ / "chain.pem"; }  ///< leaf and intermediate
   /// The status to staple, DER; there is no such file before `revoke()`.
@@ -25,6 +29,7 @@ class KELM_API TestCertificates {
 
  private:
   TemporaryFolder folder_;
+  bool clientsNeedOne_ = false;
 };
 
 }  // namespace kelm::testing

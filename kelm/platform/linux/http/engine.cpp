@@ -12,7 +12,8 @@ namespace kelm::platform::url_sessions {
 namespace {
 
 constexpr std::size_t kMaxIdleHandles = 16;
-constexpr long kMaxConnections = 32;
+constexpr long kMaxIdleConnections = 32;
+constexpr std::size_t kMaxStreams = 100;  // of one HTTP/2 connection
 
 std::optional<Error> problemOfHeaders(const Dictionary& headers) {
   UrlRequest sample;
@@ -52,9 +53,7 @@ void SessionEngine::open() {
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, onTimer);
   curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
-  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kMaxConnections);
-  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS,
-                    static_cast<long>(std::max(0, configuration_.maxConnectionsPerHost)));
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, kMaxIdleConnections);
   NetworkThread::instance().add(*this);
 }
 
@@ -69,8 +68,42 @@ void SessionEngine::giveBack(std::unique_ptr<EasyHandle> handle) {
   if (idle_.size() < kMaxIdleHandles) idle_.push_back(std::move(handle));
 }
 
-bool SessionEngine::start(CURL* handle) {
+void SessionEngine::enqueue(Exchange& exchange) {
   if (multi_ == nullptr) open();
+  waiting_.push_back(&exchange);
+  mayHaveRoom_ = true;
+}
+
+void SessionEngine::dequeue(Exchange& exchange) {
+  if (std::erase(waiting_, &exchange) != 0) return;
+  if (const auto used = busy_.find(exchange.origin()); used != busy_.end()) busy_.erase(used);
+  mayHaveRoom_ = true;
+}
+
+bool SessionEngine::hasRoomFor(const std::string& origin) const {
+  const auto isFull = [](std::size_t count, int limit) {
+    return limit > 0 && count >= static_cast<std::size_t>(limit);
+  };
+  if (sharing_.contains(origin)) return busy_.count(origin) < kMaxStreams;
+  return !isFull(busy_.count(origin), configuration_.maxConnectionsPerHost) &&
+         !isFull(busy_.size(), configuration_.maxConnections);
+}
+
+void SessionEngine::sendWaiting() {
+  mayHaveRoom_ = false;
+  for (std::size_t i = 0; i < waiting_.size();) {
+    Exchange& next = *waiting_[i];
+    if (!hasRoomFor(next.origin())) {
+      ++i;
+      continue;
+    }
+    waiting_.erase(waiting_.begin() + static_cast<std::ptrdiff_t>(i));
+    busy_.insert(next.origin());
+    next.send();
+  }
+}
+
+bool SessionEngine::start(CURL* handle) {
   return curl_multi_add_handle(multi_, handle) == CURLM_OK;
 }
 
@@ -99,7 +132,8 @@ void SessionEngine::socketReady(int socket, std::uint32_t events) {
 }
 
 Moment SessionEngine::due() const {
-  return socketsMoved_ ? Moment::min() : std::min(curlTimer_, nextCheck_);
+  if (socketsMoved_ || (mayHaveRoom_ && !waiting_.empty())) return Moment::min();
+  return std::min(curlTimer_, nextCheck_);
 }
 
 void SessionEngine::advance(Moment now) {
@@ -111,6 +145,7 @@ void SessionEngine::advance(Moment now) {
   }
   endFinished();
   if (nextCheck_ <= now) endOverdue(now);
+  if (mayHaveRoom_) sendWaiting();
 }
 
 void SessionEngine::endFinished() {

@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "kelm/platform/http/url_session.h"
@@ -14,9 +16,9 @@ namespace kelm::platform::url_sessions {
 
 class Exchange;
 
-/// What the exchanges of one session share: its connections and its idle handles. Lives, but for
-/// what is constant, on the network thread; kept by the session, by its tasks and, while they
-/// run, by its exchanges.
+/// State shared by all exchanges of a session: connections, idle handles and who waits for one.
+/// Used on the network thread only, but for what is constant. Lives as long as the session, a task
+/// of it or an exchange that runs.
 class SessionEngine final : public NetworkThread::Member {
  public:
   static std::shared_ptr<SessionEngine> make(UrlSessionConfiguration configuration,
@@ -32,6 +34,13 @@ class SessionEngine final : public NetworkThread::Member {
   // On the network thread.
   std::unique_ptr<EasyHandle> takeHandle();
   void giveBack(std::unique_ptr<EasyHandle> handle);
+  /// Sends the exchange as soon as the limits of connections allow; those of one origin in the
+  /// order in which they came. Libcurl's own limits are not used: it may forget who waits.
+  void enqueue(Exchange& exchange);
+  /// Ends its use of a connection, or its wait for one.
+  void dequeue(Exchange& exchange);
+  /// The origin speaks HTTP/2: its exchanges share a connection.
+  void learnOfSharing(const std::string& origin) { sharing_.insert(origin); }
   /// Begins to drive a handle; false when libcurl refuses.
   bool start(CURL* handle);
   /// Stops driving it; a connection that it was using is closed.
@@ -49,6 +58,8 @@ class SessionEngine final : public NetworkThread::Member {
   SessionEngine(UrlSessionConfiguration configuration,
                 std::shared_ptr<UrlSessionDelegate> delegate);
   void open();
+  bool hasRoomFor(const std::string& origin) const;
+  void sendWaiting();
   void endFinished();
   void endOverdue(Moment now);
   static int onSocket(CURL*, curl_socket_t socket, int what, void* engine, void*);
@@ -60,9 +71,13 @@ class SessionEngine final : public NetworkThread::Member {
   CURLM* multi_ = nullptr;
   std::vector<std::unique_ptr<EasyHandle>> idle_;
   std::vector<std::shared_ptr<Exchange>> running_;
+  std::vector<Exchange*> waiting_;   // for a connection, in order
+  std::multiset<std::string> busy_;  // the origin of each exchange that has one
+  std::set<std::string> sharing_;    // origins that speak HTTP/2
   Moment curlTimer_ = Moment::max();
   Moment nextCheck_ = Moment::max();
   bool socketsMoved_ = false;
+  bool mayHaveRoom_ = false;
 };
 
 }  // namespace kelm::platform::url_sessions

@@ -50,6 +50,7 @@ void Exchange::begin() {
       request_.timeoutSeconds > 0 ? request_.timeoutSeconds : configuration.resourceTimeoutSeconds;
   wholeDeadline_ = after(std::chrono::steady_clock::now(), whole);
   engine_->keep(shared_from_this());
+  isKept_ = true;
   auto problem = requestProblem(request_);
   if (!problem) problem = engine_->headersProblem();
   if (problem) return complete(std::move(problem));
@@ -63,12 +64,19 @@ void Exchange::begin() {
 }
 
 void Exchange::startTransfer() {
+  const auto url = Url::parse(*request_.url);
+  origin_ = url ? url->origin() : "";
   head_.clear();
   body_.clear();
   lastMoved_.reset();
   wasSent_ = false;
   sent_ = 0;
   reported_ = 0;
+  engine_->lookAgainAt(deadline());
+  engine_->enqueue(*this);
+}
+
+void Exchange::send() {
   std::string cookies;
   if (!hasHeader(request_.headers, "Cookie")) {
     runReporting([&] {
@@ -81,7 +89,7 @@ void Exchange::startTransfer() {
   handle_ = engine_->takeHandle();
   handle_->attach(this);
   handle_->prepare(request_, cookies, reportsUpload);
-  engine_->lookAgainAt(deadline());
+  curl_easy_setopt(handle_->curl(), CURLOPT_FRESH_CONNECT, repeated_ ? 1L : 0L);
   if (!engine_->start(handle_->curl())) {
     handle_.reset();
     complete(urlError(url_error::kUnknown, *request_.url));
@@ -89,9 +97,16 @@ void Exchange::startTransfer() {
 }
 
 void Exchange::stopTransfer() {
-  if (!handle_) return;
-  engine_->stop(handle_->curl());
-  engine_->giveBack(std::move(handle_));
+  if (handle_) {
+    engine_->stop(handle_->curl());
+    engine_->giveBack(std::move(handle_));
+  }
+  engine_->dequeue(*this);
+}
+
+void Exchange::repeat() {
+  stopTransfer();
+  startTransfer();
 }
 
 Moment Exchange::deadline() const {
@@ -104,19 +119,23 @@ Moment Exchange::deadline() const {
 
 void Exchange::end(std::int64_t code) {
   if (!engine_) return;
-  if (!handle_) engine_->keep(shared_from_this());  // never resumed
+  if (!isKept_) engine_->keep(shared_from_this());  // never resumed
+  isKept_ = true;
   complete(urlError(code, request_.url.value_or("")));
 }
 
 void Exchange::transferEnded(CURLcode outcome) {
+  if (mayBeRepeated(outcome)) {
+    repeated_ = true;
+    return repeat();
+  }
   std::optional<Error> error = errorOf(outcome);
   curl_easy_getinfo(handle_->curl(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected_);
+  long version = 0;
+  curl_easy_getinfo(handle_->curl(), CURLINFO_HTTP_VERSION, &version);
+  if (version == CURL_HTTP_VERSION_2_0) engine_->learnOfSharing(origin_);
   storeCookies();
-  if (!error && follow(error)) {
-    stopTransfer();
-    startTransfer();
-    return;
-  }
+  if (!error && follow(error)) return repeat();
   complete(std::move(error));
 }
 

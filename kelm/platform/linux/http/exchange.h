@@ -28,6 +28,10 @@ class Exchange final : public DataTask,
 
   // On the network thread, called by the engine.
   static EasyHandle::Callbacks callbacks();
+  /// Its turn for a connection has come.
+  void send();
+  /// Scheme, host and port that it waits for or talks to.
+  const std::string& origin() const { return origin_; }
   /// When it will have timed out if nothing moves until then.
   Moment deadline() const;
   /// Libcurl is done with the handle.
@@ -39,12 +43,18 @@ class Exchange final : public DataTask,
 
   UrlSessionDelegate::Disposition judge(const ServerTrust& trust) override;
   void learnOfRevocation() override;
+  void learnOfCertificateRequest() override { certificateAsked_ = true; }
+  void learnOfAlert(int description) override { alert_ = description; }
 
  private:
   void begin();
+  /// Begins a transfer, at once or when a connection may be used for it.
   void startTransfer();
   void stopTransfer();
+  void repeat();
   void storeCookies() const;
+  std::int64_t errorCodeOf(CURLcode outcome) const;
+  bool mayBeRepeated(CURLcode outcome) const;
   /// The error of an outcome; absent for success.
   std::optional<Error> errorOf(CURLcode outcome) const;
   /// True when the answer is a redirect that is followed now; an error when it must not be.
@@ -68,6 +78,7 @@ class Exchange final : public DataTask,
   // On the network thread from here on.
   std::shared_ptr<SessionEngine> engine_;  // until it has ended
   UrlRequest request_;                     // as redirects have changed it
+  std::string origin_;                     // of that
   UrlSession::Completion completion_;
   std::unique_ptr<EasyHandle> handle_;  // while a transfer runs
   ResponseHead head_;
@@ -77,9 +88,14 @@ class Exchange final : public DataTask,
   std::size_t reported_ = 0;
   int redirects_ = 0;
   bool wasSent_ = false;  // this transfer's request has gone out before
-  bool headTooLarge_ = false;
+  bool badHead_ = false;
+  bool bodyTooLong_ = false;
+  bool repeated_ = false;          // the request was sent again on a new connection
+  bool certificateAsked_ = false;  // of this client, which has none
+  int alert_ = 0;                  // that the server ended the connection with
   bool trustCancelled_ = false;
   std::string trustRefusal_;  // why the server of the last new connection is not trusted
+  bool isKept_ = false;       // by the engine
   std::size_t slot_ = 0;
   std::optional<Moment> wholeDeadline_;
   std::optional<Moment> lastMoved_;  // absent while it waits for a connection

@@ -9,11 +9,13 @@
 
 namespace kelm::platform::url_sessions {
 
-/// The header lines of a response, collected in one buffer as they arrive.
+/// The header lines of a response, collected in one buffer as they arrive (RFC 9112, section 2).
 class ResponseHead {
  public:
   void clear();
-  /// Takes one line; a status line starts anew. False when the head is too large to be one.
+  /// Takes one line. The status line after an interim answer starts anew, a folded line goes on
+  /// with the one before it, and trailers, which come after the head, are dropped. False when the
+  /// head is too large to be one, or its lengths contradict each other.
   bool addLine(std::string_view line);
   /// True once a status line came.
   bool present() const { return !text_.empty(); }
@@ -27,6 +29,8 @@ class ResponseHead {
  private:
   template <class Visitor>
   void forEachField(const Visitor& visit) const;
+  bool isInterim() const;
+  bool hasClearLength() const;
 
   std::string text_;
   std::size_t lines_ = 0;

@@ -15,6 +15,8 @@ constexpr std::int64_t kMaxReservedBytes = 16 * 1024 * 1024;
 constexpr std::size_t kReportEveryBytes = 64 * 1024;
 
 std::int64_t codeOf(CURLcode outcome) {
+  constexpr int kTooLarge = 100;  // a head, by libcurl since 8.6
+  if (static_cast<int>(outcome) == kTooLarge) return url_error::kBadServerResponse;
   switch (outcome) {
     case CURLE_URL_MALFORMAT:
       return url_error::kBadUrl;
@@ -65,30 +67,58 @@ EasyHandle::Callbacks Exchange::callbacks() {
   return {onBody, onHeader, onProgress, onBeforeSending, onSecureContext};
 }
 
+std::int64_t Exchange::errorCodeOf(CURLcode outcome) const {
+  if (outcome == CURLE_OK) return url_error::kConnectionLost;  // within the head
+  if (trustCancelled_) return url_error::kCancelled;
+  if (bodyTooLong_) return url_error::kDataLengthExceedsMaximum;
+  // Of a line too long libcurl makes a want of memory.
+  if (badHead_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present()))
+    return url_error::kBadServerResponse;
+  const std::int64_t code = codeOf(outcome);
+  // The alert may be lost when the server closes before the request that follows was read.
+  if (alert_ == kCertificateRequiredAlert || (certificateAsked_ && !head_.present() &&
+                                              (alert_ != 0 || code == url_error::kConnectionLost)))
+    return url_error::kClientCertificateRequired;
+  if (!trustRefusal_.empty() && code <= url_error::kSecureConnectionFailed)
+    return url_error::kServerCertificateUntrusted;
+  return alert_ && !head_.present() ? url_error::kSecureConnectionFailed : code;
+}
+
 std::optional<Error> Exchange::errorOf(CURLcode outcome) const {
   if (outcome == CURLE_OK && head_.complete()) return std::nullopt;
-  // Of a head that ends too soon libcurl makes a success, of a line too long a want of memory.
-  const bool badHead = headTooLarge_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present());
-  const bool isTrustRefusal =
-      !trustRefusal_.empty() && codeOf(outcome) <= url_error::kSecureConnectionFailed;
-  const std::int64_t code = outcome == CURLE_OK ? url_error::kConnectionLost
-                            : trustCancelled_   ? url_error::kCancelled
-                            : badHead           ? url_error::kBadServerResponse
-                            : isTrustRefusal    ? url_error::kServerCertificateUntrusted
-                                                : codeOf(outcome);
-  Error error = urlError(code, *request_.url);
-  const std::string_view reason =
-      isTrustRefusal ? std::string_view(trustRefusal_) : curl_easy_strerror(outcome);
+  Error error = urlError(errorCodeOf(outcome), *request_.url);
+  std::string reason = curl_easy_strerror(outcome);
+  if (error.code == url_error::kServerCertificateUntrusted && !trustRefusal_.empty())
+    reason = trustRefusal_;
+  if (outcome == CURLE_SSL_CACERT_BADFILE)
+    reason += ": " + engine_->configuration().trustRootsFile.value_or("");
   error.userInfo.set("NSDebugDescription", reason);
   return error;
 }
 
+/// True when a kept connection turned out to be dead before a byte of the answer came. What the
+/// server may receive twice is sent again, once, on a new connection.
+bool Exchange::mayBeRepeated(CURLcode outcome) const {
+  if (outcome != CURLE_SEND_ERROR && outcome != CURLE_RECV_ERROR && outcome != CURLE_GOT_NOTHING)
+    return false;
+  long newConnections = 0, sent = 0;
+  curl_easy_getinfo(handle_->curl(), CURLINFO_NUM_CONNECTS, &newConnections);
+  curl_easy_getinfo(handle_->curl(), CURLINFO_REQUEST_SIZE, &sent);
+  return newConnections == 0 && !head_.present() && !repeated_ &&
+         (isIdempotent(request_.method) || sent == 0);
+}
+
 void Exchange::received(DataView bytes) {
-  if (body_.empty()) {
+  const auto size = static_cast<std::int64_t>(body_.size());
+  if (body_.empty())
     curl_easy_getinfo(handle_->curl(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected_);
-    if (expected_ > 0)
-      body_.reserve(static_cast<std::size_t>(std::min(expected_, kMaxReservedBytes)));
-  }
+  const std::int64_t limit = engine_->configuration().maxBodyBytes;
+  bodyTooLong_ = limit > 0 && size + static_cast<std::int64_t>(bytes.size()) > limit;
+  if (bodyTooLong_) return;
+  // A large length is believed once a part of it has come; then the whole is held once.
+  if (const std::int64_t room = size < kMaxReservedBytes ? kMaxReservedBytes : expected_;
+      body_.size() + bytes.size() > body_.capacity() && expected_ > 0)
+    body_.reserve(static_cast<std::size_t>(std::max(std::min(expected_, room), size)));
   append(body_, bytes);
   lastMoved_ = std::chrono::steady_clock::now();
   reportReceived(false);
@@ -124,7 +154,7 @@ std::size_t Exchange::onBody(char* bytes, std::size_t size, std::size_t count, v
   try {
     static_cast<Exchange*>(exchange)->received(
         {reinterpret_cast<const std::uint8_t*>(bytes), size * count});
-    return size * count;
+    return static_cast<Exchange*>(exchange)->bodyTooLong_ ? CURL_WRITEFUNC_ERROR : size * count;
   } catch (const std::exception&) {  // no memory for the body
     return CURL_WRITEFUNC_ERROR;
   }
@@ -132,9 +162,9 @@ std::size_t Exchange::onBody(char* bytes, std::size_t size, std::size_t count, v
 
 std::size_t Exchange::onHeader(char* bytes, std::size_t size, std::size_t count, void* exchange) {
   auto& self = *static_cast<Exchange*>(exchange);
-  self.headTooLarge_ = !self.head_.addLine({bytes, size * count});
+  self.badHead_ = !self.head_.addLine({bytes, size * count});
   self.lastMoved_ = std::chrono::steady_clock::now();
-  return self.headTooLarge_ ? 0 : size * count;
+  return self.badHead_ ? 0 : size * count;
 }
 
 int Exchange::onProgress(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {

@@ -122,6 +122,22 @@ int onStapledStatus(SSL* connection, void* argument) {
   return 0;
 }
 
+std::shared_ptr<TrustJudge> judgeOf(const SSL* connection) {
+  const void* const installed = SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), installedIndex());
+  return static_cast<const Installed*>(installed)->judge.lock();
+}
+
+int onCertificateRequest(SSL* connection, X509**, EVP_PKEY**) {
+  if (const auto judge = judgeOf(connection)) judge->learnOfCertificateRequest();
+  return 0;
+}
+
+void onTlsEvent(const SSL* connection, int where, int value) {
+  constexpr int kFatal = 2;
+  if ((where & SSL_CB_READ_ALERT) != SSL_CB_READ_ALERT || value >> 8 != kFatal) return;
+  if (const auto judge = judgeOf(connection)) judge->learnOfAlert(value & 0xFF);
+}
+
 }  // namespace
 
 CURLcode installTrustJudge(void* secureContext, std::weak_ptr<TrustJudge> judge, std::string host) {
@@ -133,6 +149,8 @@ CURLcode installTrustJudge(void* secureContext, std::weak_ptr<TrustJudge> judge,
   }
   // Once decided, a connection shows no other certificate.
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
+  SSL_CTX_set_info_callback(context, onTlsEvent);
+  SSL_CTX_set_client_cert_cb(context, onCertificateRequest);
   SSL_CTX_set_cert_verify_callback(context, verify, installed);
   SSL_CTX_set_tlsext_status_type(context, TLSEXT_STATUSTYPE_ocsp);
   SSL_CTX_set_tlsext_status_cb(context, onStapledStatus);

@@ -16,7 +16,13 @@ class TrustJudge {
   virtual UrlSessionDelegate::Disposition judge(const ServerTrust& trust) = 0;
   /// The status that the server stapled says that its certificate was revoked.
   virtual void learnOfRevocation() = 0;
+  /// The server asks for a certificate of the client. None is shown: there is none.
+  virtual void learnOfCertificateRequest() = 0;
+  /// The server ended the connection with a fatal alert (RFC 8446, section 6).
+  virtual void learnOfAlert(int description) = 0;
 };
+
+constexpr int kCertificateRequiredAlert = 116;
 
 /// Has `judge` decide, before anything is sent, about the chain shown to the connection that
 /// `secureContext` (an SSL_CTX) is for. The system's verdict covers the chain, the dates and the
