@@ -40,13 +40,6 @@ long millisecondsOf(double seconds) {
   return seconds > 0 ? static_cast<long>(std::min(seconds, kMost) * 1000) + 1 : 0;
 }
 
-bool environmentNamesProxy() {
-  constexpr const char* kVariables[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
-                                        "ALL_PROXY"};
-  return std::any_of(std::begin(kVariables), std::end(kVariables),
-                     [](const char* name) { return std::getenv(name) != nullptr; });
-}
-
 int onSocketMade(void*, curl_socket_t socket, curlsocktype) {
   NetworkThread::instance().markLasting(socket);
   return CURL_SOCKOPT_OK;
@@ -58,6 +51,13 @@ int onSocketUnused(void*, curl_socket_t socket) {
 }
 
 }  // namespace
+
+bool environmentNamesProxy() {
+  constexpr const char* kVariables[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy",
+                                        "ALL_PROXY"};
+  return std::any_of(std::begin(kVariables), std::end(kVariables),
+                     [](const char* name) { return std::getenv(name) != nullptr; });
+}
 
 bool hasHeader(const Dictionary& headers, std::string_view name) {
   return std::any_of(headers.begin(), headers.end(), [&](const Dictionary::Entry& entry) {
@@ -124,14 +124,17 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   set(CURLOPT_HEADERFUNCTION, callbacks.header);
   set(CURLOPT_XFERINFOFUNCTION, callbacks.progress);
   set(CURLOPT_PREREQFUNCTION, callbacks.beforeSending);
+  set(CURLOPT_RESOLVER_START_FUNCTION, callbacks.nameNeeded);
+  set(CURLOPT_QUICK_EXIT, 1L);  // never waits for a resolver's thread
   set(CURLOPT_SSL_CTX_FUNCTION, callbacks.secureContext);
 }
 
 EasyHandle::~EasyHandle() { curl_easy_cleanup(curl_); }
 
 void EasyHandle::attach(void* owner) {
-  for (const CURLoption option : {CURLOPT_PRIVATE, CURLOPT_WRITEDATA, CURLOPT_HEADERDATA,
-                                  CURLOPT_XFERINFODATA, CURLOPT_PREREQDATA, CURLOPT_SSL_CTX_DATA})
+  for (const CURLoption option :
+       {CURLOPT_PRIVATE, CURLOPT_WRITEDATA, CURLOPT_HEADERDATA, CURLOPT_XFERINFODATA,
+        CURLOPT_PREREQDATA, CURLOPT_RESOLVER_START_DATA, CURLOPT_SSL_CTX_DATA})
     curl_easy_setopt(curl_, option, owner);
 }
 
@@ -142,6 +145,11 @@ void EasyHandle::prepare(const UrlRequest& request, const std::string& cookies,
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, reportsUpload ? 0L : 1L);
   prepareMethod(request);
   prepareHeaders(request, cookies);
+}
+
+void EasyHandle::setAddresses(const std::string& addresses) {
+  addresses_.data = const_cast<char*>(addresses.c_str());
+  curl_easy_setopt(curl_, CURLOPT_RESOLVE, addresses.empty() ? nullptr : &addresses_);
 }
 
 void EasyHandle::prepareMethod(const UrlRequest& request) {

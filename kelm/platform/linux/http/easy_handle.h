@@ -31,6 +31,9 @@ class HeaderLines {
   std::vector<std::size_t> starts_;
 };
 
+/// True if a variable of the environment names a proxy for anything.
+bool environmentNamesProxy();
+
 /// A libcurl handle that is used for one transfer after the other. What all transfers of a
 /// session have in common is set once.
 class EasyHandle {
@@ -41,6 +44,7 @@ class EasyHandle {
     curl_write_callback header;
     curl_xferinfo_callback progress;
     curl_prereq_callback beforeSending;
+    curl_resolver_start_callback nameNeeded;
     curl_ssl_ctx_callback secureContext;
   };
 
@@ -55,6 +59,9 @@ class EasyHandle {
   /// Sets everything that differs from request to request. `cookies`: a Cookie header's value.
   /// Borrows the request until the transfer has ended.
   void prepare(const UrlRequest& request, const std::string& cookies, bool reportsUpload);
+  /// The addresses of the next transfer's host, "+host:port:address,…"; libcurl keeps them for a
+  /// minute. Empty: none are known. Borrows the text.
+  void setAddresses(const std::string& addresses);
 
  private:
   void prepareMethod(const UrlRequest& request);
@@ -62,6 +69,7 @@ class EasyHandle {
 
   CURL* curl_;
   HeaderLines headers_;
+  curl_slist addresses_{};
 };
 
 }  // namespace kelm::platform::url_sessions

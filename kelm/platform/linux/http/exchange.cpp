@@ -5,6 +5,7 @@
 #include "kelm/platform/clock.h"
 #include "kelm/platform/http/cookies.h"
 #include "kelm/platform/linux/http/redirect.h"
+#include "kelm/platform/linux/http/resolver.h"
 #include "kelm/platform/reporting.h"
 
 namespace kelm::platform::url_sessions {
@@ -64,8 +65,10 @@ void Exchange::begin() {
 }
 
 void Exchange::startTransfer() {
-  const auto url = Url::parse(*request_.url);
-  origin_ = url ? url->origin() : "";
+  url_ = Url::parse(*request_.url);
+  const std::string origin = url_ ? url_->origin() : "";
+  if (origin != origin_) addresses_.clear();
+  origin_ = origin;
   head_.clear();
   body_.clear();
   lastMoved_.reset();
@@ -89,6 +92,7 @@ void Exchange::send() {
   handle_ = engine_->takeHandle();
   handle_->attach(this);
   handle_->prepare(request_, cookies, reportsUpload);
+  handle_->setAddresses(addresses_);
   curl_easy_setopt(handle_->curl(), CURLOPT_FRESH_CONNECT, repeated_ ? 1L : 0L);
   if (!engine_->start(handle_->curl())) {
     handle_.reset();
@@ -104,6 +108,26 @@ void Exchange::stopTransfer() {
   engine_->dequeue(*this);
 }
 
+void Exchange::resolveName() {
+  needsName_ = false;
+  nameDeadline_ =
+      after(std::chrono::steady_clock::now(), engine_->configuration().connectTimeoutSeconds);
+  engine_->lookAgainAt(deadline());
+  Resolver::instance().resolve(url_->host(), [weak = weak_from_this()](const auto& addresses) {
+    if (const auto self = weak.lock()) self->nameResolved(addresses);
+  });
+}
+
+void Exchange::nameResolved(const std::vector<std::string>& addresses) {
+  if (!engine_) return;  // it has ended meanwhile
+  nameDeadline_.reset();
+  if (addresses.empty()) return complete(urlError(url_error::kCannotFindHost, *request_.url));
+  addresses_ = '+' + url_->host() + ':' + std::to_string(url_->port());
+  for (const std::string& address : addresses)
+    addresses_.append(&address == &addresses.front() ? ":" : ",").append(address);
+  startTransfer();
+}
+
 void Exchange::repeat() {
   stopTransfer();
   startTransfer();
@@ -111,6 +135,7 @@ void Exchange::repeat() {
 
 Moment Exchange::deadline() const {
   Moment first = wholeDeadline_.value_or(Moment::max());
+  if (nameDeadline_) first = std::min(first, *nameDeadline_);
   if (lastMoved_)
     if (const auto idle = after(*lastMoved_, engine_->configuration().requestTimeoutSeconds))
       first = std::min(first, *idle);
@@ -125,6 +150,10 @@ void Exchange::end(std::int64_t code) {
 }
 
 void Exchange::transferEnded(CURLcode outcome) {
+  if (needsName_) {
+    stopTransfer();
+    return resolveName();
+  }
   if (mayBeRepeated(outcome)) {
     repeated_ = true;
     return repeat();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "kelm/base/url.h"
 #include "kelm/platform/http/url_session.h"
 #include "kelm/platform/linux/http/engine.h"
 #include "kelm/platform/linux/http/response.h"
@@ -52,6 +53,10 @@ class Exchange final : public DataTask,
   void startTransfer();
   void stopTransfer();
   void repeat();
+  /// Has the host's name looked up, then sends.
+  void resolveName();
+  void nameResolved(const std::vector<std::string>& addresses);
+  bool mayResolve();
   void storeCookies() const;
   std::int64_t errorCodeOf(CURLcode outcome) const;
   bool mayBeRepeated(CURLcode outcome) const;
@@ -70,6 +75,7 @@ class Exchange final : public DataTask,
   static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* exchange);
   static int onProgress(void* exchange, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent);
   static int onBeforeSending(void* exchange, char*, char*, int, int);
+  static int onNameNeeded(void* resolver, void*, void* exchange);
   static CURLcode onSecureContext(CURL*, void* context, void* exchange);
 
   const std::uint64_t id_;
@@ -79,6 +85,10 @@ class Exchange final : public DataTask,
   std::shared_ptr<SessionEngine> engine_;  // until it has ended
   UrlRequest request_;                     // as redirects have changed it
   std::string origin_;                     // of that
+  std::optional<Url> url_;                 // of that
+  std::string addresses_;  // of its host, as libcurl takes them; empty until they are needed
+  std::optional<Moment> nameDeadline_;  // while the name is looked up
+  bool needsName_ = false;              // the transfer ended for want of the addresses
   UrlSession::Completion completion_;
   std::unique_ptr<EasyHandle> handle_;  // while a transfer runs
   ResponseHead head_;

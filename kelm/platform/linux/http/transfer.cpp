@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-#include "kelm/platform/http/cookies.h"
+#include "kelm/base/ip_address.h"
 #include "kelm/platform/linux/http/exchange.h"
 #include "kelm/platform/reporting.h"
 
@@ -64,7 +64,7 @@ bool isIdempotent(const std::string& method) {
 }  // namespace
 
 EasyHandle::Callbacks Exchange::callbacks() {
-  return {onBody, onHeader, onProgress, onBeforeSending, onSecureContext};
+  return {onBody, onHeader, onProgress, onBeforeSending, onNameNeeded, onSecureContext};
 }
 
 std::int64_t Exchange::errorCodeOf(CURLcode outcome) const {
@@ -179,10 +179,22 @@ int Exchange::onBeforeSending(void* exchange, char*, char*, int, int) {
   return static_cast<Exchange*>(exchange)->mayBeSent() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
+/// True if libcurl may look the name up itself, which must take no time: it is an address, or one
+/// of the names that RFC 6761 keeps for the loopback.
+bool Exchange::mayResolve() {
+  const std::string& host = url_->host();
+  needsName_ = addresses_.empty() && host.find(':') == std::string::npos && !isIpv4Address(host) &&
+               host != "localhost" && !host.ends_with(".localhost") && !environmentNamesProxy();
+  return !needsName_;
+}
+
+int Exchange::onNameNeeded(void*, void*, void* exchange) {
+  return static_cast<Exchange*>(exchange)->mayResolve() ? 0 : 1;
+}
+
 CURLcode Exchange::onSecureContext(CURL*, void* context, void* exchange) {
   auto& self = *static_cast<Exchange*>(exchange);
-  const auto url = Url::parse(*self.request_.url);
-  return installTrustJudge(context, self.shared_from_this(), url ? url->host() : "");
+  return installTrustJudge(context, self.shared_from_this(), self.url_->host());
 }
 
 }  // namespace kelm::platform::url_sessions
