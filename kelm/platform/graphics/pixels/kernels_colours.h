@@ -27,12 +27,23 @@ KELM_INLINE void store(Item* to, Vector value) {
 }
 KELM_INLINE Halves everyHalf(std::uint16_t value) { return Halves{} + value; }
 
-/// The upper 16 bits of each product; a loop, which the compilers know as one instruction.
+/// The upper 16 bits of each product: one instruction, which the vectoriser does not always find.
 KELM_INLINE Halves highProduct(Halves left, Halves right) {
+#if defined(__AVX2__) || defined(__SSE2__)
+  using Signed [[gnu::vector_size(kVectorBytes)]] = short;
+  const auto one = reinterpret_cast<Signed>(left);
+  const auto other = reinterpret_cast<Signed>(right);
+#endif
+#if defined(__AVX2__)
+  return reinterpret_cast<Halves>(__builtin_ia32_pmulhuw256(one, other));
+#elif defined(__SSE2__)
+  return reinterpret_cast<Halves>(__builtin_ia32_pmulhuw128(one, other));
+#else
   Halves product;
   for (std::size_t i = 0; i < kVectorBytes / 2; ++i)
     product[i] = static_cast<std::uint16_t>(std::uint32_t{left[i]} * right[i] >> 16);
   return product;
+#endif
 }
 /// A 255th of each product of two bytes, rounded to the nearest.
 KELM_INLINE Halves byteProduct(Halves left, Halves right) {
