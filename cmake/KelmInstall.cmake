@@ -43,6 +43,12 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/cmake/KelmCoreConfigVers
 install(FILES "${PROJECT_BINARY_DIR}/cmake/KelmCoreConfig.cmake"
   "${PROJECT_BINARY_DIR}/cmake/KelmCoreConfigVersion.cmake" DESTINATION "${package_dir}")
 
+# The same package under its name in small letters.
+file(WRITE "${PROJECT_BINARY_DIR}/cmake/kelmcore-config.cmake"
+  "include(\"\${CMAKE_CURRENT_LIST_DIR}/../KelmCore/KelmCoreConfig.cmake\")\n")
+install(FILES "${PROJECT_BINARY_DIR}/cmake/kelmcore-config.cmake"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/kelmcore")
+
 # kelmcore-<component>.pc and kelmcore.pc serve the shared libraries, whose third-party libraries
 # are their own business; a host of the static ones uses the CMake package.
 function(kelm_pkg_config name requires libs)

@@ -16,13 +16,12 @@ if(KELM_MOLD)
   add_link_options(-fuse-ld=mold)
 endif()
 find_package(Threads REQUIRED)
+include(GNUInstallDirs)
 set(KELM_VERSION_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/kelm.map")
 
-if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
-  set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
-endif()
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wnon-virtual-dtor
-                    -fno-omit-frame-pointer)
+                    -fno-omit-frame-pointer
+                    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_compile_options(-Wthread-safety)
 else()
@@ -50,6 +49,7 @@ set(KELM_COMMON_HEADERS <algorithm> <array> <atomic> <chrono> <condition_variabl
 # are the system's services that it calls: linked, so that their makers are found, never included.
 function(kelm_library folder)
   cmake_parse_arguments(arg "" "" "DEPENDS;SERVICES;LINK" ${ARGN})
+  set(depends ${arg_DEPENDS} ${arg_SERVICES})
   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
   add_library(kelm_${folder} ${sources})
   add_library(KelmCore::${folder} ALIAS kelm_${folder})
@@ -61,15 +61,15 @@ function(kelm_library folder)
   # No export definition: the precompiled header must see the same definitions in every folder.
   set_target_properties(kelm_${folder} PROPERTIES EXPORT_NAME ${folder} DEFINE_SYMBOL ""
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN"
-    LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${arg_DEPENDS};${arg_SERVICES}")
+    LINK_DEPENDS "${KELM_VERSION_SCRIPT}" KELM_DEPENDS "${depends}")
   target_include_directories(kelm_${folder} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:include>)
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(kelm_${folder} PUBLIC cxx_std_20)
   if(BUILD_SHARED_LIBS)
     target_link_options(kelm_${folder} PRIVATE -Wl,--no-undefined
       "-Wl,--version-script=${KELM_VERSION_SCRIPT}")
   endif()
-  foreach(dependency IN LISTS arg_DEPENDS arg_SERVICES)
+  foreach(dependency IN LISTS depends)
     target_link_libraries(kelm_${folder} PUBLIC kelm_${dependency})
   endforeach()
   target_link_libraries(kelm_${folder} PRIVATE ${arg_LINK} Threads::Threads)

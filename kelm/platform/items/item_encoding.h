@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "kelm/base/data.h"
+#include "kelm/base/export.h"
 #include "kelm/platform/items/item_query.h"
 
 namespace kelm::platform {
@@ -13,12 +14,12 @@ namespace kelm::platform {
 
 /// Everything of an item but its class, its secret and its persistent reference. Absent when a
 /// value has no such form.
-std::optional<Data> encodeItem(const StoredItem& item);
+KELM_SHARED std::optional<Data> encodeItem(const StoredItem& item);
 /// False, with the item unspecified, for what encodeItem() does not write.
-[[nodiscard]] bool decodeItem(DataView bytes, StoredItem& item);
+[[nodiscard]] KELM_SHARED bool decodeItem(DataView bytes, StoredItem& item);
 
 /// An encoded item whose attributes are looked up where they lie: the bytes must outlive it.
-class EncodedItem {
+class KELM_SHARED EncodedItem {
  public:
   /// Does what decodeItem() does, but leaves the attributes out.
   [[nodiscard]] bool read(DataView bytes, StoredItem& item);
@@ -32,12 +33,12 @@ class EncodedItem {
 
 /// What identifies an item, attribute by attribute in the order of `identifyingAttributes`. That of
 /// two items is equal only when one cannot stand beside the other.
-Data identityOf(const StoredItem& item);
+KELM_SHARED Data identityOf(const StoredItem& item);
 /// What the identity of everything that a query finds begins with, as far as the query tells.
-Data identityPrefixOf(const ItemRequest& query);
+KELM_SHARED Data identityPrefixOf(const ItemRequest& query);
 
 /// What protects the device, for a store to remember.
-Data encodeSecurity(const DeviceSecurity& security);
-[[nodiscard]] bool decodeSecurity(DataView bytes, DeviceSecurity& security);
+KELM_SHARED Data encodeSecurity(const DeviceSecurity& security);
+[[nodiscard]] KELM_SHARED bool decodeSecurity(DataView bytes, DeviceSecurity& security);
 
 }  // namespace kelm::platform

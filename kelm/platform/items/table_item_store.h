@@ -18,7 +18,7 @@ enum class ItemUse { Read, Change };
 
 /// Where a store keeps its items. Not thread-safe. After the statuses `kNotAvailable` and
 /// `kInputOutput` it is dropped, and another one opened.
-class ItemTable {
+class KELM_SHARED ItemTable {
  public:
   virtual ~ItemTable() = default;
   virtual std::int32_t open() = 0;
@@ -36,7 +36,7 @@ class ItemTable {
 };
 
 /// An item store over a table, which it opens at the first call.
-class TableItemStore : public ItemStore {
+class KELM_SHARED TableItemStore : public ItemStore {
  public:
   using AccessGroups = std::optional<std::vector<std::string>>;
 
