@@ -59,9 +59,10 @@ class KELM_API CryptoExportImportManager {
   /// `PEMKeyFromDERKey:` Base64 in lines of 64 characters between the two marks; no line end after
   /// the last mark.
   std::string PEMKeyFromDERKey(DataView der) const;
-  /// `importPublicKeyReferenceFromDERCertificate:` The public key of an X.509 certificate, of any
-  /// algorithm that is known; null when there is none. Neither dates nor the issuer's signature
-  /// are looked at.
+  /// `importPublicKeyReferenceFromDERCertificate:` Returns the public key of an X.509 certificate
+  /// (RFC 5280). Null when the bytes are not exactly one certificate in DER, and for keys that are
+  /// not of plain RSA, have less than 512 or more than 8,192 bits, or an exponent that is even or
+  /// below 3.
   KeyReference importPublicKeyReferenceFromDERCertificate(DataView certificate) const;
   /// `bytesNeededForRepresentingInteger:` 1 to 8; 0 for numbers below 1.
   std::size_t bytesNeededForRepresentingInteger(std::int64_t number) const;

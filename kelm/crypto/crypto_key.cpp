@@ -1,12 +1,18 @@
 #include "kelm/crypto/crypto_key.h"
 
+#include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
+#include <openssl/rsa.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 #include <utility>
+
+#include "kelm/crypto/der.h"
+#include "kelm/crypto/rsa_numbers.h"
 
 namespace kelm {
 
@@ -17,75 +23,117 @@ struct FreeCertificate {
 };
 using Certificate = std::unique_ptr<X509, FreeCertificate>;
 
-bool fitsOpenSsl(DataView der) {
-  return der.size() <= static_cast<std::size_t>(std::numeric_limits<int>::max());
+struct FreeKeyContext {
+  void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
+};
+
+/// The cipher's names of a key's numbers, in the order of RsaNumbers.
+constexpr std::array<const char*, RsaNumbers::kAll> kNames = {
+    OSSL_PKEY_PARAM_RSA_N,         OSSL_PKEY_PARAM_RSA_E,           OSSL_PKEY_PARAM_RSA_D,
+    OSSL_PKEY_PARAM_RSA_FACTOR1,   OSSL_PKEY_PARAM_RSA_FACTOR2,     OSSL_PKEY_PARAM_RSA_EXPONENT1,
+    OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
+using Parameters = std::array<OSSL_PARAM, RsaNumbers::kAll + 1>;
+
+std::size_t numbersOf(KeyPart part) {
+  return part == KeyPart::Public ? RsaNumbers::kOfPublicKey : RsaNumbers::kAll;
 }
 
-/// Writing it again shows what the parser let pass: other forms of a length, and what follows.
-bool isWrittenAs(const X509* certificate, DataView der) {
-  unsigned char* written = nullptr;
-  const int size = i2d_X509(certificate, &written);
-  const bool same =
-      size >= 0 && std::ranges::equal(DataView(written, static_cast<std::size_t>(size)), der);
-  OPENSSL_free(written);
-  return same;
+/// The cipher takes and gives numbers in the processor's order of bytes.
+void turnIntoNativeOrder(Data& number) {
+  if constexpr (std::endian::native == std::endian::little)
+    std::reverse(number.begin(), number.end());
 }
 
-Certificate certificateOf(DataView der) {
-  if (der.empty() || !fitsOpenSsl(der)) return nullptr;
-  const unsigned char* at = der.data();
-  Certificate certificate(d2i_X509(nullptr, &at, static_cast<long>(der.size())));
-  if (certificate && (at != der.data() + der.size() || !isWrittenAs(certificate.get(), der)))
-    certificate.reset();
-  return certificate;
+Parameters parametersOf(RsaNumbers& numbers, std::size_t count) {
+  Parameters parameters;
+  parameters.fill(OSSL_PARAM_construct_end());
+  for (std::size_t at = 0; at < count; ++at)
+    parameters[at] =
+        OSSL_PARAM_construct_BN(kNames[at], numbers.values[at].data(), numbers.values[at].size());
+  return parameters;
 }
 
-std::optional<Data> written(const CryptoKey& key, int (*write)(const EVP_PKEY*, unsigned char**)) {
-  unsigned char* bytes = nullptr;
-  const int size = write(key.native.get(), &bytes);
-  if (size <= 0) {
+// OpenSSL's own readers and writers of keys free the encoded form without wiping it. So numbers go
+// in and out through buffers of ours.
+
+OpenSslKey nativeKeyOf(RsaNumbers& numbers, KeyPart part) {
+  for (Data& number : numbers.values)
+    turnIntoNativeOrder(number);
+  Parameters parameters = parametersOf(numbers, numbersOf(part));
+  const std::unique_ptr<EVP_PKEY_CTX, FreeKeyContext> context(
+      EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+  const int selection = part == KeyPart::Public ? EVP_PKEY_PUBLIC_KEY : EVP_PKEY_KEYPAIR;
+  EVP_PKEY* key = nullptr;
+  if (!context || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+      EVP_PKEY_fromdata(context.get(), &key, selection, parameters.data()) != 1)
+    ERR_clear_error();
+  return OpenSslKey(key);
+}
+
+std::optional<RsaNumbers> numbersOf(const EVP_PKEY* key, std::size_t count) {
+  RsaNumbers numbers;
+  for (Data& number : numbers.values)
+    number.resize(std::size_t{kMostRsaBits} / 8);
+  Parameters parameters = parametersOf(numbers, count);
+  if (EVP_PKEY_get_params(key, parameters.data()) != 1) {
     ERR_clear_error();
     return std::nullopt;
   }
-  Data result(bytes, bytes + size);
-  OPENSSL_clear_free(bytes, static_cast<std::size_t>(size));
-  return result;
+  for (; numbers.count < count; ++numbers.count) {
+    const OSSL_PARAM& parameter = parameters[numbers.count];
+    if (OSSL_PARAM_modified(&parameter) == 0) return std::nullopt;
+    Data& number = numbers.values[numbers.count];
+    number.resize(parameter.return_size);
+    turnIntoNativeOrder(number);
+    number.erase(number.begin(), std::find_if(number.begin(), number.end(),
+                                              [](std::uint8_t byte) { return byte != 0; }));
+  }
+  return numbers;
+}
+
+Certificate certificateOf(DataView der) {
+  if (der.size() > std::size_t{std::numeric_limits<int>::max()} || !isDer(der)) return nullptr;
+  const unsigned char* at = der.data();
+  Certificate certificate(d2i_X509(nullptr, &at, static_cast<long>(der.size())));
+  if (at != der.data() + der.size()) certificate.reset();
+  if (!certificate) ERR_clear_error();
+  return certificate;
 }
 
 }  // namespace
 
-KeyReference makeKey(OpenSslKey key, KeyPart part) {
-  if (!key) return nullptr;
-  return std::make_shared<CryptoKey>(CryptoKey{std::move(key), part});
-}
-
-bool isServedRsa(const CryptoKey* key) {
-  if (key == nullptr || EVP_PKEY_is_a(key->native.get(), "RSA") != 1) return false;
-  const int bits = EVP_PKEY_get_bits(key->native.get());
-  return bits >= kLeastRsaBits && bits <= kMostRsaBits;
+KeyReference newRsaKey(int bits) {
+  if (bits < kLeastRsaBits || bits > kMostRsaBits) return nullptr;
+  OpenSslKey key(EVP_RSA_gen(static_cast<unsigned>(bits)));
+  if (key) return std::make_shared<CryptoKey>(CryptoKey{std::move(key), KeyPart::Private});
+  ERR_clear_error();
+  return nullptr;
 }
 
 std::optional<KeyReference> publicKeyOfCertificate(DataView der) {
   const Certificate certificate = certificateOf(der);
-  OpenSslKey key(certificate ? X509_get_pubkey(certificate.get()) : nullptr);
-  if (!key) ERR_clear_error();
   if (!certificate) return std::nullopt;
-  return makeKey(std::move(key), KeyPart::Public);
+  ASN1_OBJECT* algorithm = nullptr;
+  const unsigned char* bytes = nullptr;
+  int size = 0;
+  X509_PUBKEY_get0_param(&algorithm, &bytes, &size, nullptr,
+                         X509_get_X509_PUBKEY(certificate.get()));
+  ERR_clear_error();  // the parser tried to make a key of it
+  if (OBJ_obj2nid(algorithm) != NID_rsaEncryption) return KeyReference();
+  return rsaKeyOfPkcs1({bytes, static_cast<std::size_t>(size)}, KeyPart::Public);
 }
 
 KeyReference rsaKeyOfPkcs1(DataView der, KeyPart part) {
-  if (der.empty() || !fitsOpenSsl(der)) return nullptr;
-  const unsigned char* at = der.data();
-  const auto read = part == KeyPart::Public ? &d2i_PublicKey : &d2i_PrivateKey;
-  OpenSslKey native(read(EVP_PKEY_RSA, nullptr, &at, static_cast<long>(der.size())));
-  if (!native) ERR_clear_error();
-  KeyReference key = makeKey(std::move(native), part);
-  return at == der.data() + der.size() && isServedRsa(key.get()) ? key : nullptr;
+  std::optional<RsaNumbers> numbers = rsaNumbersOf(der, numbersOf(part));
+  if (!numbers || !followKeyRule(*numbers)) return nullptr;
+  OpenSslKey native = nativeKeyOf(*numbers, part);
+  if (!native) return nullptr;
+  return std::make_shared<CryptoKey>(CryptoKey{std::move(native), part});
 }
 
 KeyReference publicHalfOf(const CryptoKey& privateKey) {
-  const std::optional<Data> numbers = written(privateKey, &i2d_PublicKey);
-  return numbers ? rsaKeyOfPkcs1(*numbers, KeyPart::Public) : nullptr;
+  const auto numbers = numbersOf(privateKey.native.get(), RsaNumbers::kOfPublicKey);
+  return numbers ? rsaKeyOfPkcs1(pkcs1Of(*numbers, numbers->count), KeyPart::Public) : nullptr;
 }
 
 bool isPublicHalfOf(const CryptoKey& publicKey, const CryptoKey& privateKey) {
@@ -94,7 +142,8 @@ bool isPublicHalfOf(const CryptoKey& publicKey, const CryptoKey& privateKey) {
 
 std::optional<Data> externalRepresentation(const CryptoKey* key) {
   if (key == nullptr) return std::nullopt;
-  return written(*key, key->part == KeyPart::Public ? &i2d_PublicKey : &i2d_PrivateKey);
+  const auto numbers = numbersOf(key->native.get(), numbersOf(key->part));
+  return numbers ? std::optional(pkcs1Of(*numbers, numbers->count)) : std::nullopt;
 }
 
 }  // namespace kelm

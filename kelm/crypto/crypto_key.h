@@ -22,28 +22,23 @@ struct CryptoKey {
   KeyPart part;
 };
 
-/// The sizes of an RSA modulus that are served: below, a signature does not fit; above, one
-/// operation takes seconds.
-inline constexpr int kLeastRsaBits = 512;
-inline constexpr int kMostRsaBits = 8192;
+// Every key is made here, of plain RSA, from numbers that follow the key rule (rsa_numbers.h).
 
-/// Null for a null key.
-KeyReference makeKey(OpenSslKey key, KeyPart part);
-/// True for a key of plain RSA (not RSASSA-PSS) of a size that is served.
-bool isServedRsa(const CryptoKey* key);
+/// Returns the private key of a new pair. Null for sizes that are not served.
+KeyReference newRsaKey(int bits);
 
-/// The key that a DER X.509 certificate (RFC 5280) is about; null when its algorithm is unknown or
-/// its key malformed. Absent for anything that is not exactly one certificate in DER.
+/// Returns the key that a DER X.509 certificate (RFC 5280) is about; null when it is not of plain
+/// RSA, malformed or against the key rule. Absent for anything that is not exactly one
+/// certificate in DER.
 std::optional<KeyReference> publicKeyOfCertificate(DataView der);
 
-/// An RSA key from its PKCS#1 form (RFC 8017, appendix A.1), the whole of `der`. Null for anything
-/// else and for sizes that are not served.
+/// Returns an RSA key from its PKCS#1 form (RFC 8017, appendix A.1), the whole of `der`. Null for
+/// anything else and for numbers against the key rule.
 KeyReference rsaKeyOfPkcs1(DataView der, KeyPart part);
 /// The public half of an RSA private key.
 KeyReference publicHalfOf(const CryptoKey& privateKey);
 bool isPublicHalfOf(const CryptoKey& publicKey, const CryptoKey& privateKey);
-/// PKCS#1 of RSA keys, the point of elliptic-curve public keys. Absent when there is none. A
-/// private key's bytes are the caller's to wipe.
+/// Returns the PKCS#1 form. Absent for a null key. A private key's bytes are the caller's to wipe.
 std::optional<Data> externalRepresentation(const CryptoKey* key);
 
 }  // namespace kelm

@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <span>
+
+#include "kelm/base/wipe.h"
 
 namespace kelm {
 
@@ -40,9 +43,11 @@ std::optional<Data> transformed(const CryptoKey& key, Start start, Transform tra
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
       (start != EVP_PKEY_decrypt_init || refuseWrongPadding(context.get())) &&
       transform(context.get(), output.data(), &size, input.data(), input.size()) == 1) {
+    wipe(std::span(output).subspan(size));  // a shorter plain text's padding, and what it covered
     output.resize(size);
     return output;
   }
+  wipe(output);
   ERR_clear_error();
   return std::nullopt;
 }

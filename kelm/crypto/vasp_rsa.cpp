@@ -60,7 +60,7 @@ std::shared_ptr<VaspRSA> VaspRSA::initWithPublicKey(std::optional<DataView> cert
     return nullptr;
   }
   // No chain is built: whether somebody trusts the certificate would not count.
-  if (!isServedRsa(key->get())) {
+  if (!*key) {
     fail(kOrigin, "Cant read public key from DER");
     return nullptr;
   }

@@ -1,6 +1,3 @@
-#include <openssl/err.h>
-#include <openssl/rsa.h>
-
 #include <string>
 #include <utility>
 
@@ -9,6 +6,7 @@
 #include "kelm/base/wipe.h"
 #include "kelm/crypto/crypto_key.h"
 #include "kelm/crypto/key_items.h"
+#include "kelm/crypto/rsa_numbers.h"
 #include "kelm/crypto/vasp_rsa.h"
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/platform/items/item_store.h"
@@ -25,17 +23,10 @@ ItemStore& store() { return *platform::current<platform::ItemStore>(); }
 Data publicTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_pub"); }
 Data privateTag(std::string_view identifier) { return dataOf(std::string(identifier) + "_priv"); }
 
-KeyReference makeRsaKey(std::int32_t sizeBits) {
-  if (sizeBits < kLeastRsaBits || sizeBits > kMostRsaBits) return nullptr;
-  OpenSslKey native(EVP_RSA_gen(static_cast<unsigned>(sizeBits)));
-  if (!native) ERR_clear_error();
-  return makeKey(std::move(native), KeyPart::Private);
-}
-
 }  // namespace
 
 bool VaspRSA::generateKeyPairWithID_size(std::string_view identifier, std::int32_t sizeBits) {
-  KeyReference key = makeRsaKey(sizeBits);
+  KeyReference key = newRsaKey(sizeBits);
   const std::int32_t status = key ? addKeyPair(*key, publicTag(identifier), privateTag(identifier))
                                   : item_status::kParameter;
   if (status != item_status::kSuccess) {

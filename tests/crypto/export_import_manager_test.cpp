@@ -44,9 +44,12 @@ TEST(CryptoExportImportManager, RsaKeyExportsToWhatOpenSslWrites) {
 }
 
 TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
-  const KeyReference key =
-      kManager.importPublicKeyReferenceFromDERCertificate(fileOf("certificate_ec.der"));
-  const Data point = *externalRepresentation(key.get());
+  // What OpenSSL reads from the certificate, since no key of a curve is imported.
+  const Data bytes = fileOf("certificate_ec.der");
+  const unsigned char* at = bytes.data();
+  X509* const certificate = d2i_X509(nullptr, &at, static_cast<long>(bytes.size()));
+  const ASN1_BIT_STRING* const bits = X509_get0_pubkey_bitstr(certificate);
+  const Data point(bits->data, bits->data + bits->length);
   ASSERT_EQ(point.size(), 65U);
   using Row = std::pair<std::int64_t, DataView>;
   for (const auto& [size, header] :
@@ -61,7 +64,8 @@ TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
               kManager.PEMKeyFromDERKey(expected));
   }
   unsigned char* info = nullptr;
-  const int size = i2d_PUBKEY(key->native.get(), &info);
+  const int size = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &info);
+  X509_free(certificate);
   EXPECT_EQ(kManager.exportECPublicKeyToDER_keyType_keySize(point, "", 256),
             Data(info, info + size));
   OPENSSL_free(info);
@@ -80,7 +84,7 @@ TEST(CryptoExportImportManager, PemBreaksAfterEach64Letters) {
 
 TEST(CryptoExportImportManager, ImportRefusesWhatIsNoCertificateSilently) {
   const LogCapture log;
-  for (const Data& wrong : {Data(), fileOf("public_key_info.der")})
+  for (const Data& wrong : {Data(), fileOf("public_key_info.der"), fileOf("certificate_ec.der")})
     EXPECT_EQ(kManager.importPublicKeyReferenceFromDERCertificate(wrong), nullptr);
   EXPECT_TRUE(log.lines().empty());
 }
