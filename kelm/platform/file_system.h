@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +31,12 @@ struct DirectoryEntry {
   FileKind kind = FileKind::Unknown;
 };
 
+/// A folder taken for one holder until this is destroyed or the process ends, however it ends.
+class KELM_API FolderLock {
+ public:
+  virtual ~FolderLock() = default;
+};
+
 /// Files by path. Paths are bytes; one that is empty, holds NUL or is longer than the system
 /// allows is an error (never cut). An Error has the domain "posix" and the path under "NSFilePath".
 /// Thread-safe: calls on different paths do not disturb each other.
@@ -48,14 +54,20 @@ class KELM_API FileSystem {
   virtual bool isDirectory(const std::string& path) const = 0;
   virtual Result<FileStatus> status(const std::string& path) const = 0;
 
-  /// A regular file, links followed; anything else, and a file larger than memory, is an error.
-  virtual Result<Data> readFile(const std::string& path) const = 0;
+  /// A regular file, links followed; anything else, and a file larger than memory, is an error. One
+  /// of more than `mostBytes` is EFBIG, and not read.
+  virtual Result<Data> readFile(
+      const std::string& path,
+      std::uint64_t mostBytes = std::numeric_limits<std::uint64_t>::max()) const = 0;
   /// Replaces or creates a regular file so that at every moment, also after a crash or loss of
   /// power, the path leads to the old or to the new content, whole; once it returns no error the
   /// new one is durable. The temporary is never visible to list(). Permissions of a new file are
   /// 0600; those of a replaced one are kept, its other attributes and its owner are not. A link is
   /// replaced itself; a directory, pipe or device is an error. Its parent must exist.
   virtual Failure replaceFile(const std::string& path, DataView content) = 0;
+  /// The same where nothing is: EEXIST, and nothing changed, when something has the name, a link to
+  /// nothing too. Of several that create one path at once, in any process, one succeeds.
+  virtual Failure createFile(const std::string& path, DataView content) = 0;
   /// Makes the directory and every missing parent (0700). Success when it is there already.
   virtual Failure createDirectories(const std::string& path) = 0;
   /// Removes a file, a link (not its target) or a directory with all that it holds; never what a
@@ -68,6 +80,14 @@ class KELM_API FileSystem {
   /// exists, with permissions, dates and attributes. The copy is durable; a failed one leaves
   /// nothing visible. A pipe or device inside is an error.
   virtual Failure copy(const std::string& from, const std::string& to) = 0;
+
+  /// True when removing `path` would take `other` away, or a part of it: both lead to one item,
+  /// whatever their spelling, or one lies in the other. Also when that cannot be told.
+  virtual bool removalTouches(const std::string& path, const std::string& other) const = 0;
+  /// Takes a folder for the caller alone, without waiting: EWOULDBLOCK while another holder, in
+  /// this process or in another, has it. Hinders nothing but this call. Where the file system has
+  /// no locks everybody gets one.
+  virtual Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& path) = 0;
 
   /// The direct children, hidden ones too, without "." and "..", in the file system's order.
   /// Temporaries of this service (".kelm-", 16 hexadecimal digits, ".tmp") are left out, and

@@ -108,9 +108,9 @@ bool KelmDataStoreHandler::whipeObjectForAccount(std::optional<std::string_view>
 
 void KelmDataStoreHandler::innerCopyToPath_contentOfPath(std::string_view destination,
                                                          std::string_view source) {
-  if (paths::isSameOrHolds(destination, source)) return;
   const std::string from(source);
   const std::string to(destination);
+  if (files().removalTouches(to, from)) return;
   if (!files().copy(from, to)) return;
   (void)files().remove(to);
   (void)files().copy(from, to);

@@ -13,16 +13,6 @@ std::string_view withoutTrailingSlashes(std::string_view path) {
   return path;
 }
 
-// Takes the next component that is neither empty nor "." off the front; "" at the end.
-std::string_view nextComponent(std::string_view& rest) {
-  while (!rest.empty()) {
-    const std::string_view component = rest.substr(0, rest.find('/'));
-    rest.remove_prefix(std::min(rest.size(), component.size() + 1));
-    if (!component.empty() && component != ".") return component;
-  }
-  return {};
-}
-
 bool staysInUrl(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("-._~/!$&'()*+,=:@").find(c) != std::string_view::npos;
@@ -51,15 +41,6 @@ std::string_view parent(std::string_view path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string_view::npos) return {};
   return withoutTrailingSlashes(path.substr(0, slash == 0 ? 1 : slash));
-}
-
-bool isSameOrHolds(std::string_view folder, std::string_view path) {
-  if (folder.starts_with('/') != path.starts_with('/')) return false;
-  for (;;) {
-    const std::string_view expected = nextComponent(folder);
-    if (expected.empty()) return true;
-    if (nextComponent(path) != expected) return false;
-  }
 }
 
 std::string fileUrl(std::string_view path, bool isFolder) {

@@ -20,10 +20,6 @@ std::string_view lastComponent(std::string_view path);
 /// What is left without the last component: "a" of "a/c/", "/" of "/c", "" of "c".
 std::string_view parent(std::string_view path);
 
-/// Whether both paths are the same, or `folder` holds `path`, as their text tells: repeated "/"
-/// and "." do not count, links and ".." are not resolved.
-bool isSameOrHolds(std::string_view folder, std::string_view path);
-
 /// Whether percent-escaping a path and parsing the outcome makes a location. The two steps undo
 /// each other for every byte but NUL, so that a location is kept as the path that it came from.
 inline bool formsLocation(std::string_view path) {

@@ -49,12 +49,12 @@ std::vector<std::string> listFiles(const VaspFileHandler& handler, Path folder, 
 }
 
 // Moves or copies an item over what is at the destination. What is there goes first, unless the
-// source is it or lies in it: then nothing goes and the transfer fails.
+// source would go with it or loses a part: then nothing goes and the transfer fails.
 bool replaceBy(const VaspFileHandler& handler, Transfer transfer, Path source, Path destination,
                const char* from) {
   const std::string origin(*source);
   const std::string target(*destination);
-  const bool removable = !paths::isSameOrHolds(target, origin);
+  const bool removable = !files().removalTouches(target, origin);
   if (removable) handler.removeFileWithFullPath(target);
   if ((files().*transfer)(origin, target)) {
     if (removable) (void)files().remove(target);
@@ -83,7 +83,7 @@ bool transferFiles(Transfer transfer, Path source, Path destination) {
     const std::string origin = paths::child(*source, entry.name);
     const std::string target = paths::child(*destination, entry.name);
     if (leadsToFolder(entry, origin) || !files().exists(origin)) continue;
-    const bool removable = !paths::isSameOrHolds(target, origin);
+    const bool removable = !files().removalTouches(target, origin);
     if (removable && files().exists(target) && files().remove(target)) return false;
     if ((files().*transfer)(origin, target)) return false;
   }
@@ -217,7 +217,7 @@ bool VaspFileHandler::moveContentsOfSrcFullpath_toDestFullpath_includingFolders(
   for (const platform::DirectoryEntry& entry : *entries) {
     const std::string origin = paths::child(*source, entry.name);
     const std::string target = paths::child(*destination, entry.name);
-    if (!paths::isSameOrHolds(target, origin) && files().exists(target))
+    if (!files().removalTouches(target, origin) && files().exists(target))
       check(entry.name, files().remove(target));
     check(entry.name, files().move(origin, target));
   }

@@ -1,6 +1,7 @@
 #include "kelm/testing/memory_file_system.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <deque>
 #include <utility>
@@ -21,10 +22,12 @@ struct MemoryFileSystem::Node {
   std::map<std::string, NodePointer> entries;  // of a folder
   std::map<std::string, NodePointer> durableEntries;
   Attributes attributes;
+  std::shared_ptr<std::atomic<bool>> isLocked = std::make_shared<std::atomic<bool>>(false);
 
   bool isFolder() const { return kind == FileKind::Directory; }
   NodePointer clone() const {
     auto copy = std::make_shared<Node>(*this);
+    copy->isLocked = std::make_shared<std::atomic<bool>>(false);
     for (auto& [name, child] : copy->entries)
       child = child->clone();
     copy->durableEntries = copy->entries;
@@ -180,8 +183,9 @@ Result<FileStatus> MemoryFileSystem::status(const std::string& path) const {
   });
 }
 
-Result<Data> MemoryFileSystem::readFile(const std::string& path) const {
-  return read<Data>(path, true, [](const Node& node, Data& content) {
+Result<Data> MemoryFileSystem::readFile(const std::string& path, std::uint64_t mostBytes) const {
+  return read<Data>(path, true, [&](const Node& node, Data& content) {
+    if (node.content.size() > mostBytes) return EFBIG;
     content = node.content;
     return node.isFolder() ? EISDIR : 0;
   });
@@ -196,13 +200,14 @@ Result<std::vector<DirectoryEntry>> MemoryFileSystem::list(const std::string& pa
   });
 }
 
-Failure MemoryFileSystem::replaceFile(const std::string& path, DataView content) {
+Failure MemoryFileSystem::writeFile(const std::string& path, DataView content, bool mayReplace) {
   const Lock lock(mutex_);
   return attempt(path, [&]() KELM_REQUIRES(mutex_) {
     const std::string name = path.substr(path.rfind('/') + 1);
     const Place place = find(path, false);
     if (name.empty() || name == "." || name == "..") return EISDIR;
     if (place.error != 0) return place.error;
+    if (place.node && !mayReplace) return EEXIST;
     if (place.node && place.node->isFolder()) return EISDIR;
     const bool replaces = place.node && place.node->kind == FileKind::Regular;
     NodePointer file = makeNode(FileKind::Regular, replaces ? place.node->permissions : 0600);
@@ -269,6 +274,38 @@ Failure MemoryFileSystem::transfer(const std::string& from, const std::string& t
     if (copies) syncWayTo(to);
     return 0;
   });
+}
+
+bool MemoryFileSystem::removalTouches(const std::string& path, const std::string& other) const {
+  const Lock lock(mutex_);
+  if (nextCall() != 0) return true;
+  const Place removed = find(path, false);
+  const Place item = find(other, false);
+  if (!removed.node) return false;
+  return removed.node == item.node || removed.node == find(other, true).node ||
+         removed.isBelow(item.node) || item.isBelow(removed.node);
+}
+
+Result<std::unique_ptr<platform::FolderLock>> MemoryFileSystem::lockFolder(
+    const std::string& path) {
+  using Flag = std::shared_ptr<std::atomic<bool>>;
+  class HeldFlag : public platform::FolderLock {
+   public:
+    explicit HeldFlag(Flag flag) : flag_(std::move(flag)) {}
+    ~HeldFlag() override { *flag_ = false; }
+    HeldFlag(const HeldFlag&) = delete;
+    HeldFlag& operator=(const HeldFlag&) = delete;
+
+   private:
+    const Flag flag_;
+  };
+  const Result<Flag> taken = read<Flag>(path, true, [](const Node& node, Flag& flag) {
+    flag = node.isLocked;
+    if (!node.isFolder()) return ENOTDIR;
+    return flag->exchange(true) ? EWOULDBLOCK : 0;
+  });
+  if (!taken) return taken.error();
+  return std::unique_ptr<platform::FolderLock>(std::make_unique<HeldFlag>(*taken));
 }
 
 void MemoryFileSystem::makeSymbolicLink(const std::string& target, const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -29,8 +30,15 @@ class KELM_API MemoryFileSystem : public platform::FileSystem, public FaultLadde
   bool exists(const std::string& path) const override;
   bool isDirectory(const std::string& path) const override;
   Result<platform::FileStatus> status(const std::string& path) const override;
-  Result<Data> readFile(const std::string& path) const override;
-  Failure replaceFile(const std::string& path, DataView content) override;
+  Result<Data> readFile(
+      const std::string& path,
+      std::uint64_t mostBytes = std::numeric_limits<std::uint64_t>::max()) const override;
+  Failure replaceFile(const std::string& path, DataView content) override {
+    return writeFile(path, content, true);
+  }
+  Failure createFile(const std::string& path, DataView content) override {
+    return writeFile(path, content, false);
+  }
   Failure createDirectories(const std::string& path) override;
   Failure remove(const std::string& path) override;
   Failure move(const std::string& from, const std::string& to) override {
@@ -39,6 +47,8 @@ class KELM_API MemoryFileSystem : public platform::FileSystem, public FaultLadde
   Failure copy(const std::string& from, const std::string& to) override {
     return transfer(from, to, true);
   }
+  bool removalTouches(const std::string& path, const std::string& other) const override;
+  Result<std::unique_ptr<platform::FolderLock>> lockFolder(const std::string& path) override;
   Result<std::vector<platform::DirectoryEntry>> list(const std::string& path) const override;
 
   // What a test does beside the interface; these never fail by the ladder.
@@ -66,6 +76,7 @@ class KELM_API MemoryFileSystem : public platform::FileSystem, public FaultLadde
   Failure attempt(const std::string& path, Run run) const KELM_REQUIRES(mutex_);
   template <class T, class Run>
   Result<T> read(const std::string& path, bool follows, Run run) const;
+  Failure writeFile(const std::string& path, DataView content, bool mayReplace);
   Failure transfer(const std::string& from, const std::string& to, bool copies);
   void put(const Place& place, NodePointer node) KELM_REQUIRES(mutex_);
   void syncWayTo(const std::string& path) KELM_REQUIRES(mutex_);

@@ -58,6 +58,16 @@ void expectOldOrNew(const FileWorld& world, bool isDone) {
 const Scenario kScenarios[] = {
     {"replaced file", replaceOld, expectOldOrNew},
     {"replaced file, through a name", replaceOld, expectOldOrNew, false},
+    {"created file", [](const FileWorld& w) { return w->createFile(w.at("new"), bytesOf("new")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_THAT(w.text("new"), ::testing::AnyOf("new", isDone ? "new" : "(none)"));
+     }},
+    {"created file, through a name",
+     [](const FileWorld& w) { return w->createFile(w.at("new"), bytesOf("new")); },
+     [](const FileWorld& w, bool isDone) {
+       EXPECT_THAT(w.text("new"), ::testing::AnyOf("new", isDone ? "new" : "(none)"));
+     },
+     false},
     {"removal", [](const FileWorld& w) { return w->remove(w.at("from")); },
      [](const FileWorld& w, bool isDone) { EXPECT_EQ(w->exists(w.at("from")), !isDone); }},
     {"move", move, expectMoved},

@@ -45,6 +45,56 @@ TEST_P(FileSystemContract, ListShowsEveryChildAndNothingElse) {
   EXPECT_EQ(world_.tree(), folders);
 }
 
+TEST_P(FileSystemContract, CreatedFileTakesNoNameThatAnythingHas) {
+  world_.put("file", "old");
+  world_.makeFolder("folder");
+  world_.link("nowhere", "link");
+  for (const char* const name : {"file", "folder", "link"})
+    EXPECT_EQ(codeOf(world_->createFile(world_.at(name), bytesOf("new"))), EEXIST) << name;
+  EXPECT_EQ(codeOf(world_->createFile(world_.at("new"), bytesOf("new"))), 0);
+  EXPECT_THAT(world_.tree(), ::testing::ElementsAre("file=old", "folder/", "link@", "new=new"));
+}
+
+TEST_P(FileSystemContract, LargerFileThanAskedForIsNotRead) {
+  world_.put("file", "12345");
+  world_.link("file", "link");
+  EXPECT_EQ(codeOf(world_->readFile(world_.at("link"), 4)), EFBIG);
+  EXPECT_EQ(codeOf(world_->readFile(world_.at("link"), 5)), 0);
+}
+
+TEST_P(FileSystemContract, LockedFolderIsRefusedUntilItsHolderEnds) {
+  auto lock = world_->lockFolder(world_.root());
+  ASSERT_TRUE(lock);
+  EXPECT_EQ(codeOf(world_->lockFolder(world_.root())), EWOULDBLOCK);
+  lock->reset();
+  EXPECT_EQ(codeOf(world_->lockFolder(world_.root())), 0);
+  EXPECT_EQ(codeOf(world_->lockFolder(world_.at("none"))), ENOENT);
+}
+
+TEST_P(FileSystemContract, RemovalTouchesTheSameItemInEverySpelling) {
+  world_.makeFolder("folder");
+  world_.put("folder/file", "");
+  world_.put("other", "");
+  world_.link("folder", "toFolder");
+  world_.link("folder/file", "toFile");
+  const struct {
+    const char *path, *other;
+    bool touches;
+  } kRows[] = {{"folder/file", "folder/./file", true},
+               {"toFolder/file", "folder/file", true},
+               {"folder/../folder/file", "folder//file", true},
+               {"folder/file", "toFile", true},   // what the link leads to
+               {"toFile", "folder/file", false},  // only the link goes
+               {"folder", "toFolder/file", true},
+               {"toFolder/file", "folder", true},
+               {"toFolder/none", "folder", false},
+               {"folder/file", "other", false},
+               {"folder", "folder2", false}};
+  for (const auto& row : kRows)
+    EXPECT_EQ(world_->removalTouches(world_.at(row.path), world_.at(row.other)), row.touches)
+        << row.path << ' ' << row.other;
+}
+
 // Every operation on every kind of path must do the same, or fail for the same reason, in both.
 
 std::vector<std::string> oddPaths() {

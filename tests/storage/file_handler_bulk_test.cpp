@@ -138,5 +138,32 @@ TEST(VaspFileHandlerDump, ListsLocationsOfEveryFolderAndSkipsHiddenItems) {
   EXPECT_EQ(describe(VaspFileHandler::dumpWithOption("group.shop")), describe(expected));
 }
 
+TEST(FileHandlerBulk, NothingIsLostWhereTheDestinationIsOrHoldsOrLiesInTheSource) {
+  const struct {
+    const char *source, *destination;
+  } kRows[] = {{"/r/a/f", "/r/link/f"},
+               {"/r/a/f", "/r/a/../a/f"},
+               {"/r/a/f", "r/a/f"},
+               {"/r/a/f", "/r/link/../a"},
+               {"/r/a", "/r/link/f"}};
+  for (const auto& row : kRows)
+    for (const bool moves : {true, false}) {
+      StorageFixture s;
+      s.put("/r/a/f", "text");
+      s.files.makeSymbolicLink("/r/a", "/r/link");
+      EXPECT_FALSE(
+          moves ? s.handler.moveFileWithFullPath_toDestFullPath(row.source, row.destination)
+                : s.handler.copyFileWithFullPath_toDestFullPath(row.source, row.destination));
+      EXPECT_EQ(s.text("/r/a/f"), "text") << row.destination;
+    }
+  StorageFixture s;
+  s.put("/r/a/f", "text");
+  s.files.makeSymbolicLink("/r/a", "/r/link");
+  s.handler.copyContentsOfSrcFullpath_toDestFullpath("/r/a", "/r/link");
+  s.handler.moveContentsOfSrcFullpath_toDestFullpath("/r/a", "/r/link");
+  s.handler.moveContentsOfSrcFullpath_toDestFullpath_includingFolders("/r/a", "/r/link", true);
+  EXPECT_EQ(s.text("/r/a/f"), "text");
+}
+
 }  // namespace
 }  // namespace kelm::testing

@@ -24,7 +24,8 @@ bool refusesNamelessFiles(int error) {
 FileReplacement::FileReplacement(const FileCalls& calls, int folder, const std::string& name)
     : calls_(calls), folder_(folder), name_(name), permissions_(kNewPermissions) {}
 
-int FileReplacement::run(DataView content) {
+int FileReplacement::run(DataView content, bool mayReplace) {
+  mayReplace_ = mayReplace;
   if (const int error = readOld()) return error;
   int error = write(content, true);
   if (error == 0) error = publishNameless();
@@ -43,6 +44,7 @@ int FileReplacement::readOld() {
   struct stat old;
   if (retried([&] { return ::fstatat(folder_, name_.c_str(), &old, AT_SYMLINK_NOFOLLOW); }) != 0)
     return errno == ENOENT ? 0 : errno;
+  if (!mayReplace_) return EEXIST;
   replaces_ = true;
   if (S_ISLNK(old.st_mode)) return 0;
   if (!S_ISREG(old.st_mode)) return S_ISDIR(old.st_mode) ? EISDIR : EEXIST;
@@ -69,7 +71,7 @@ int FileReplacement::publishNameless() {
   const int file = file_.number();
   if (!replaces_) {
     if (retried([&] { return calls_.link(file, folder_, name_.c_str()); }) == 0) return 0;
-    if (errno != EEXIST) return errno;
+    if (errno != EEXIST || !mayReplace_) return errno;
   }
   // A name can be given only where none is: take a temporary one, then rename.
   retried([&] { return ::flock(file, LOCK_EX); });
@@ -83,8 +85,9 @@ int FileReplacement::publishNameless() {
 }
 
 int FileReplacement::publishNamed() {
-  const int renamed = retried(
-      [&] { return calls_.rename(folder_, temporaryName_.c_str(), folder_, name_.c_str(), true); });
+  const int renamed = retried([&] {
+    return calls_.rename(folder_, temporaryName_.c_str(), folder_, name_.c_str(), mayReplace_);
+  });
   return renamed == 0 ? 0 : errno;
 }
 

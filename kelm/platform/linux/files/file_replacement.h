@@ -14,8 +14,9 @@ class FileReplacement {
  public:
   /// `folder` is open, and borrowed; `name` is that of a direct child.
   FileReplacement(const FileCalls& calls, int folder, const std::string& name);
-  /// An errno, 0 for success: then name and content are durable.
-  int run(DataView content);
+  /// An errno, 0 for success: then name and content are durable. EEXIST when something has the name
+  /// and is not to be replaced.
+  int run(DataView content, bool mayReplace);
 
  private:
   int readOld();
@@ -26,6 +27,7 @@ class FileReplacement {
   const FileCalls& calls_;
   const int folder_;
   const std::string& name_;
+  bool mayReplace_ = true;
   bool replaces_ = false;
   mode_t permissions_;
   Descriptor file_;

@@ -51,6 +51,21 @@ int readAll(int file, std::size_t size, Data& content) {
   }
 }
 
+/// A lock (flock) on a folder. A process that was forked off shares it: freed here, it is free.
+class HeldFolder : public FolderLock {
+ public:
+  explicit HeldFolder(Descriptor folder) : folder_(std::move(folder)) {}
+  ~HeldFolder() override {
+    if (::getpid() == holder_) ::flock(folder_.number(), LOCK_UN);
+  }
+  HeldFolder(const HeldFolder&) = delete;
+  HeldFolder& operator=(const HeldFolder&) = delete;
+
+ private:
+  const Descriptor folder_;
+  const pid_t holder_ = ::getpid();
+};
+
 class LinuxFileSystem : public FileSystem {
  public:
   explicit LinuxFileSystem(std::shared_ptr<const FileCalls> calls)
@@ -67,13 +82,20 @@ class LinuxFileSystem : public FileSystem {
   }
 
   Result<FileStatus> status(const std::string& path) const override;
-  Result<Data> readFile(const std::string& path) const override;
+  Result<Data> readFile(const std::string& path, std::uint64_t mostBytes) const override;
   Result<std::vector<DirectoryEntry>> list(const std::string& path) const override;
-  Failure replaceFile(const std::string& path, DataView content) override;
+  Failure replaceFile(const std::string& path, DataView content) override {
+    return writeFile(path, content, true);
+  }
+  Failure createFile(const std::string& path, DataView content) override {
+    return writeFile(path, content, false);
+  }
   Failure createDirectories(const std::string& path) override;
   Failure remove(const std::string& path) override;
   Failure move(const std::string& from, const std::string& to) override;
   Failure copy(const std::string& from, const std::string& to) override;
+  bool removalTouches(const std::string& path, const std::string& other) const override;
+  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& path) override;
 
  private:
   static bool follow(const std::string& path, struct stat& status) {
@@ -82,7 +104,9 @@ class LinuxFileSystem : public FileSystem {
   Descriptor open(const std::string& path, int flags, int folder = AT_FDCWD) const {
     return Descriptor(retried([&] { return calls_->open(folder, path.c_str(), flags, 0); }));
   }
+  Failure writeFile(const std::string& path, DataView content, bool mayReplace);
   int makeFolder(const std::string& path);
+  bool liesIn(const std::string& item, const std::string& outer) const;
   int copyItem(const std::string& from, const std::string& to);
   int copyInto(const std::string& from, mode_t mode, int folder, const std::string& name);
   int publish(int folder, const std::string& temporaryName, const std::string& name);
@@ -110,7 +134,7 @@ Result<FileStatus> LinuxFileSystem::status(const std::string& path) const {
   return status;
 }
 
-Result<Data> LinuxFileSystem::readFile(const std::string& path) const {
+Result<Data> LinuxFileSystem::readFile(const std::string& path, std::uint64_t mostBytes) const {
   if (const int error = pathProblem(path)) return fileError(error, path);
   const Descriptor file = open(path, O_RDONLY | O_NONBLOCK);
   struct stat status;
@@ -118,6 +142,7 @@ Result<Data> LinuxFileSystem::readFile(const std::string& path) const {
     return fileError(errno, path);
   // A pipe or a device may never end.
   if (!S_ISREG(status.st_mode)) return fileError(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
+  if (static_cast<std::uint64_t>(status.st_size) > mostBytes) return fileError(EFBIG, path);
   try {
     Data content;
     if (const int error = readAll(file.number(), static_cast<std::size_t>(status.st_size), content))
@@ -144,13 +169,14 @@ Result<std::vector<DirectoryEntry>> LinuxFileSystem::list(const std::string& pat
   return entries;
 }
 
-Failure LinuxFileSystem::replaceFile(const std::string& path, DataView content) {
+Failure LinuxFileSystem::writeFile(const std::string& path, DataView content, bool mayReplace) {
   if (const int error = pathProblem(path)) return fileError(error, path);
   const SplitPath split(path);
   if (!split.namesAnItem()) return fileError(EISDIR, path);
   const Descriptor folder = open(split.folder, kFolder);
   if (!folder.isOpen()) return fileError(errno, path);
-  if (const int error = FileReplacement(*calls_, folder.number(), split.name).run(content))
+  if (const int error =
+          FileReplacement(*calls_, folder.number(), split.name).run(content, mayReplace))
     return fileError(error, path);
   return failure(unsynced_.syncWayTo(split.folder), path);
 }
@@ -251,6 +277,42 @@ int LinuxFileSystem::publish(int folder, const std::string& temporaryName,
   const int renamed = retried(
       [&] { return calls_->rename(folder, temporaryName.c_str(), folder, name.c_str(), false); });
   return renamed == 0 ? 0 : errno;
+}
+
+bool LinuxFileSystem::removalTouches(const std::string& path, const std::string& other) const {
+  struct stat removed;
+  if (pathProblem(path) != 0 || pathProblem(other) != 0) return false;  // no call sees such a path
+  if (retried([&] { return ::lstat(path.c_str(), &removed); }) != 0)
+    return errno != ENOENT && errno != ENOTDIR;
+  struct stat item;
+  for (const int flags : {AT_SYMLINK_NOFOLLOW, 0}) {
+    if (retried([&] { return ::fstatat(AT_FDCWD, other.c_str(), &item, flags); }) != 0) {
+      if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) return true;
+    } else if (item.st_dev == removed.st_dev && item.st_ino == removed.st_ino) {
+      return true;
+    }
+  }
+  return liesIn(other, path) || liesIn(path, other);
+}
+
+/// True when the folder `outer` holds the item; also when that cannot be told.
+bool LinuxFileSystem::liesIn(const std::string& item, const std::string& outer) const {
+  constexpr int kPlace = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  const std::string above = SplitPath(withoutTrailingSlashes(item)).folder;
+  const Descriptor folder(retried([&] { return ::open(outer.c_str(), kPlace | O_NOFOLLOW); }));
+  if (!folder.isOpen()) return errno != ENOTDIR && errno != ENOENT && errno != ELOOP;
+  const Descriptor place(retried([&] { return ::open(above.c_str(), kPlace); }));
+  if (!place.isOpen()) return errno != ENOTDIR && errno != ENOENT;
+  return holds(folder.number(), place.number());
+}
+
+Result<std::unique_ptr<FolderLock>> LinuxFileSystem::lockFolder(const std::string& path) {
+  if (const int error = pathProblem(path)) return fileError(error, path);
+  Descriptor folder = open(path, kFolder);
+  if (!folder.isOpen()) return fileError(errno, path);
+  const int locked = retried([&] { return ::flock(folder.number(), LOCK_EX | LOCK_NB); });
+  if (locked != 0 && errno == EWOULDBLOCK) return fileError(errno, path);
+  return std::unique_ptr<FolderLock>(std::make_unique<HeldFolder>(std::move(folder)));
 }
 
 /// Removes an item whose copy is complete; when that fails nothing of it has been removed.
