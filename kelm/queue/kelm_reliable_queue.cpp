@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <utility>
 #include <vector>
 
 #include "kelm/logging/vasp_logger.h"
 #include "kelm/platform/clock.h"
 #include "kelm/platform/file_system.h"
+#include "kelm/queue/folder_key.h"
+#include "kelm/queue/payload_files.h"
 #include "kelm/queue/payload_name.h"
 
 namespace kelm {
@@ -16,7 +19,7 @@ namespace {
 
 constexpr std::size_t kDirectoryLimit = 201;
 constexpr int kDuplicateNamePolls = 100;
-constexpr std::size_t kLargestPayloadBytes = 102400;
+constexpr std::size_t kBlockBytes = 16;
 
 constexpr LogAspect kInternal = log_aspect::kInternal;
 constexpr LogAspect kFrontend = log_aspect::kFrontend | log_aspect::kInternal;
@@ -41,44 +44,29 @@ std::optional<std::string> join(std::optional<std::string> folder, std::string_v
   return std::move(*folder) + '/' + std::string(name);
 }
 
-// What the handler raises without a key is a failed store.
-bool store(const VaspSecureFileHandler& files, DataView payload,
-           const std::optional<std::string>& path) {
-  try {
-    return files.storeNSData_withFullpath(payload, path);
-  } catch (const Exception&) {
-    return false;
-  }
-}
+// What a done callback does. While it can still be called the folder stays with this process.
+class Settlement {
+ public:
+  Settlement(std::shared_ptr<VaspSecureFileHandler> files, std::string path,
+             std::shared_ptr<platform::FolderLock> folder)
+      : files_(std::move(files)), path_(std::move(path)), folder_(std::move(folder)) {}
 
-// Raises what the handler raises without a key.
-std::optional<Data> read(const VaspSecureFileHandler& files, const std::string& path) {
-  constexpr std::size_t kLargestFileBytes = kLargestPayloadBytes + 16;
-  const auto status = platform::current<platform::FileSystem>()->status(path);
-  // A file that is longer holds more than the largest payload, or none: it may not fit in memory.
-  if (status && status->size > kLargestFileBytes) return std::nullopt;
-  // What is known to be there needs no second look.
-  if (status && status->kind == platform::FileKind::Regular) return files.readNSDataFromPath_(path);
-  return files.readNSDataWithFullpath(path);
-}
-
-ReliableQueueDone makeDone(const std::shared_ptr<VaspSecureFileHandler>& files,
-                           const std::string& path) {
-  // A file of the same name that is saved after the removal is not this payload any more.
-  auto removed = std::make_shared<std::atomic<bool>>(false);
-  return [files, path, removed](const std::optional<Error>& error) {
+  void settle(const std::optional<Error>& error) {
     report(log_level::kInfo, kInternal, kProcess, "Process payload completed with error:%@", error);
-    if (error || removed->exchange(true)) return;
-    if (!files->removeFileWithFullPath(path)) removed->store(false);
-  };
-}
-
-bool isStillThere(const VaspSecureFileHandler& files, const std::optional<std::string>& path) {
-  for (int check = 0; check <= kDuplicateNamePolls; ++check) {
-    if (!files.existsFullPath(path)) return false;
+    // A file of the same name that is saved after the removal is not this payload any more.
+    if (!error && !isRemoved_.exchange(true) && !files_->removeFileWithFullPath(path_))
+      isRemoved_ = false;
+    const Lock lock(mutex_);
+    folder_.reset();
   }
-  return true;
-}
+
+ private:
+  const std::shared_ptr<VaspSecureFileHandler> files_;
+  const std::string path_;
+  std::atomic<bool> isRemoved_{false};
+  Mutex mutex_;
+  std::shared_ptr<platform::FolderLock> folder_ KELM_GUARDED_BY(mutex_);
+};
 
 }  // namespace
 
@@ -116,20 +104,101 @@ void KelmReliableQueue::savePayload_withQueueID(std::optional<DataView> payload,
     report(log_level::kError, kFrontend, kSave, "No processor found for queue ID %@", queueId);
     return;
   }
+  warnOfLoss(payload->size(), *queueId);
   const auto files = getFileHandler();
   files->ensureFullPathExists_andClearFiles(queueFilePath(), false);
-  removeOldestPayloadIfLimitReached();
-  const Date now = platform::current<platform::Clock>()->now();
-  const std::string name = payload_name::make(now, *queueId);
-  report(log_level::kInfo, kInternal, kSave, "Saving a payload with filename:%@", name);
-  std::optional<std::string> path;
-  if (payload_name::staysInFolder(*queueId)) path = join(queueFilePath(), name);
-  if (isStillThere(*files, path)) {
-    report(log_level::kInfo, kInternal, kSave,
-           "Dropping ReliableQueue due to too many items to enqueue in 1 millisecond");
+  if (!mayUseFolder(true, kSave)) {
+    report(log_level::kError, kFrontend, kSave, "Cant save file");
     return;
   }
-  if (!store(*files, *payload, path)) report(log_level::kError, kFrontend, kSave, "Cant save file");
+  removeOldestPayloadIfLimitReached();
+  store(*payload, *queueId);
+}
+
+void KelmReliableQueue::store(DataView payload, std::string_view queueId) {
+  const auto files = getFileHandler();
+  const Date now = platform::current<platform::Clock>()->now();
+  const std::string name = payload_name::make(now, queueId);
+  report(log_level::kInfo, kInternal, kSave, "Saving a payload with filename:%@", name);
+  std::optional<std::string> path;
+  if (payload_name::staysInFolder(queueId)) path = join(queueFilePath(), name);
+  auto stored = payload_files::Stored::Failed;
+  for (int check = 0; path && check <= kDuplicateNamePolls; ++check) {
+    stored = payload_files::Stored::NameTaken;
+    if (!files->existsFullPath(path)) stored = payload_files::store(*files, payload, *path);
+    if (stored != payload_files::Stored::NameTaken) break;
+  }
+  if (stored == payload_files::Stored::NameTaken)
+    report(log_level::kInfo, kInternal, kSave,
+           "Dropping ReliableQueue due to too many items to enqueue in 1 millisecond");
+  else if (stored == payload_files::Stored::Failed)
+    report(log_level::kError, kFrontend, kSave, "Cant save file");
+}
+
+void KelmReliableQueue::warnOfLoss(std::size_t payloadBytes, std::string_view queueId) {
+  const SecretPointer key = filesystemKey_.get();
+  const SecretPointer vector = filesystemIV_.get();
+  const std::size_t keyBytes = key ? key->bytes().size() : kBlockBytes;
+  const std::size_t vectorBytes = vector ? vector->bytes().size() : 0;
+  const std::pair<bool, std::string> kinds[] = {
+      {keyBytes < kBlockBytes,
+       format("A key of %@ bytes is filled with zeros to %@", keyBytes, kBlockBytes)},
+      {keyBytes > kBlockBytes && keyBytes != 24 && keyBytes != 32,
+       format("A key of %@ bytes encrypts nothing: every save fails", keyBytes)},
+      {vectorBytes < kBlockBytes,
+       format("A vector of %@ bytes is filled with zeros to %@", vectorBytes, kBlockBytes)},
+      {payloadBytes == 0, "Empty payloads are deleted when they are processed"},
+      {payloadBytes > payload_files::kMostPayloadBytes,
+       format("Payloads above %@ bytes are deleted when they are processed",
+              payload_files::kMostPayloadBytes)}};
+  int number = 0;
+  for (const auto& [applies, text] : kinds) {
+    ++number;
+    if (!applies) continue;
+    bool isFirst = false;
+    {
+      const Lock lock(stateMutex_);
+      isFirst = warned_.emplace(queueId, number).second;
+    }
+    if (isFirst) report(log_level::kWarn, kFrontend, kSave, "%@ (queue %@)", text, queueId);
+  }
+}
+
+bool KelmReliableQueue::mayUseFolder(bool isToSave, const char* from) {
+  using State = FolderKey::State;
+  (void)getFileHandler();  // fixes the key
+  const auto key = folderKey();
+  const auto folder = queueFilePath();
+  if (!key || !folder || folder->empty()) return true;
+  switch (isToSave ? key->claim(*folder) : key->stateOf(*folder)) {
+    case State::Same:
+    case State::NotSet:
+      return true;
+    case State::Other:
+      report(log_level::kError, kFrontend, from,
+             "The payloads in %@ were saved with another key or vector: nothing is touched. Set "
+             "filesystemKey and filesystemIV to those, or call adoptKey() to give the payloads up",
+             *folder);
+      return false;
+    case State::LaterLayout:
+      report(log_level::kError, kFrontend, from,
+             "The folder %@ was made by a later version: nothing is touched", *folder);
+      return false;
+    case State::Unknown:
+      break;
+  }
+  report(log_level::kError, kFrontend, from,
+         "The key of the folder %@ cannot be checked now: nothing is touched", *folder);
+  return false;
+}
+
+bool KelmReliableQueue::adoptKey() {
+  const RecursiveLock lock(mutex_);
+  const auto files = getFileHandler();
+  const auto key = folderKey();
+  const auto folder = queueFilePath();
+  return key && folder && !folder->empty() &&
+         files->ensureFullPathExists_andClearFiles(folder, false) && !key->adopt(*folder);
 }
 
 void KelmReliableQueue::removeOldestPayloadIfLimitReached() {
@@ -142,36 +211,73 @@ void KelmReliableQueue::removeOldestPayloadIfLimitReached() {
 
 void KelmReliableQueue::processQueueWithID(std::optional<std::string_view> queueId) {
   const RecursiveLock lock(mutex_);
+  const auto folder = lockFolder();
+  if (!folder) {
+    report(log_level::kInfo, kInternal, kProcess,
+           "ReliableQueue %@ is processed by somebody else, or cannot be locked", queueId);
+    return;
+  }
   std::vector<std::string> paths = listFiles();
   if (paths.empty()) {
     report(log_level::kDebug, kInternal, kProcess, "ReliableQueue %@ processing complete", queueId);
     return;
   }
+  if (!mayUseFolder(false, kProcess)) return;
   const std::string wanted = format("%@%@", payload_name::kSeparator, queueId);
   std::erase_if(paths,
                 [&](const std::string& path) { return path.find(wanted) == std::string::npos; });
   std::sort(paths.begin(), paths.end());
   auto following = static_cast<std::int64_t>(paths.size());
   for (const std::string& path : paths)
-    offer(path, --following);
+    offer(path, --following, folder);
 }
 
-void KelmReliableQueue::offer(const std::string& path, std::int64_t following) {
+// Absent while somebody else has the folder, and when that cannot be told.
+std::shared_ptr<platform::FolderLock> KelmReliableQueue::lockFolder() {
+  struct NoLock : platform::FolderLock {};
+  const std::string folder = queueFilePath().value_or(std::string());
+  {
+    const Lock lock(stateMutex_);
+    if (auto held = lock_.lock(); held && lockedPath_ == folder) return held;
+  }
+  auto locked = platform::current<platform::FileSystem>()->lockFolder(folder);
+  if (!locked) {
+    const std::int64_t code = locked.error().code;
+    const bool isNothingThere = code == ENOENT || code == ENOTDIR;
+    return isNothingThere ? std::make_shared<NoLock>() : nullptr;
+  }
+  std::shared_ptr<platform::FolderLock> held(std::move(*locked));
+  const Lock lock(stateMutex_);
+  lock_ = held;
+  lockedPath_ = folder;
+  return held;
+}
+
+void KelmReliableQueue::removeBroken(const std::string& path, bool isClosed) {
+  std::optional<std::string> quarantine;
+  {
+    const Lock lock(stateMutex_);
+    quarantine = quarantinePath_;
+  }
+  const auto files = getFileHandler();
+  if (isClosed && quarantine && !quarantine->empty())
+    payload_files::quarantine(*files, path, *quarantine);
+  else
+    files->removeFileWithFullPath(path);
+}
+
+void KelmReliableQueue::offer(const std::string& path, std::int64_t following,
+                              const std::shared_ptr<platform::FolderLock>& folder) {
+  using Kind = payload_files::Reading::Kind;
   const auto files = getFileHandler();
   report(log_level::kInfo, kInternal, kProcess, "Reading payload file with path: %@", path);
-  bool readable = true;
-  std::optional<Data> payload;
-  try {
-    payload = read(*files, path);
-  } catch (const Exception&) {
-    readable = false;  // no key: the payload is as good as before
-  }
-  if (!payload || payload->empty() || payload->size() > kLargestPayloadBytes) {
+  payload_files::Reading reading = payload_files::read(*files, path);
+  if (reading.kind != Kind::Opened) {
     report(log_level::kError, kFrontend, kProcess, "Error processing file %@", path);
-    if (readable) files->removeFileWithFullPath(path);
+    if (reading.kind != Kind::Refused) removeBroken(path, reading.kind == Kind::Closed);
     return;
   }
-  report(log_level::kInfo, kInternal, kProcess, "Payload size is: %@", payload->size());
+  report(log_level::kInfo, kInternal, kProcess, "Payload size is: %@", reading.payload.size());
   std::optional<std::string> queueId = payload_name::queueIdOf(path);
   if (!queueId) {
     report(log_level::kError, kTrace, kProcess, "Error reading queue id from filename: %@", path);
@@ -184,7 +290,9 @@ void KelmReliableQueue::offer(const std::string& path, std::int64_t following) {
     report(log_level::kError, kTrace, kProcess, "Error getting handler");
     return;
   }
-  (*processor)(std::move(*payload), std::move(*queueId), following, makeDone(files, path));
+  auto settlement = std::make_shared<Settlement>(files, path, folder);
+  (*processor)(std::move(reading.payload), std::move(*queueId), following,
+               [settlement](const std::optional<Error>& error) { settlement->settle(error); });
 }
 
 void KelmReliableQueue::resetQueueWithID(std::optional<std::string_view> queueId) {
@@ -206,9 +314,24 @@ std::shared_ptr<VaspSecureFileHandler> KelmReliableQueue::getFileHandler() {
   const Lock lock(stateMutex_);
   if (!fileHandler_) {
     fileHandler_ = std::make_shared<VaspSecureFileHandler>();
-    fileHandler_->setAESKey_andIV(viewOf(filesystemKey_.get()), viewOf(filesystemIV_.get()));
+    const SecretPointer key = filesystemKey_.get();
+    const SecretPointer vector = filesystemIV_.get();
+    fileHandler_->setAESKey_andIV(viewOf(key), viewOf(vector));
+    if (key)
+      folderKey_ =
+          std::make_shared<const FolderKey>(key->bytes(), vector ? vector->bytes() : DataView());
   }
   return fileHandler_;
+}
+
+std::shared_ptr<const FolderKey> KelmReliableQueue::folderKey() {
+  const Lock lock(stateMutex_);
+  return folderKey_;
+}
+
+void KelmReliableQueue::setQuarantinePath(std::optional<std::string> path) {
+  const Lock lock(stateMutex_);
+  quarantinePath_ = std::move(path);
 }
 
 std::optional<std::string> KelmReliableQueue::queueFilePath() const {

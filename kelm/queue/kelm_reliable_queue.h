@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -13,10 +14,13 @@
 #include "kelm/base/error.h"
 #include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
+#include "kelm/platform/file_system.h"
 #include "kelm/storage/secret_data.h"
 #include "kelm/storage/vasp_secure_file_handler.h"
 
 namespace kelm {
+
+class FolderKey;
 
 /// Says what became of a payload: without an error its file is removed, with one it stays for the
 /// next run. May be called at once or later, from any thread, any number of times, and outlives
@@ -35,9 +39,17 @@ using ReliableQueueProcessor = std::function<void(Data payload, std::string queu
 /// payload that was saved survives kill -9 and loss of power.
 ///
 /// What is lost by design: the second payload that a queue gets within a millisecond; the oldest
-/// payload of all when the folder holds 201 files; files that cannot be read, are empty, too
-/// large or badly named, when they are processed. A payload that was handled may be offered once
-/// more after a loss of power. Names sort as text, so the order is that of the clock.
+/// payload of all when the folder holds 201 files; files that do not open, are empty, too large or
+/// badly named, when they are processed. A file that the system cannot read now stays. A payload
+/// that was handled may be offered once more after a loss of power. Names sort as text, so the
+/// order is that of the clock.
+///
+/// The folder remembers the key: a hidden file, made by the first save, holds a check value. With
+/// another key or vector nothing is saved or processed, and one ERROR line says so.
+///
+/// Several processes may share a folder. A save never replaces the payload of another one, and
+/// while one runs the queue, or has done callbacks that were neither called nor dropped, the
+/// others' runs offer nothing. The end of a process, however it comes, frees the folder.
 ///
 /// Set folder, key and vector before the first save or run. All operations may be called from any
 /// thread. Saving and processing hold the object's recursive lock throughout, processors
@@ -70,6 +82,13 @@ class KELM_API KelmReliableQueue {
   /// without a processor stays. When the key is missing every file is logged as broken and stays,
   /// but for one too large to hold a payload, which goes all the same.
   void processQueueWithID(std::optional<std::string_view> queueId);
+  /// Gives the folder the key and vector of this queue, in place of those that it remembers. What
+  /// was saved with the others does not open any more, and goes as such at the next run. False,
+  /// nothing changed, without a key or when the folder cannot be written.
+  bool adoptKey();
+  /// A hidden folder (a name that starts with a dot) where files that do not open are kept in place
+  /// of being deleted, at most 200 of them; absent, as at first: they are deleted.
+  void setQuarantinePath(std::optional<std::string> path);
   /// `resetQueueWithID:` Removes the files of exactly this ID, and badly named ones.
   void resetQueueWithID(std::optional<std::string_view> queueId);
 
@@ -93,14 +112,26 @@ class KELM_API KelmReliableQueue {
  private:
   std::shared_ptr<const ReliableQueueProcessor> processorFor(std::string_view queueId) const;
   std::vector<std::string> listFiles();
-  void offer(const std::string& path, std::int64_t following);
+  std::shared_ptr<const FolderKey> folderKey();
+  bool mayUseFolder(bool isToSave, const char* from);
+  void warnOfLoss(std::size_t payloadBytes, std::string_view queueId);
+  void store(DataView payload, std::string_view queueId);
+  std::shared_ptr<platform::FolderLock> lockFolder();
+  void offer(const std::string& path, std::int64_t following,
+             const std::shared_ptr<platform::FolderLock>& folder);
+  void removeBroken(const std::string& path, bool isClosed);
 
   RecursiveMutex mutex_;      // held by saving and processing, also while they call out
   mutable Mutex stateMutex_;  // guards the fields below; never held while calling out
   std::unordered_map<std::string, std::shared_ptr<const ReliableQueueProcessor>> processorTable_
       KELM_GUARDED_BY(stateMutex_);
   std::shared_ptr<VaspSecureFileHandler> fileHandler_ KELM_GUARDED_BY(stateMutex_);
+  std::shared_ptr<const FolderKey> folderKey_ KELM_GUARDED_BY(stateMutex_);
   std::optional<std::string> queueFilePath_ KELM_GUARDED_BY(stateMutex_);
+  std::optional<std::string> quarantinePath_ KELM_GUARDED_BY(stateMutex_);
+  std::set<std::pair<std::string, int>> warned_ KELM_GUARDED_BY(stateMutex_);  // ID and kind
+  std::weak_ptr<platform::FolderLock> lock_ KELM_GUARDED_BY(stateMutex_);  // of a run not settled
+  std::string lockedPath_ KELM_GUARDED_BY(stateMutex_);
   SecretCell filesystemKey_;
   SecretCell filesystemIV_;
 };

@@ -1,13 +1,18 @@
 #include "kelm/queue/payload_name.h"
 
+#include <cmath>
+
 #include "kelm/base/format.h"
 
 namespace kelm::payload_name {
 
 std::string make(Date created, std::string_view queueId) {
-  // To the microsecond, which a date resolves: 501 ms may be held as 500.9999.
-  std::string name = format("%.3f", created.secondsSince1970 * 1000.0);
-  name.resize(std::min(name.find_first_of(".,"), name.size()));
+  // Cut, not rounded: the last millisecond whose own date is not later. The product alone may fall
+  // on either side of it.
+  double milliseconds = std::floor(created.secondsSince1970 * 1000.0);
+  if ((milliseconds + 1) / 1000.0 <= created.secondsSince1970) ++milliseconds;
+  if (milliseconds / 1000.0 > created.secondsSince1970) --milliseconds;
+  std::string name = format("%.0f", milliseconds);
   name += kSeparator;
   name += queueId;
   name += kExtension;

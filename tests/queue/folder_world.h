@@ -125,7 +125,7 @@ class FolderWorld {
     std::vector<std::string> names;
     const auto entries = services_.fileSystem->list(kFolder);
     for (const platform::DirectoryEntry& entry : *entries)
-      names.push_back(entry.name);
+      if (entry.name != ".kelm-queue") names.push_back(entry.name);
     return names;  // sorted: the file system in memory keeps its names so
   }
 

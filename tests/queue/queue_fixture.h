@@ -62,7 +62,7 @@ struct QueueFixture {
     std::vector<std::string> names;
     if (const auto entries = fileSystem.list(std::string(kFolder)))
       for (const platform::DirectoryEntry& entry : *entries)
-        names.push_back(entry.name);
+        if (entry.name != ".kelm-queue") names.push_back(entry.name);
     std::sort(names.begin(), names.end());
     return names;
   }

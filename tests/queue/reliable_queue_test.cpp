@@ -1,5 +1,7 @@
+#include <cmath>
 #include <thread>
 
+#include "kelm/queue/payload_name.h"
 #include "tests/queue/queue_fixture.h"
 
 namespace kelm::testing {
@@ -47,8 +49,8 @@ TEST(ReliableQueueSave, SecondPayloadOfAMillisecondIsDroppedAfterAHundredPolls) 
   f.lines();
   const auto before = f.fileSystem.calls();
   f.save("2", "events");
-  // The folder, the listing (exists and list), the name and its hundred polls.
-  EXPECT_EQ(f.fileSystem.calls() - before, 1U + 2U + 101U);
+  // The folder, its key, the listing (exists and list), the name and its hundred polls.
+  EXPECT_EQ(f.fileSystem.calls() - before, 1U + 1U + 2U + 101U);
   EXPECT_EQ(f.files.readNSStringWithFullpath(f.pathOf(kFirst)), "1");
   EXPECT_THAT(
       f.lines(),
@@ -68,6 +70,44 @@ TEST(ReliableQueueSave, HostileQueueIdsAreFailedStoresAndTouchNothing) {
                 ElementsAre("INFO Saving a payload with filename:1700000000500___" + id + ".dat",
                             "ERROR Cant save file"));
   }
+}
+
+TEST(ReliableQueueSave, WhatWillBeLostOrIsWeakIsSaidOnceAQueue) {
+  const struct {
+    std::size_t keyBytes, vectorBytes, payloadBytes;
+    std::string line;
+  } kRows[] = {
+      {16, 16, 102400, ""},
+      {5, 16, 1, "A key of 5 bytes is filled with zeros to 16"},
+      {0, 16, 1, "A key of 0 bytes is filled with zeros to 16"},
+      {20, 16, 1, "A key of 20 bytes encrypts nothing: every save fails"},
+      {32, 0, 1, "A vector of 0 bytes is filled with zeros to 16"},
+      {24, 16, 0, "Empty payloads are deleted when they are processed"},
+      {16, 16, 102401, "Payloads above 102400 bytes are deleted when they are processed"},
+  };
+  for (const auto& row : kRows) {
+    QueueFixture f;
+    f.accept("q");
+    f.queue.setFilesystemKey(Data(row.keyBytes, 'k'));
+    f.queue.setFilesystemIV(Data(row.vectorBytes, 'v'));
+    for (int i = 0; i < 2; ++i)
+      f.save(std::string(row.payloadBytes, 'x'), "q");
+    std::vector<std::string> warnings = f.lines();
+    std::erase_if(warnings, [](const std::string& line) { return !line.starts_with("WARN"); });
+    EXPECT_EQ(warnings, row.line.empty()
+                            ? std::vector<std::string>{}
+                            : std::vector<std::string>{"WARN " + row.line + " (queue q)"});
+  }
+}
+
+TEST(ReliableQueueSave, NameIsTheMillisecondThatHasBegun) {
+  const double next = 1700000000.501;
+  EXPECT_EQ(payload_name::make(Date{next}, "q"), "1700000000501___q.dat");
+  EXPECT_EQ(payload_name::make(Date{std::nextafter(next, 0)}, "q"), "1700000000500___q.dat");
+  // Dates so late are coarser than their milliseconds' products.
+  for (std::int64_t ms = 2147483648000; ms < 2147483649000; ++ms)
+    EXPECT_EQ(payload_name::make(Date{static_cast<double>(ms) / 1000}, ""),
+              std::to_string(ms) + "___.dat");
 }
 
 TEST(ReliableQueueLimit, OldestOf201GoesBeforeTheNewOneIsWritten) {

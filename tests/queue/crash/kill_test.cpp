@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -144,6 +145,40 @@ TEST(ReliableQueueKill, NothingTornIsDeliveredAndNothingAcknowledgedIsLost) {
     saves.saveAndKill(random);
     if (i % kKillsARun == 0) saves.check();
   }
+}
+
+TEST(ReliableQueueProcesses, NameIsTakenByOneAndEachPayloadIsOfferedByOne) {
+  constexpr int kProcesses = 4;
+  constexpr std::int64_t kNumbers = 50;
+  TemporaryFolder folder;
+  const auto together = [&](auto body) {
+    std::vector<std::unique_ptr<Child>> children;
+    for (int i = 0; i < kProcesses; ++i)
+      children.push_back(std::make_unique<Child>(body));
+    std::multiset<std::int64_t> told;
+    for (const auto& child : children)
+      for (std::int64_t number = 0; child->read(number);)
+        told.insert(number);
+    return told;
+  };
+  const auto saved = together([&](auto tell) {
+    SavingProcess process(folder.path());
+    for (std::int64_t number = 0; number < kNumbers; ++number)
+      if (process.save(number)) tell(number);
+  });
+  EXPECT_EQ(saved.size(), std::set(saved.begin(), saved.end()).size()) << "one was replaced";
+  EXPECT_EQ(saved.size(), static_cast<std::size_t>(kNumbers));
+  const auto offered = together([&](auto tell) {
+    SavingProcess process(folder.path());
+    process.queue().setProcessorHandler_withQueueID(
+        [&](const Data& payload, auto&&, auto, const ReliableQueueDone& done) {
+          tell(SavingProcess::numberOf(payload));
+          done(std::nullopt);
+        },
+        "q");
+    process.queue().processQueueWithID("q");
+  });
+  EXPECT_EQ(offered, saved);
 }
 
 }  // namespace
