@@ -69,7 +69,8 @@ class KELM_API VaspFileHandler {
   /// empty or absent path is logged and refused.
   bool storeNSString_withFullpath(std::optional<std::string_view> text, Path path) const;
   /// `storeNSCodableObject:withFullPath:` As a keyed archive whose root has the key "root". False,
-  /// silently, for an absent object and for one that cannot be archived.
+  /// silently, for an absent object and for one that cannot be archived; with a WARN line for one
+  /// that raises meanwhile.
   bool storeNSCodableObject_withFullPath(const std::optional<Value>& object, Path path) const;
 
   /// `readNSDataWithFullpath:` Absent, silently, when nothing is there.

@@ -1,4 +1,8 @@
+#include <utility>
+
 #include "kelm/base/error.h"
+#include "kelm/platform/reporting.h"
+#include "kelm/storage/log_lines.h"
 #include "kelm/storage/vasp_file_handler.h"
 
 namespace kelm {
@@ -6,7 +10,13 @@ namespace kelm {
 bool VaspFileHandler::storeNSCodableObject_withFullPath(const std::optional<Value>& object,
                                                         Path path) const {
   if (!object) return false;
-  const Result<Data> archive = archivedData(*object);
+  std::optional<Data> archive;
+  try {
+    if (Result<Data> made = archivedData(*object)) archive = std::move(*made);
+  } catch (...) {  // what an object raises while it is encoded
+    file_log::warn("-[VaspFileHandler storeNSCodableObject:withFullPath:]",
+                   "Cant archive object: %@", platform::describeCurrentException());
+  }
   return archive && storeNSData_withFullpath(*archive, path);
 }
 

@@ -198,5 +198,18 @@ TEST(VaspFileHandlerSearch, FiltersByTheWholePathAndSkipsFoldersAndHiddenItems) 
   EXPECT_EQ(record.source, "-[VaspFileHandler searchFilesInFullPath:withFilenameContaining:]");
 }
 
+TEST(VaspFileHandlerCodable, ObjectThatRaisesWhileItIsArchivedIsAFailedStoreWithALine) {
+  struct Raising : Archivable {
+    std::string archiveClassName() const override { return "Raising"; }
+    void encodeWith(KeyedEncoder&) const override { throw std::runtime_error("no ink"); }
+  };
+  StorageFixture f;
+  f.put("/r/f", "old");
+  EXPECT_FALSE(f.handler.storeNSCodableObject_withFullPath(
+      Value(ObjectPointer(std::make_shared<Raising>())), "/r/f"));
+  EXPECT_EQ(f.text("/r/f"), "old");
+  EXPECT_THAT(f.lines(), ::testing::ElementsAre("WARN Cant archive object: no ink"));
+}
+
 }  // namespace
 }  // namespace kelm::testing
