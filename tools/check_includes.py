@@ -38,6 +38,7 @@ THIRD_PARTY = {
     "double-conversion/": "double-conversion::",
     "expat.h": "EXPAT::",
     "nettle/": "PkgConfig::NETTLE",
+    "libpsl.h": "PkgConfig::LIBPSL",
     "pango/": "PkgConfig::PANGO",
     "hb.h": "PkgConfig::PANGO",
 }
