@@ -20,6 +20,6 @@ KELM_API std::vector<std::string> callStackSymbols();
 
 /// In a catch block: writes "LOG ERROR %@" with the exception to the console, then a line with the
 /// call stack.
-void reportExceptionWithStack() noexcept;
+KELM_API void reportExceptionWithStack() noexcept;
 
 }  // namespace kelm::logging

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,12 @@ class KELM_API VaspLoggerProcessorDelegate {
   virtual ~VaspLoggerProcessorDelegate() = default;
   /// `processLog:` The record is only lent.
   virtual void processLog(const KelmLogModel& log) = 0;
+  /// Waits, for `limit` at most, until earlier records are written as far as they can be now; false
+  /// when the time was too short.
+  virtual bool flush(std::chrono::milliseconds limit) {
+    static_cast<void>(limit);
+    return true;
+  }
 };
 
 }  // namespace kelm

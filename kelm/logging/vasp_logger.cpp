@@ -1,5 +1,6 @@
 #include "kelm/logging/vasp_logger.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <utility>
@@ -216,6 +217,14 @@ void VaspLogger::logEventAndExit(std::string_view message) {
   throw Exception(exception_name::kGeneric, message);
 }
 
-bool VaspLogger::flush(std::chrono::milliseconds limit) { return queue().flush(limit); }
+bool VaspLogger::flush(std::chrono::milliseconds limit) {
+  using std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kNone{0}, kLongest = std::chrono::hours(24 * 365);
+  const auto end = steady_clock::now() + std::clamp(limit, kNone, kLongest);
+  if (!queue().flush(limit)) return false;
+  const auto delegate = slot().get();
+  return !delegate || delegate->flush(std::chrono::ceil<std::chrono::milliseconds>(
+                          std::max<steady_clock::duration>(end - steady_clock::now(), kNone)));
+}
 
 }  // namespace kelm

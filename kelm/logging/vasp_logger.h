@@ -49,6 +49,12 @@ class KELM_API VaspLogDelegate {
                                                            const char* from,
                                                            std::string_view threadName,
                                                            std::string_view message) = 0;
+  /// Waits, for `limit` at most, until earlier records are written as far as they can be now; false
+  /// when the time was too short. From any thread.
+  virtual bool flush(std::chrono::milliseconds limit) {
+    static_cast<void>(limit);
+    return true;
+  }
 };
 
 /// The one front door of logging. Formats on the caller's thread, delivers on the serial queue
@@ -100,8 +106,8 @@ class KELM_API VaspLogger {
   /// exception whose reason is the message.
   [[noreturn, gnu::noinline]] static void logEventAndExit(std::string_view message);
 
-  /// Waits until what was logged before the call is delivered; false when `limit` passes first,
-  /// and at once on the logging queue, that is within a delegate.
+  /// Waits until what was logged before the call is delivered, and the delegate has flushed it;
+  /// false when `limit` passes first, and at once on the logging queue, that is within a delegate.
   static bool flush(std::chrono::milliseconds limit);
 };
 

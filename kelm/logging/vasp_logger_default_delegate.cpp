@@ -1,6 +1,7 @@
 #include "kelm/logging/vasp_logger_default_delegate.h"
 
 #include <algorithm>
+#include <atomic>
 #include <unordered_map>
 
 #include "kelm/base/format.h"
@@ -68,7 +69,15 @@ LinePrefixes& linePrefixes() {
   return *kPrefixes;
 }
 
+/// A static object's constructor may fill it before any other is made.
+std::atomic<LogProcessorMaker::Make>& makerOf(LogProcessorKind kind) {
+  static constinit std::atomic<LogProcessorMaker::Make> remote{nullptr}, file{nullptr};
+  return kind == log_processor::kRemote ? remote : file;
+}
+
 }  // namespace
+
+LogProcessorMaker::LogProcessorMaker(LogProcessorKind kind, Make make) { makerOf(kind) = make; }
 
 LogProcessorKind VaspLoggerDefaultDelegate::loggerProcessor() const {
   return log_processor::kSystemLog;
@@ -80,12 +89,25 @@ std::shared_ptr<VaspLoggerProcessorDelegate> VaspLoggerDefaultDelegate::getLogge
   const LogProcessorKind kind = loggerProcessor();
   if (kind == log_processor::kSystemLog) {
     processorDelegate_ = std::make_shared<VaspLoggerProcessor_NSLogImpl>();
-  } else if ((kind == log_processor::kRemote || kind == log_processor::kFile) &&
-             !std::exchange(saidUnavailable_, true)) {
-    platform::current<platform::Console>()->writeLine(format(
-        "LOG ERROR log processor %d is not available in this version: records are dropped", kind));
+  } else if (kind == log_processor::kRemote || kind == log_processor::kFile) {
+    if (const auto make = makerOf(kind).load())
+      processorDelegate_ = make();
+    else if (!std::exchange(saidUnavailable_, true))
+      platform::current<platform::Console>()->writeLine(kelm::format(
+          "LOG ERROR log processor %d is missing, records are dropped: include its header of "
+          "kelm/logging/processors and link KelmCore::processors",
+          kind));
   }
   return processorDelegate_;
+}
+
+bool VaspLoggerDefaultDelegate::flush(std::chrono::milliseconds limit) {
+  std::shared_ptr<VaspLoggerProcessorDelegate> processor;
+  {
+    const RecursiveLock lock(mutex_);
+    processor = processorDelegate_;
+  }
+  return !processor || processor->flush(limit);
 }
 
 void VaspLoggerDefaultDelegate::logwithLevel_aspect_from_threadName_message(

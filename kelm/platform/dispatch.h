@@ -34,9 +34,16 @@ class KELM_API Queue {
   /// Runs the task and waits for its end: at once when called on this queue, else in its turn.
   /// What the task throws reaches the caller.
   virtual void runAndWait(const Task& task) = 0;
+  /// Posts, and waits for the end of the task until `limit` has passed; true when it has ended by
+  /// then. A late task still runs. At once when called on this queue. What the task throws is
+  /// reported like that of any task.
+  virtual bool runWithin(Duration limit, Task task) = 0;
   /// True on the thread that is running this queue's tasks now.
   virtual bool isCurrent() const = 0;
 };
+
+/// What a descriptor is watched for; an error and the end of both directions are always told.
+enum class Readiness { Writable, PeerClosed };
 
 /// The host's main thread. Either the host gives it to run(), or its own loop polls descriptor()
 /// for reading and calls runPending() whenever that is ready.
@@ -51,6 +58,10 @@ class KELM_API MainLoop : public Queue {
   virtual bool runUntil(const std::function<bool()>& done, Duration limit) = 0;
   /// Readable whenever runPending() has something to do; -1 when there is none (a test's loop).
   virtual int descriptor() const = 0;
+  /// Posts the task whenever the descriptor becomes what it is watched for, until the result is
+  /// destroyed, which the descriptor must outlive. A test's loop never posts it.
+  [[nodiscard]] virtual std::unique_ptr<Timer> watch(int descriptor, Readiness wanted,
+                                                     Task task) = 0;
   /// True on the main thread: the process's first, until attachToCurrentThread() moves it.
   bool isMainThread() const { return isCurrent(); }
   virtual void attachToCurrentThread() = 0;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,9 @@ class KELM_API FileSystem {
   /// The same where nothing is: EEXIST, and nothing changed, when something has the name, a link to
   /// nothing too. Of several that create one path at once, in any process, one succeeds.
   virtual Failure createFile(const std::string& path, DataView content) = 0;
+  /// Appends the pieces to a regular file that exists, links followed. Not durable; a failure may
+  /// leave some of the bytes appended. A missing file, a directory, pipe or device is an error.
+  virtual Failure appendToFile(const std::string& path, std::span<const DataView> pieces) = 0;
   /// Makes the directory and every missing parent (0700). Success when it is there already.
   virtual Failure createDirectories(const std::string& path) = 0;
   /// Removes a file, a link (not its target) or a directory with all that it holds; never what a

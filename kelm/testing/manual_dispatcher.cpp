@@ -150,6 +150,11 @@ class ManualDispatcher::ManualQueue : public Base {
     }
     agenda_->runAs(number_, task, false);
   }
+  /// Without a limit: nothing else can run meanwhile.
+  bool runWithin(Duration, Task task) override {
+    runAndWait([&] { agenda_->runAs(number_, task, true); });
+    return true;
+  }
   bool isCurrent() const override { return agenda_->isCurrent(number_); }
 
  protected:
@@ -190,6 +195,9 @@ class ManualDispatcher::ManualMainLoop : public ManualQueue<platform::MainLoop> 
     return true;
   }
   int descriptor() const override { return -1; }
+  std::unique_ptr<platform::Timer> watch(int, platform::Readiness, Task) override {
+    return std::make_unique<platform::Timer>();
+  }
   void attachToCurrentThread() override { agenda_->runner = std::this_thread::get_id(); }
 
  private:

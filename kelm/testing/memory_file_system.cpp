@@ -218,6 +218,19 @@ Failure MemoryFileSystem::writeFile(const std::string& path, DataView content, b
   });
 }
 
+Failure MemoryFileSystem::appendToFile(const std::string& path, std::span<const DataView> pieces) {
+  const Lock lock(mutex_);
+  return attempt(path, [&]() KELM_REQUIRES(mutex_) {
+    const Place place = find(path, true);
+    if (const int error = place.missing()) return error;
+    if (place.node->isFolder()) return EISDIR;
+    for (const DataView piece : pieces)
+      append(place.node->content, piece);
+    place.node->modified = now();
+    return 0;
+  });
+}
+
 /// Every folder on the way to the item holds its present names for good.
 void MemoryFileSystem::syncWayTo(const std::string& path) {
   for (const NodePointer& folder : findSlot(path).way)

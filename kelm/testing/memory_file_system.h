@@ -39,6 +39,7 @@ class KELM_API MemoryFileSystem : public platform::FileSystem, public FaultLadde
   Failure createFile(const std::string& path, DataView content) override {
     return writeFile(path, content, false);
   }
+  Failure appendToFile(const std::string& path, std::span<const DataView> pieces) override;
   Failure createDirectories(const std::string& path) override;
   Failure remove(const std::string& path) override;
   Failure move(const std::string& from, const std::string& to) override {

@@ -16,6 +16,7 @@
 #include "kelm/testing/memory_home_folders.h"
 #include "kelm/testing/memory_item_store.h"
 #include "kelm/testing/memory_local_authentication.h"
+#include "kelm/testing/memory_streams.h"
 #include "kelm/testing/memory_system_log.h"
 #include "kelm/testing/memory_url_sessions.h"
 #include "kelm/testing/memory_user_defaults.h"
@@ -36,6 +37,7 @@ struct KELM_API TestPlatform {
   std::shared_ptr<platform::InProcessNotificationCenter> notificationCenter =
       std::make_shared<platform::InProcessNotificationCenter>();
   std::shared_ptr<MemorySystemLog> systemLog = std::make_shared<MemorySystemLog>();
+  std::shared_ptr<MemoryStreams> streams = std::make_shared<MemoryStreams>();
   std::shared_ptr<MemoryUrlSessions> urlSessions = std::make_shared<MemoryUrlSessions>();
   std::shared_ptr<platform::InProcessApplication> application =
       std::make_shared<platform::InProcessApplication>();
@@ -59,6 +61,7 @@ class KELM_API TestScope {
         bundle_(s.bundle),
         notificationCenter_(s.notificationCenter),
         systemLog_(s.systemLog),
+        streams_(s.streams),
         urlSessions_(s.urlSessions),
         application_(s.application),
         random_(s.random),
@@ -76,6 +79,7 @@ class KELM_API TestScope {
   platform::ScopedService<platform::Bundle> bundle_;
   platform::ScopedService<platform::NotificationCenter> notificationCenter_;
   platform::ScopedService<platform::SystemLog> systemLog_;
+  platform::ScopedService<platform::Streams> streams_;
   platform::ScopedService<platform::UrlSessions> urlSessions_;
   platform::ScopedService<platform::Application> application_;
   platform::ScopedService<platform::Random> random_;

@@ -78,7 +78,7 @@ TEST_F(DefaultDelegateTest, ProcessorIsMadeOnceAndKeptWhateverTheKindBecomes) {
   EXPECT_EQ(changing.getLoggerProcessorImpl(), processor);
 }
 
-TEST_F(DefaultDelegateTest, KindsWithoutAProcessorYetSaySoOnce) {
+TEST_F(DefaultDelegateTest, KindsWhoseLibraryIsMissingSaySoOnce) {
   for (const LogProcessorKind kind : {1, 2}) {
     OtherKind dropping(kind);
     deliver(dropping, 3, 0, "lost");
@@ -87,8 +87,10 @@ TEST_F(DefaultDelegateTest, KindsWithoutAProcessorYetSaySoOnce) {
   EXPECT_THAT(
       services.console->lines(),
       ElementsAre(
-          "LOG ERROR log processor 1 is not available in this version: records are dropped",
-          "LOG ERROR log processor 2 is not available in this version: records are dropped"));
+          "LOG ERROR log processor 1 is missing, records are dropped: include its header of "
+          "kelm/logging/processors and link KelmCore::processors",
+          "LOG ERROR log processor 2 is missing, records are dropped: include its header of "
+          "kelm/logging/processors and link KelmCore::processors"));
   EXPECT_THAT(services.systemLog->entries(), ElementsAre());
 }
 

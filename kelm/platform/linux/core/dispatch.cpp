@@ -9,6 +9,7 @@
 #include "kelm/platform/linux/core/task_loop.h"
 #include "kelm/platform/linux/core/worker_pool.h"
 #include "kelm/platform/process.h"
+#include "kelm/platform/reporting.h"
 
 namespace kelm::platform {
 
@@ -25,6 +26,14 @@ class LinuxMainLoop : public MainLoop {
     return loop_->every(interval, std::move(task));
   }
   void runAndWait(const Task& task) override { isCurrent() ? task() : loop_->postAndWait(task); }
+  bool runWithin(Duration limit, Task task) override {
+    if (!isCurrent()) return loop_->postAndWaitFor(limit, std::move(task));
+    runReporting(task);
+    return true;
+  }
+  std::unique_ptr<Timer> watch(int descriptor, Readiness wanted, Task task) override {
+    return loop_->watch(descriptor, wanted, std::move(task));
+  }
   bool isCurrent() const override {
     const std::thread::id attached = mainThread_;
     if (attached == std::thread::id()) return isFirstThread();
@@ -90,6 +99,11 @@ class SerialQueue : public Queue {
   }
   void runAndWait(const Task& task) override {
     isCurrent() ? task() : shared_->loop->postAndWait(task);
+  }
+  bool runWithin(Duration limit, Task task) override {
+    if (!isCurrent()) return shared_->loop->postAndWaitFor(limit, std::move(task));
+    runReporting(task);
+    return true;
   }
   bool isCurrent() const override { return runningHere == shared_->loop.get(); }
 

@@ -5,6 +5,7 @@
 #include <sys/timerfd.h>
 
 #include <algorithm>
+#include <array>
 #include <condition_variable>
 #include <exception>
 #include <limits>
@@ -18,6 +19,7 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t kNanosecondsPerMillisecond = 1'000'000;
+constexpr Duration kLongestWait = std::chrono::hours(24 * 365);
 
 int opened(int descriptor) {
   if (descriptor < 0)
@@ -50,6 +52,29 @@ class TaskLoop::LoopTimer : public Timer {
   std::shared_ptr<Appointment> appointment_;
 };
 
+/// Ends a watch; the loop's descriptors are told of it first, so that its number may be used again.
+class TaskLoop::LoopWatch : public Timer {
+ public:
+  LoopWatch(std::shared_ptr<TaskLoop> loop, std::shared_ptr<Watch> watch, std::uint64_t number,
+            int descriptor)
+      : loop_(std::move(loop)),
+        watch_(std::move(watch)),
+        number_(number),
+        descriptor_(descriptor) {}
+  ~LoopWatch() override {
+    watch_->stopped = true;
+    epoll_ctl(loop_->poller_.number(), EPOLL_CTL_DEL, descriptor_, nullptr);
+    const Lock lock(loop_->mutex_);
+    loop_->watches_.erase(number_);
+  }
+
+ private:
+  const std::shared_ptr<TaskLoop> loop_;
+  const std::shared_ptr<Watch> watch_;
+  const std::uint64_t number_;
+  const int descriptor_;
+};
+
 TaskLoop::TaskLoop()
     : poller_(opened(epoll_create1(EPOLL_CLOEXEC))),
       event_(opened(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))),
@@ -57,7 +82,7 @@ TaskLoop::TaskLoop()
   for (const int source : {event_.number(), alarm_.number()}) {
     epoll_event interest{};
     interest.events = EPOLLIN | EPOLLET;  // told once, and never read
-    interest.data.fd = source;
+    interest.data.u64 = 0;
     opened(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, source, &interest));
   }
 }
@@ -116,6 +141,45 @@ void TaskLoop::postAndWait(const Task& task) {
     outcome.changed.wait(outcome.mutex);
   outcome.mutex.unlock();
   if (outcome.failure) std::rethrow_exception(outcome.failure);
+}
+
+bool TaskLoop::postAndWaitFor(Duration limit, Task task) {
+  struct Outcome {
+    Mutex mutex;
+    std::condition_variable_any changed;
+    bool done KELM_GUARDED_BY(mutex) = false;
+  };
+  const auto outcome = std::make_shared<Outcome>();  // a late task outlives the call
+  post([task = std::move(task), outcome] {
+    runReporting(task);
+    const Lock lock(outcome->mutex);
+    outcome->done = true;
+    outcome->changed.notify_one();
+  });
+  const auto end = std::chrono::steady_clock::now() + std::min<Duration>(limit, kLongestWait);
+  const Lock lock(outcome->mutex);
+  while (!outcome->done &&
+         outcome->changed.wait_until(outcome->mutex, end) == std::cv_status::no_timeout) {
+  }
+  return outcome->done;
+}
+
+std::unique_ptr<Timer> TaskLoop::watch(int descriptor, Readiness wanted, Task task) {
+  auto watch = std::make_shared<Watch>();
+  watch->task = std::move(task);
+  std::uint64_t number = 0;
+  {
+    const Lock lock(mutex_);
+    number = nextWatch_++;
+    watches_.emplace(number, watch);
+  }
+  auto result =
+      std::make_unique<LoopWatch>(shared_from_this(), std::move(watch), number, descriptor);
+  epoll_event interest{};
+  interest.events = EPOLLET | (wanted == Readiness::Writable ? EPOLLOUT : EPOLLRDHUP);
+  interest.data.u64 = number;
+  opened(epoll_ctl(poller_.number(), EPOLL_CTL_ADD, descriptor, &interest));
+  return result;
 }
 
 bool TaskLoop::runNext() {
@@ -218,8 +282,17 @@ void TaskLoop::armTimer() {
 }
 
 void TaskLoop::awaitDescriptors(int timeoutMilliseconds) {
-  epoll_event ready[2];
-  epoll_wait(poller_.number(), ready, 2, timeoutMilliseconds);
+  std::array<epoll_event, 16> ready;
+  const int count = epoll_wait(poller_.number(), ready.data(), static_cast<int>(ready.size()),
+                               timeoutMilliseconds);
+  const Lock lock(mutex_);
+  for (int i = 0; i < count; ++i) {
+    const auto found = watches_.find(ready[static_cast<std::size_t>(i)].data.u64);
+    if (found == watches_.end()) continue;
+    due_.push_back([watch = found->second] {
+      if (!watch->stopped) watch->task();
+    });
+  }
 }
 
 void TaskLoop::wake() {

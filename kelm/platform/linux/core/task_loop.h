@@ -29,6 +29,11 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
   /// Posts and waits; what the task throws reaches the caller. Not for the runner.
   void postAndWait(const Task& task);
 
+  /// The same, but waits no longer than `limit`; false when the task has not ended by then.
+  bool postAndWaitFor(Duration limit, Task task);
+  /// Posts the task whenever the descriptor becomes what it is watched for.
+  std::unique_ptr<Timer> watch(int descriptor, Readiness wanted, Task task) KELM_EXCLUDES(mutex_);
+
   /// Runs one task that is due; false when there is none. A task may call it again.
   bool runNext() KELM_EXCLUDES(mutex_);
   /// Runs what is due at the start of the call, then settles. True when something ran.
@@ -50,13 +55,18 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
     std::atomic<bool> stopped{false};
   };
   class LoopTimer;
+  struct Watch {
+    Task task;
+    std::atomic<bool> stopped{false};
+  };
+  class LoopWatch;
 
   void schedule(std::shared_ptr<Appointment> appointment, std::int64_t time) KELM_REQUIRES(mutex_);
   void stop(Appointment& appointment) KELM_EXCLUDES(mutex_);
   void collectDue() KELM_EXCLUDES(mutex_);
   bool prepareToSleep() KELM_EXCLUDES(mutex_);
   void armTimer() KELM_REQUIRES(mutex_);
-  void awaitDescriptors(int timeoutMilliseconds);
+  void awaitDescriptors(int timeoutMilliseconds) KELM_EXCLUDES(mutex_);
   void wake();
 
   const Descriptor poller_;
@@ -69,6 +79,8 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
   /// By time and, within one time, by age.
   std::map<std::pair<std::int64_t, std::uint64_t>, std::shared_ptr<Appointment>> appointments_
       KELM_GUARDED_BY(mutex_);
+  std::map<std::uint64_t, std::shared_ptr<Watch>> watches_ KELM_GUARDED_BY(mutex_);
+  std::uint64_t nextWatch_ KELM_GUARDED_BY(mutex_) = 1;  ///< 0: the loop's own descriptors
   std::uint64_t nextAge_ KELM_GUARDED_BY(mutex_) = 0;
   std::int64_t armedFor_ KELM_GUARDED_BY(mutex_) = 0;  ///< 0: the alarm is off
   /// The runner looks at posted_ before it sleeps again.

@@ -19,6 +19,10 @@ ssize_t FileCalls::write(int file, const std::uint8_t* bytes, std::size_t count)
   return ::write(file, bytes, count);
 }
 
+ssize_t FileCalls::writePieces(int file, const iovec* pieces, int count) const {
+  return ::writev(file, pieces, count);
+}
+
 int FileCalls::sync(int descriptor) const { return ::fsync(descriptor); }
 
 int FileCalls::setPermissions(int file, mode_t permissions) const {

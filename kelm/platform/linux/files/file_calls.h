@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <sys/uio.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,7 @@ class FileCalls {
 
   virtual int open(int folder, const char* path, int flags, mode_t mode) const;
   virtual ssize_t write(int file, const std::uint8_t* bytes, std::size_t count) const;
+  virtual ssize_t writePieces(int file, const iovec* pieces, int count) const;
   /// Writes content and metadata of a file, or the names in a folder, to the device.
   virtual int sync(int descriptor) const;
   virtual int setPermissions(int file, mode_t permissions) const;

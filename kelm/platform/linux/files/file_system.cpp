@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 
 #include <array>
 #include <new>
@@ -22,6 +23,7 @@ namespace kelm::platform {
 namespace {
 
 constexpr std::size_t kReadBytes = 65536;
+constexpr std::size_t kMostPieces = 512;
 constexpr int kFolder = O_RDONLY | O_DIRECTORY;
 
 Date dateOf(const statx_timestamp& time) {
@@ -66,6 +68,29 @@ class HeldFolder : public FolderLock {
   const pid_t holder_ = ::getpid();
 };
 
+/// Writes every piece, many with one call; 0 or an errno.
+int writeAll(const FileCalls& calls, int file, std::span<const DataView> pieces) {
+  std::array<iovec, kMostPieces> parts;
+  std::size_t written = 0;  // of the first piece
+  while (!pieces.empty()) {
+    const std::size_t count = std::min(pieces.size(), parts.size());
+    for (std::size_t i = 0; i < count; ++i)
+      parts[i] = {const_cast<std::uint8_t*>(pieces[i].data()), pieces[i].size()};
+    parts[0].iov_base = const_cast<std::uint8_t*>(pieces[0].data() + written);
+    parts[0].iov_len -= written;
+    const ssize_t result =
+        retried([&] { return calls.writePieces(file, parts.data(), static_cast<int>(count)); });
+    if (result < 0) return errno;
+    written += static_cast<std::size_t>(result);
+    while (!pieces.empty() && written >= pieces[0].size()) {
+      written -= pieces[0].size();
+      pieces = pieces.subspan(1);
+    }
+    if (result == 0 && !pieces.empty()) return EIO;
+  }
+  return 0;
+}
+
 class LinuxFileSystem : public FileSystem {
  public:
   explicit LinuxFileSystem(std::shared_ptr<const FileCalls> calls)
@@ -90,6 +115,7 @@ class LinuxFileSystem : public FileSystem {
   Failure createFile(const std::string& path, DataView content) override {
     return writeFile(path, content, false);
   }
+  Failure appendToFile(const std::string& path, std::span<const DataView> pieces) override;
   Failure createDirectories(const std::string& path) override;
   Failure remove(const std::string& path) override;
   Failure move(const std::string& from, const std::string& to) override;
@@ -179,6 +205,16 @@ Failure LinuxFileSystem::writeFile(const std::string& path, DataView content, bo
           FileReplacement(*calls_, folder.number(), split.name).run(content, mayReplace))
     return fileError(error, path);
   return failure(unsynced_.syncWayTo(split.folder), path);
+}
+
+Failure LinuxFileSystem::appendToFile(const std::string& path, std::span<const DataView> pieces) {
+  if (const int error = pathProblem(path)) return fileError(error, path);
+  const Descriptor file = open(path, O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  struct stat status;
+  if (!file.isOpen() || retried([&] { return ::fstat(file.number(), &status); }) != 0)
+    return fileError(errno, path);
+  if (!S_ISREG(status.st_mode)) return fileError(EINVAL, path);
+  return failure(writeAll(*calls_, file.number(), pieces), path);
 }
 
 int LinuxFileSystem::makeFolder(const std::string& path) {
