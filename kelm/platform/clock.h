@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -22,8 +21,6 @@ class KELM_API Clock {
   virtual Date now() const = 0;
   /// Time since an arbitrary start; never goes back.
   virtual std::int64_t monotonicNanoseconds() const = 0;
-  /// Holds the calling thread up for that long.
-  virtual void sleep(std::chrono::nanoseconds duration) = 0;
 };
 
 }  // namespace kelm::platform

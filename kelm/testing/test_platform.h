@@ -15,7 +15,6 @@
 #include "kelm/testing/memory_file_system.h"
 #include "kelm/testing/memory_home_folders.h"
 #include "kelm/testing/memory_item_store.h"
-#include "kelm/testing/memory_local_authentication.h"
 #include "kelm/testing/memory_system_log.h"
 #include "kelm/testing/memory_url_sessions.h"
 #include "kelm/testing/memory_user_defaults.h"
@@ -41,8 +40,6 @@ struct KELM_API TestPlatform {
       std::make_shared<platform::InProcessApplication>();
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
-  std::shared_ptr<MemoryLocalAuthentication> localAuthentication =
-      std::make_shared<MemoryLocalAuthentication>();
 };
 
 /// Puts the services of a test in place for a scope.
@@ -62,8 +59,7 @@ class KELM_API TestScope {
         urlSessions_(s.urlSessions),
         application_(s.application),
         random_(s.random),
-        itemStore_(s.itemStore),
-        localAuthentication_(s.localAuthentication) {}
+        itemStore_(s.itemStore) {}
 
  private:
   platform::ScopedService<platform::Clock> clock_;
@@ -80,7 +76,6 @@ class KELM_API TestScope {
   platform::ScopedService<platform::Application> application_;
   platform::ScopedService<platform::Random> random_;
   platform::ScopedService<platform::ItemStore> itemStore_;
-  platform::ScopedService<platform::LocalAuthentication> localAuthentication_;
 };
 
 }  // namespace kelm::testing
