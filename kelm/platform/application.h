@@ -28,6 +28,14 @@ class KELM_API Application {
   /// Unknown and invalid identifiers are ignored.
   virtual void endBackgroundTask(BackgroundTask task) = 0;
   virtual void setNetworkActivityIndicatorVisible(bool visible) = 0;
+  /// False while the device is locked. Here: what the local authentication in use says, true before
+  /// its first use.
+  virtual bool isProtectedDataAvailable() const;
+
+  /// The names of what a host posts to the notification centre when its window is hidden, and when
+  /// it loses the user's attention.
+  static constexpr std::string_view kDidEnterBackground = "ApplicationDidEnterBackground";
+  static constexpr std::string_view kWillResignActive = "ApplicationWillResignActive";
 };
 
 }  // namespace kelm::platform

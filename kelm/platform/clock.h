@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -21,6 +22,8 @@ class KELM_API Clock {
   virtual Date now() const = 0;
   /// Time since an arbitrary start; never goes back.
   virtual std::int64_t monotonicNanoseconds() const = 0;
+  /// Holds the calling thread up for that long.
+  virtual void sleep(std::chrono::nanoseconds duration) = 0;
 };
 
 }  // namespace kelm::platform

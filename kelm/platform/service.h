@@ -50,6 +50,8 @@ class KELM_API Slot : SlotLock {
       return *held;
     return fill(maker);
   }
+  /// The holder of the service in use; null when there was no first use yet.
+  Held* inUse() const { return held_.load(std::memory_order_acquire); }
   void put(std::shared_ptr<S> service) { held_.store(keep(std::move(service))); }
   /// Puts another holder in place, null for none, and returns the one before it.
   Held* exchange(Held* held) { return held_.exchange(held, std::memory_order_acq_rel); }

@@ -8,9 +8,9 @@
 #include "kelm/base/wipe.h"
 #include "kelm/platform/bundle.h"
 #include "kelm/platform/items/item_store.h"
-#include "kelm/security/keychain_in_use.h"
 #include "kelm/security/keychain_log.h"
 #include "kelm/security/secret_answer.h"
+#include "kelm/security/vasp_touch_id_manager.h"
 
 namespace kelm {
 
@@ -189,7 +189,7 @@ bool VaspKeychainWrapper::addSecurityPropertiesForQuery(Dictionary& query) const
 
 /// One round of a store: false where no access control could be made, and nothing was added.
 bool VaspKeychainWrapper::addItem(DataView bytes, std::string_view key, std::int32_t& status) {
-  if (keychainAuthMode() != 0) markKeychainAsInUse();
+  if (keychainAuthMode() != 0) VaspTouchIDManager::markKeychainAsInUse();
   deleteWithKey_returnStatus(key);
   SecretValue query(getQueryBaseWithKey(key));
   Dictionary& item = *query->get<Dictionary>();
@@ -307,7 +307,7 @@ bool VaspKeychainWrapper::cleanallKeysWithReturnStatus(std::int32_t* returnStatu
   const std::int32_t status = store().remove(getSelectAllEntriesQuery());
   report(status, returnStatus);
   if (isGone(status)) return true;
-  markKeychainAsInUse();
+  VaspTouchIDManager::markKeychainAsInUse();
   return false;
 }
 

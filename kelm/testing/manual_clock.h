@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <utility>
 
 #include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
@@ -21,6 +23,22 @@ class KELM_API ManualClock : public platform::Clock {
     return monotonic_;
   }
 
+  /// Moves the clock instead, and then does what onSleep() said.
+  void sleep(std::chrono::nanoseconds duration) override {
+    advance(duration);
+    std::function<void()> woken;
+    {
+      const Lock lock(mutex_);
+      woken = onSleep_;
+    }
+    if (woken) woken();
+  }
+
+  /// What happens while a thread sleeps; an empty function: nothing more.
+  void onSleep(std::function<void()> woken) {
+    const Lock lock(mutex_);
+    onSleep_.swap(woken);
+  }
   /// Sets the wall clock alone, forwards or back.
   void setNow(Date now) {
     const Lock lock(mutex_);
@@ -37,6 +55,7 @@ class KELM_API ManualClock : public platform::Clock {
   mutable Mutex mutex_;
   Date now_ KELM_GUARDED_BY(mutex_){1'700'000'000};
   std::int64_t monotonic_ KELM_GUARDED_BY(mutex_) = 1;
+  std::function<void()> onSleep_ KELM_GUARDED_BY(mutex_);
 };
 
 }  // namespace kelm::testing

@@ -15,6 +15,7 @@
 #include "kelm/testing/memory_file_system.h"
 #include "kelm/testing/memory_home_folders.h"
 #include "kelm/testing/memory_item_store.h"
+#include "kelm/testing/memory_local_authentication.h"
 #include "kelm/testing/memory_system_log.h"
 #include "kelm/testing/memory_url_sessions.h"
 #include "kelm/testing/memory_user_defaults.h"
@@ -40,6 +41,8 @@ struct KELM_API TestPlatform {
       std::make_shared<platform::InProcessApplication>();
   std::shared_ptr<FixedRandom> random = std::make_shared<FixedRandom>();
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
+  std::shared_ptr<MemoryLocalAuthentication> localAuthentication =
+      std::make_shared<MemoryLocalAuthentication>();
 };
 
 /// Puts the services of a test in place for a scope.
@@ -59,7 +62,8 @@ class KELM_API TestScope {
         urlSessions_(s.urlSessions),
         application_(s.application),
         random_(s.random),
-        itemStore_(s.itemStore) {}
+        itemStore_(s.itemStore),
+        localAuthentication_(s.localAuthentication) {}
 
  private:
   platform::ScopedService<platform::Clock> clock_;
@@ -76,6 +80,7 @@ class KELM_API TestScope {
   platform::ScopedService<platform::Application> application_;
   platform::ScopedService<platform::Random> random_;
   platform::ScopedService<platform::ItemStore> itemStore_;
+  platform::ScopedService<platform::LocalAuthentication> localAuthentication_;
 };
 
 }  // namespace kelm::testing

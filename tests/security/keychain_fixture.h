@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "kelm/base/describe.h"
-#include "kelm/security/keychain_in_use.h"
 #include "kelm/security/vasp_keychain_wrapper.h"
 #include "kelm/testing/log_capture.h"
 #include "kelm/testing/test_platform.h"
@@ -19,21 +18,25 @@ const std::string kPin = secretText("-pin", 16);
 
 /// A keychain in memory on a device with a passcode and fingers, and what is logged meanwhile.
 struct KeychainFixture {
-  KeychainFixture() {
-    store.reportDeviceSecurity({true, dataOf("fingers")});
-    setMarkKeychainAsInUse([this] { ++marks; });
-  }
-  ~KeychainFixture() {
-    setMarkKeychainAsInUse({});
-    VaspKeychainWrapper::setQueryTranslationCallback({});
-  }
+  KeychainFixture() { store.reportDeviceSecurity({true, dataOf("fingers")}); }
+  ~KeychainFixture() { VaspKeychainWrapper::setQueryTranslationCallback({}); }
 
   /// Texts of the attributes of every password, with commas.
   std::string textsOfAll(const std::vector<std::string_view>& keys) {
     std::string out;
     for (const Value& item : query(kSecClassGenericPassword))
-      out += texts(*item.get<Dictionary>(), keys);
+      if (!isMarker(*item.get<Dictionary>())) out += texts(*item.get<Dictionary>(), keys);
     return out;
+  }
+  static bool isMarker(const Dictionary& item) {
+    const Value* service = item.find(kSecAttrService);
+    return service != nullptr && service->text().value_or("").starts_with("PASSCODE_REMOVED");
+  }
+  /// Whether the keychain was marked as in use.
+  bool isMarked() {
+    for (const Value& item : query(kSecClassGenericPassword))
+      if (isMarker(*item.get<Dictionary>())) return true;
+    return false;
   }
   /// Keeps the pin under a key; reads what is kept under "pin".
   bool keep(std::string_view key) {
@@ -85,7 +88,6 @@ struct KeychainFixture {
   TestScope scope{services};
   LogCapture log;
   VaspKeychainWrapper keychain;
-  int marks = 0;
   static constexpr std::int32_t kUntouched = 12345;
   std::int32_t status = kUntouched;
 };

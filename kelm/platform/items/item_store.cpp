@@ -40,6 +40,11 @@ Result<std::shared_ptr<AccessControl>> ItemStore::createAccessControl(std::strin
   return std::make_shared<AccessControl>(protection, flags);
 }
 
+ItemAnswer ItemStore::replace(const Dictionary& query, const Dictionary& item) {
+  remove(query);
+  return add(item);
+}
+
 std::string_view sentenceOfItemStatus(std::int32_t status) {
   switch (status) {
     case item_status::kSuccess:

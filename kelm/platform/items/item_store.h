@@ -105,6 +105,9 @@ class KELM_API ItemStore {
   /// else "when unlocked". Returns what the dictionary asks for, as copyMatching() does.
   /// `kAuthenticationFailed` when it demands a passcode or biometrics and none is set up.
   virtual ItemAnswer add(const Dictionary& item) = 0;
+  /// Removes what `query` finds, if there is anything, and adds the item; where the store can, in
+  /// one step, so that whoever looks meanwhile, or after a crash, finds the one or the other.
+  virtual ItemAnswer replace(const Dictionary& query, const Dictionary& item);
   /// Finds items by all attributes that the query names. One asked-for form gives the form itself:
   /// the data, a dictionary of attributes, an `ItemReference` or a persistent reference (data);
   /// several give a dictionary with the others under the `kSecValue…` keys. With

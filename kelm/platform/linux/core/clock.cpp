@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <thread>
+
 namespace kelm::platform {
 
 namespace {
@@ -19,6 +21,8 @@ class SystemClock : public Clock {
     const timespec time = read(CLOCK_MONOTONIC);
     return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
   }
+
+  void sleep(std::chrono::nanoseconds duration) override { std::this_thread::sleep_for(duration); }
 
  private:
   static timespec read(clockid_t clock) {
