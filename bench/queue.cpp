@@ -41,6 +41,7 @@ class SteppingClock : public kelm::platform::Clock {
  public:
   kelm::Date now() const override { return {1.8e9 + 0.125 * static_cast<double>(++readings_)}; }
   std::int64_t monotonicNanoseconds() const override { return readings_; }
+  void sleep(std::chrono::nanoseconds) override {}
 
  private:
   mutable std::int64_t readings_ = 0;

@@ -1,6 +1,7 @@
 #include "kelm/security/vasp_touch_id_manager.h"
 
 #include <array>
+#include <atomic>
 #include <utility>
 
 #include "kelm/base/mutex.h"

@@ -1,6 +1,8 @@
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "kelm/base/data.h"
 #include "kelm/crypto/vasp_crypto_utils.h"

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <span>
 
 #include "kelm/base/wipe.h"
 #include "kelm/platform/local_authentication.h"
