@@ -82,6 +82,9 @@ class KELM_API Dispatcher {
   virtual std::shared_ptr<Queue> makeSerialQueue(std::string_view name) = 0;
   /// Runs the task on some worker thread, concurrently with others.
   virtual void postGlobal(Priority priority, Task task) = 0;
+  /// The serial queue whose task this thread runs now, or the main loop on the main thread; null
+  /// on every other thread. What is posted after a serial queue has ended is dropped.
+  virtual std::shared_ptr<Queue> currentQueue() = 0;
 };
 
 }  // namespace kelm::platform

@@ -227,6 +227,12 @@ std::shared_ptr<platform::Queue> ManualDispatcher::makeSerialQueue(std::string_v
   return std::make_shared<ManualQueue<platform::Queue>>(agenda_, agenda_->nextQueue++);
 }
 
+std::shared_ptr<platform::Queue> ManualDispatcher::currentQueue() {
+  if (!agenda_->isRunner() || agenda_->running == Agenda::kGlobal) return nullptr;
+  if (agenda_->running == Agenda::kMain) return {std::shared_ptr<platform::Queue>(), &mainLoop()};
+  return std::make_shared<ManualQueue<platform::Queue>>(agenda_, agenda_->running);
+}
+
 void ManualDispatcher::postGlobal(platform::Priority, Task task) {
   agenda_->add(Duration::zero(), {Agenda::kGlobal, std::move(task), 0, nullptr});
 }

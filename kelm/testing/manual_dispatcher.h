@@ -25,6 +25,7 @@ class KELM_API ManualDispatcher : public platform::Dispatcher {
   platform::MainLoop& mainLoop() override;
   std::shared_ptr<platform::Queue> makeSerialQueue(std::string_view name) override;
   void postGlobal(platform::Priority priority, platform::Task task) override;
+  std::shared_ptr<platform::Queue> currentQueue() override;
 
   /// Runs what is due, and what that posts, without moving the clock.
   void runUntilIdle();

@@ -111,6 +111,12 @@ struct ServerTrust {
   bool trustedBySystem = false;  ///< the chain, its dates and the host name
   std::string
       refusal;  ///< why the system does not trust it, such as "hostname mismatch"; else empty
+
+  std::size_t certificateCount() const { return chain.size(); }
+  /// The DER bytes of one certificate, 0 being the leaf; absent beyond the last.
+  std::optional<DataView> certificateAtIndex(std::size_t index) const {
+    return index < chain.size() ? std::optional<DataView>(chain[index]) : std::nullopt;
+  }
 };
 
 /// How a session calls back while a task runs, on a network thread. The answer of the challenge

@@ -73,51 +73,52 @@ class LinuxMainLoop : public MainLoop {
   std::atomic<bool> stopped_{false};
 };
 
-/// A thread of its own, which outlives the queue until everything posted has run.
-class SerialQueue : public Queue {
+/// A loop that some thread runs.
+class LoopQueue : public Queue {
  public:
-  explicit SerialQueue(std::string_view name) {
-    startThread(name, [shared = shared_] {
-      runningHere = shared->loop.get();
-      while (!shared->closed || !shared->loop->isEmpty()) {
-        if (!shared->loop->runNext()) shared->loop->sleep(Duration::max());
+  explicit LoopQueue(std::shared_ptr<TaskLoop> loop) : loop_(std::move(loop)) {}
+
+  void post(Task task) override { loop_->post(std::move(task)); }
+  void postAfter(Duration delay, Task task) override { loop_->postAfter(delay, std::move(task)); }
+  std::unique_ptr<Timer> every(Duration interval, Task task) override {
+    return loop_->every(interval, std::move(task));
+  }
+  void runAndWait(const Task& task) override { isCurrent() ? task() : loop_->postAndWait(task); }
+  bool runWithin(Duration limit, Task task) override {
+    if (!isCurrent()) return loop_->postAndWaitFor(limit, std::move(task));
+    runReporting(task);
+    return true;
+  }
+  bool isCurrent() const override { return runningHere == loop_.get(); }
+
+  static thread_local TaskLoop* runningHere;
+
+ protected:
+  const std::shared_ptr<TaskLoop> loop_;
+};
+
+thread_local TaskLoop* LoopQueue::runningHere = nullptr;
+
+/// A thread of its own, which outlives the queue until everything posted has run.
+class SerialQueue : public LoopQueue {
+ public:
+  explicit SerialQueue(std::string_view name) : LoopQueue(std::make_shared<TaskLoop>()) {
+    startThread(name, [loop = loop_, closed = closed_] {
+      runningHere = loop.get();
+      while (!*closed || !loop->isEmpty()) {
+        if (!loop->runNext()) loop->sleep(Duration::max());
       }
     });
   }
   ~SerialQueue() override {
-    shared_->loop->post([shared = shared_] { shared->closed = true; });
+    loop_->post([closed = closed_] { *closed = true; });
   }
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
 
-  void post(Task task) override { shared_->loop->post(std::move(task)); }
-  void postAfter(Duration delay, Task task) override {
-    shared_->loop->postAfter(delay, std::move(task));
-  }
-  std::unique_ptr<Timer> every(Duration interval, Task task) override {
-    return shared_->loop->every(interval, std::move(task));
-  }
-  void runAndWait(const Task& task) override {
-    isCurrent() ? task() : shared_->loop->postAndWait(task);
-  }
-  bool runWithin(Duration limit, Task task) override {
-    if (!isCurrent()) return shared_->loop->postAndWaitFor(limit, std::move(task));
-    runReporting(task);
-    return true;
-  }
-  bool isCurrent() const override { return runningHere == shared_->loop.get(); }
-
  private:
-  struct Shared {
-    const std::shared_ptr<TaskLoop> loop = std::make_shared<TaskLoop>();
-    bool closed = false;  ///< of the queue's thread
-  };
-  static thread_local const TaskLoop* runningHere;
-
-  const std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+  const std::shared_ptr<bool> closed_ = std::make_shared<bool>(false);  ///< of the queue's thread
 };
-
-thread_local const TaskLoop* SerialQueue::runningHere = nullptr;
 
 class LinuxDispatcher : public Dispatcher {
  public:
@@ -127,6 +128,11 @@ class LinuxDispatcher : public Dispatcher {
   }
   void postGlobal(Priority priority, Task task) override {
     workers_.post(priority, std::move(task));
+  }
+  std::shared_ptr<Queue> currentQueue() override {
+    if (main_.isCurrent()) return {std::shared_ptr<Queue>(), &main_};
+    if (LoopQueue::runningHere == nullptr) return nullptr;
+    return std::make_shared<LoopQueue>(LoopQueue::runningHere->shared_from_this());
   }
 
  private:
