@@ -28,14 +28,17 @@ class KELM_API Application {
   /// Unknown and invalid identifiers are ignored.
   virtual void endBackgroundTask(BackgroundTask task) = 0;
   virtual void setNetworkActivityIndicatorVisible(bool visible) = 0;
+  /// The height in points of the bar that the system shows over the application; 0 without one.
+  virtual double statusBarHeight() const { return 0; }
   /// False while the device is locked. Here: what the local authentication in use says, true before
   /// its first use.
   virtual bool isProtectedDataAvailable() const;
 
   /// The names of what a host posts to the notification centre when its window is hidden, and when
   /// it loses the user's attention.
-  static constexpr std::string_view kDidEnterBackground = "ApplicationDidEnterBackground";
-  static constexpr std::string_view kWillResignActive = "ApplicationWillResignActive";
+  static constexpr std::string_view kDidEnterBackground =
+      "UIApplicationDidEnterBackgroundNotification";
+  static constexpr std::string_view kWillResignActive = "UIApplicationWillResignActiveNotification";
 };
 
 }  // namespace kelm::platform

@@ -11,15 +11,21 @@
 #include "kelm/testing/manual_dispatcher.h"
 #include "kelm/testing/memory_bundle.h"
 #include "kelm/testing/memory_console.h"
+#include "kelm/testing/memory_device_facts.h"
 #include "kelm/testing/memory_file_attributes.h"
 #include "kelm/testing/memory_file_system.h"
 #include "kelm/testing/memory_home_folders.h"
+#include "kelm/testing/memory_integrity.h"
 #include "kelm/testing/memory_item_store.h"
 #include "kelm/testing/memory_local_authentication.h"
 #include "kelm/testing/memory_streams.h"
 #include "kelm/testing/memory_system_log.h"
+#include "kelm/testing/memory_telephony.h"
+#include "kelm/testing/memory_url_opener.h"
 #include "kelm/testing/memory_url_sessions.h"
 #include "kelm/testing/memory_user_defaults.h"
+#include "kelm/testing/memory_wallet.h"
+#include "kelm/testing/memory_watch_session.h"
 
 namespace kelm::testing {
 
@@ -45,6 +51,12 @@ struct KELM_API TestPlatform {
   std::shared_ptr<MemoryItemStore> itemStore = std::make_shared<MemoryItemStore>(clock);
   std::shared_ptr<MemoryLocalAuthentication> localAuthentication =
       std::make_shared<MemoryLocalAuthentication>();
+  std::shared_ptr<MemoryDeviceFacts> deviceFacts = std::make_shared<MemoryDeviceFacts>();
+  std::shared_ptr<MemoryTelephony> telephony = std::make_shared<MemoryTelephony>();
+  std::shared_ptr<MemoryIntegrity> integrity = std::make_shared<MemoryIntegrity>();
+  std::shared_ptr<MemoryWallet> wallet = std::make_shared<MemoryWallet>();
+  std::shared_ptr<MemoryUrlOpener> urlOpener = std::make_shared<MemoryUrlOpener>();
+  std::shared_ptr<MemoryWatchSession> watchSession = std::make_shared<MemoryWatchSession>();
 };
 
 /// Puts the services of a test in place for a scope.
@@ -66,7 +78,13 @@ class KELM_API TestScope {
         application_(s.application),
         random_(s.random),
         itemStore_(s.itemStore),
-        localAuthentication_(s.localAuthentication) {}
+        localAuthentication_(s.localAuthentication),
+        deviceFacts_(s.deviceFacts),
+        telephony_(s.telephony),
+        integrity_(s.integrity),
+        wallet_(s.wallet),
+        urlOpener_(s.urlOpener),
+        watchSession_(s.watchSession) {}
 
  private:
   platform::ScopedService<platform::Clock> clock_;
@@ -85,6 +103,12 @@ class KELM_API TestScope {
   platform::ScopedService<platform::Random> random_;
   platform::ScopedService<platform::ItemStore> itemStore_;
   platform::ScopedService<platform::LocalAuthentication> localAuthentication_;
+  platform::ScopedService<platform::DeviceFacts> deviceFacts_;
+  platform::ScopedService<platform::Telephony> telephony_;
+  platform::ScopedService<platform::Integrity> integrity_;
+  platform::ScopedService<platform::Wallet> wallet_;
+  platform::ScopedService<platform::UrlOpener> urlOpener_;
+  platform::ScopedService<platform::WatchSession> watchSession_;
 };
 
 }  // namespace kelm::testing

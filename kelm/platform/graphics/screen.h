@@ -13,6 +13,7 @@ struct ScreenInfo {
   Size size;              ///< in points; {0, 0} where there is no screen
   double scale = 1;       ///< pixels a point
   Rect applicationFrame;  ///< in points: the part that no bar of the system covers
+  Size nativeSize;        ///< in pixels of the panel, before rotation
 };
 
 /// Tells about the main screen. Thread-safe.
@@ -21,8 +22,9 @@ class KELM_API Screen {
   virtual ~Screen() = default;
   /// Holds the one in use; `current<Screen>()` returns it.
   static Slot<Screen>& slot();
-  /// Makes the system's own, which knows of no screen: a scale of 1. A host that has one says so
-  /// with `platform::use<Screen>(std::make_shared<FixedScreen>(…))`.
+  /// Makes the system's own. On Linux it asks the kernel, at each call, for the first connector
+  /// with a screen, and knows no scale and no rotation: a host that does says so with
+  /// `platform::use<Screen>(std::make_shared<FixedScreen>(…))`.
   static std::shared_ptr<Screen> makeSystem();
 
   virtual ScreenInfo mainScreen() const = 0;
