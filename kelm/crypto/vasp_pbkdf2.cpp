@@ -26,7 +26,7 @@ std::nullopt_t fail(const char* origin, FormatString<std::type_identity_t<Argume
 
 /// What the longest inputs that are derived from have less of.
 constexpr std::size_t kTooManyInputBytes = std::size_t{1} << 31;
-constexpr int kTooLongStatus = -1;
+constexpr int kRefusedStatus = -1;
 
 }  // namespace
 
@@ -41,8 +41,9 @@ std::optional<Data> VaspPBKDF2::pbkdf2OfPasswordData_withSalt_expectingSize_perf
   if (rounds < 1 || rounds > kMostRounds)
     return fail(kOrigin, "PBKDF2 Error: requested round count invalid");
   if (!salt || salt->empty()) return fail(kOrigin, "PBKDF2 Error: salt lenght is zero");
-  if (std::max(password->size(), salt->size()) >= kTooManyInputBytes)
-    return fail(kOrigin, "PBKDF2 Error: %d performing PBDF2 from source params", kTooLongStatus);
+  // RFC 8018 derives at least one byte.
+  if (size == 0 || std::max(password->size(), salt->size()) >= kTooManyInputBytes)
+    return fail(kOrigin, "PBKDF2 Error: %d performing PBDF2 from source params", kRefusedStatus);
   Data key(size);
   // nettle keeps what HMAC makes of the password; OpenSSL 3.0 copies contexts each round, which
   // takes more than twice as long.

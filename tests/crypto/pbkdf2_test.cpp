@@ -30,6 +30,7 @@ TEST(VaspPBKDF2, TheFirstBadArgumentInOrderIsLogged) {
       {kPassword, kSalt, 16, 100000001, "requested round count invalid"},
       {kPassword, std::nullopt, 4096, 100000000, "salt lenght is zero"},
       {kPassword, DataView(), 0, 1, "salt lenght is zero"},
+      {kPassword, kSalt, 0, 1, "-1 performing PBDF2 from source params"},
   };
   LogCapture log;
   for (const auto& [password, salt, size, rounds, message] : rows) {

@@ -23,6 +23,7 @@ CANONICAL = "x;y;https://pay.example/;1.5;true;<null>"
 
 class Seal(unittest.TestCase):
     def setUp(self):
+        self.force = False
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.folder = pathlib.Path(scratch.name)
@@ -42,12 +43,13 @@ class Seal(unittest.TestCase):
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 
-    def seal(self, configuration=CONFIGURATION, status=0):
+    def seal(self, configuration=CONFIGURATION, status=0, output=None):
         if not self.keys[1].exists():
             self.run_tool("make-key", *self.keys)
         path = self.write("configuration.json", json.dumps(configuration))
         return self.run_tool("seal-configuration", "--configuration", path, "--output",
-                             self.sealed, *self.signer, *self.keys, status=status)
+                             output or self.sealed, *self.signer, *self.keys,
+                             *(["--force"] if self.force else []), status=status)
 
     def open(self, certificate="certificate_rsa.der", status=0):
         return self.run_tool("open-configuration", "--sealed", self.sealed, "--certificate",
@@ -80,13 +82,32 @@ class Seal(unittest.TestCase):
             rest = [w for n in names for w in (f"--{n}", self.folder / n)]
             rest += self.signer if command == "make-string-keys" else []
             kept = self.write(names[-1], "kept")
-            self.assertIn("not written over", self.run_tool(command, *rest, status=1).stderr)
+            self.assertIn("exists", self.run_tool(command, *rest, status=1).stderr)
             self.assertEqual(kept.read_text(), "kept")
             self.assertFalse((self.folder / names[0]).exists())
+
+    def test_no_file_is_written_twice_or_over_what_it_is_made_from(self):
+        (self.folder / "link").symlink_to(self.folder)
+        for other in ("new", "./new", "link/new"):
+            told = self.run_tool("make-key", "--key", self.folder / "new", "--iv",
+                                 f"{self.folder}/{other}", status=1)
+            self.assertIn("the same file", told.stderr)
+            self.assertFalse((self.folder / "new").exists())
+        self.seal()
+        self.force = True
+        key = self.keys[1].read_bytes()
+        for output in (self.keys[1], self.folder / "link" / "configuration.json"):
+            told = self.seal(status=1, output=output)
+            self.assertIn("the same file", told.stderr)
+            self.assertEqual(told.stdout, "")
+        self.assertEqual(self.keys[1].read_bytes(), key)
+        self.seal()
 
     def test_failed_sealing_keeps_the_earlier_file_and_leaves_no_draft(self):
         self.seal()
         before = self.sealed.read_bytes()
+        self.assertIn("exists", self.seal(status=1).stderr)
+        self.force = True
         self.assertIn("no value", self.seal({}, status=1).stderr)
         self.signer[1] = KEYS / "certificate_512.der"
         self.assertIn("signature is not that of the certificate", self.seal(status=1).stderr)

@@ -114,7 +114,9 @@ TEST(BankIdentifiers, TodaysLengthsGroupsAndShapes) {
   EXPECT_EQ(registeredIbanLength("I"), std::nullopt);
   EXPECT_TRUE(isRegisteredIban("CR05 0152 0200 1026 2840 66"));
   EXPECT_TRUE(isRegisteredIban("XK051212012345678906"));
-  for (const auto* const bad : {"CR05 0152 0200 1026 2840 67", "GB82WEST1234569876543", "", "GB"})
+  for (const auto* const bad :
+       {"CR05 0152 0200 1026 2840 67", "GB82WEST1234569876543", "", "GB", "DE00370400440532013050",
+        "DE01370400440532013032", "DE99370400440532013014"})
     EXPECT_FALSE(isRegisteredIban(bad)) << bad;
   EXPECT_EQ(ibanInGroups("GB82WEST123 45698765432"), "GB82 WEST 1234 5698 7654 32");
   EXPECT_EQ(ibanInGroups("ABC\xC3\xA9\xC3\xA9"), "ABC\xC3\xA9 \xC3\xA9");  // no character is cut

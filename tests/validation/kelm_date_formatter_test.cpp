@@ -45,6 +45,8 @@ TEST(DateFormatter, BorrowsItsTextsAndZoneAndOwnsItsLocale) {
   EXPECT_EQ(made.formattedStringWithDate(Date{0}), Text("1970"));
   pattern = "MMyy";  // in the same storage
   EXPECT_EQ(made.formattedStringWithDate(Date{0}), Text("0170"));
+  pattern = "HH:mm";
+  EXPECT_EQ(made.formattedStringWithDate(Date{0}), Text("00:00"));
   made.setDateFormat(std::nullopt);
   made.setTimezone(nullptr);
   EXPECT_EQ(made.formattedStringWithDate(Date{0}), Text(""));
@@ -110,6 +112,9 @@ TEST(DateFormatter, ReadsLenientlyButTheWholeText) {
       Row{"yyyy-MM-dd'T'HH:mm:ss.SSS", "2023-02-03T00:00:01.500", kFebruary3 * kDay + 1.5},
       Row{"d MMMM yyyy", "3 February 2023", kFebruary3 * kDay},
       Row{"yyyy-MM-dd HH:mm Z", "2023-02-03 01:00 +0100", kFebruary3 * kDay},
+      // beyond what a field holds
+      Row{"yyyy-MM-dd", "4294969319-02-03", {}}, Row{"yyyyMMdd", "42949693190203", {}},
+      Row{"yyyy-MM-dd'T'HH:mm:ss.SSS", "4294969319-02-03T00:00:01.500", {}},
       // without a date of 2000-01-01
       Row{"HH:mm", "10:15", 10957 * kDay + 10 * 3600 + 900}, Row{"HH:mm", "24:00", 10958 * kDay},
       Row{"HH:mm", "25:61", {}},

@@ -91,8 +91,7 @@ void makeKey(const Options& options, std::ostream& /*out*/, std::ostream& remark
     const char* option;
     std::uint32_t bytes;
   } rows[] = {{"key", kKeyBytes}, {"iv", kVectorBytes}};
-  for (const auto& row : rows)
-    requireNew(options, row.option);
+  checkOutputs(options, std::array{"key", "iv"});
   for (const auto& row : rows) {
     const std::string path = options.path(row.option);
     const Secret bytes(VaspCryptoUtils::getRandom(row.bytes));
@@ -103,9 +102,33 @@ void makeKey(const Options& options, std::ostream& /*out*/, std::ostream& remark
   }
 }
 
+/// A file beside another, under a name that nobody has; gone when it is dropped, whatever happened.
+class Draft {
+ public:
+  Draft(const std::string& beside, DataView content)
+      : path_(beside + ".unverified-" +
+              VaspCryptoUtils::hexadecimalStringOfData(VaspCryptoUtils::getRandom(8))) {
+    writeFile(path_, content);
+  }
+  ~Draft() {
+    try {
+      removeFile(path_);
+    } catch (const Problem&) {  // what comes first is told
+    }
+  }
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
 void sealConfiguration(const Options& options, std::ostream& out, std::ostream& remarks) {
   const std::string input = options.path("configuration");
   const std::string output = options.path("output");
+  checkOutputs(options, std::array{"output"});
   const std::string certificate = base64Certificate(options);
   const Result<Value> configuration = parseJson(textOf(readFile(input)));
   if (!configuration) throw Problem(input + ": " + configuration.error().localizedDescription());
@@ -116,19 +139,12 @@ void sealConfiguration(const Options& options, std::ostream& out, std::ostream& 
   const Data sealed =
       require(sealedConfiguration(*configuration, *signer, key.bytes(), iv.bytes()));
   // Read back as an application will, before an earlier file is replaced.
-  const std::string draft = output + ".unverified";
-  writeFile(draft, sealed);
-  try {
-    const auto payload = opened(draft, certificate, key.bytes(), iv.bytes());
-    if (payload.kelmPayload != *configuration)
-      throw Problem("the configuration changes on its way through JSON");
-    out << payload.fileContentHashing << '\n';
-  } catch (...) {
-    removeFile(draft);
-    throw;
-  }
+  const Draft draft(output, sealed);
+  const auto payload = opened(draft.path(), certificate, key.bytes(), iv.bytes());
+  if (payload.kelmPayload != *configuration)
+    throw Problem("the configuration changes on its way through JSON");
   writeFile(output, sealed);
-  removeFile(draft);
+  out << payload.fileContentHashing << '\n';
   remarks << "sealed and verified: " << output << '\n';
 }
 
@@ -166,8 +182,7 @@ void verifyString(const std::string& certificate, const StringKeys& keys, std::s
 }
 
 void makeStringMaterial(const Options& options, std::ostream& /*out*/, std::ostream& remarks) {
-  for (const MaterialFile& file : kMaterialFiles)
-    requireNew(options, file.option);
+  checkOutputs(options, std::array{"ck1", "ck2", "cks"});
   const std::string certificate = base64Certificate(options);
   const auto signer = privateKey(options);
   remarks << "signing a new random salt of 32 bytes\n";
@@ -197,18 +212,18 @@ void signString(const Options& options, std::ostream& out, std::ostream& remarks
 }
 
 constexpr std::array<Command, 5> kCommands = {
-    Command{"make-key", "--key FILE --iv FILE",
+    Command{"make-key", "--key FILE --iv FILE [--force]",
             "Draw an AES key of 32 bytes and a vector of 16, in Base64.", makeKey},
     Command{"seal-configuration",
             "--configuration FILE --output FILE --certificate FILE --bundle FILE\n"
-            "      [--bundle-password FILE] [--key FILE] [--iv FILE]",
+            "      [--bundle-password FILE] [--key FILE] [--iv FILE] [--force]",
             "Sign and encrypt a JSON configuration. Prints the hash of its content.",
             sealConfiguration},
     Command{"open-configuration", "--sealed FILE --certificate FILE [--key FILE] [--iv FILE]",
             "Check a sealed configuration and print it.", openConfiguration},
     Command{"make-string-keys",
             "--ck1 FILE --ck2 FILE --cks FILE --certificate FILE --bundle FILE\n"
-            "      [--bundle-password FILE]",
+            "      [--bundle-password FILE] [--force]",
             "Make the key material of signed strings: two halves of a salt and its signature.",
             makeStringMaterial},
     Command{"sign-string", "--text FILE --ck1 FILE --ck2 FILE --cks FILE --certificate FILE",

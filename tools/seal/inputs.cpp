@@ -5,6 +5,8 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "kelm/base/result.h"
@@ -45,6 +47,16 @@ Data derOf(Data file, const std::string& path) {
   return *std::move(der);
 }
 
+/// By device and inode of files that exist, else by their resolved paths.
+bool areSameFile(const std::string& a, const std::string& b) {
+  std::error_code failure;
+  if (std::filesystem::equivalent(a, b, failure)) return true;
+  const auto resolved = [&](const std::string& path) {
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failure), failure);
+  };
+  return resolved(a) == resolved(b);
+}
+
 }  // namespace
 
 std::optional<std::string> Options::find(const std::string& name) const {
@@ -82,9 +94,15 @@ void removeFile(const std::string& path) {
   if (const Failure failure = files().remove(path)) throw Problem(failure->localizedDescription());
 }
 
-void requireNew(const Options& options, const std::string& name) {
-  const std::string path = options.path(name);
-  if (files().exists(path)) throw Problem(path + ": exists, and keys are not written over");
+void checkOutputs(const Options& options, std::span<const char* const> outputs) {
+  for (const char* const output : outputs) {
+    const std::string path = options.path(output);
+    for (const auto& [name, other] : options.paths())
+      if (name != output && areSameFile(path, other))
+        throw Problem("--" + name + " and --" + output + " are the same file: " + path);
+    if (files().exists(path) && !options.force)
+      throw Problem(path + ": exists, and is replaced with --force alone");
+  }
 }
 
 Secret secretText(const Options& options, const std::string& name, const std::string& prompt) {

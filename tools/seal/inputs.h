@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -44,6 +45,9 @@ class Options {
   std::optional<std::string> find(const std::string& name) const;
   /// WrongUse when the option was not given.
   std::string path(const std::string& name) const;
+  const std::map<std::string, std::string>& paths() const { return paths_; }
+  /// True if existing files may be replaced.
+  bool force = false;
 
  private:
   std::map<std::string, std::string> paths_;
@@ -57,8 +61,10 @@ Secret readText(const std::string& path);
 /// permissions.
 void writeFile(const std::string& path, DataView content);
 void removeFile(const std::string& path);
-/// Problem when an option names what exists: a key that is lost takes what it sealed with it.
-void requireNew(const Options& options, const std::string& name);
+/// Checks, before anything is written, that each of the outputs names a file of its own, by
+/// whichever path, that no other option names, and that none exists unless the user forces it: a
+/// key that is lost takes what it sealed with it.
+void checkOutputs(const Options& options, std::span<const char* const> outputs);
 
 /// The text of the file that an option names; without the option, what the user types at the
 /// terminal, unseen, at the prompt.

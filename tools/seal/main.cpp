@@ -37,7 +37,8 @@ void printHelp(std::ostream& out) {
     out << "\n  " << command.name << ' ' << command.options << "\n      " << command.purpose
         << '\n';
   out << "\nCertificates are DER or PEM, bundles PKCS#12, keys, vectors and key material Base64.\n"
-         "What is sealed with a lost key is lost, so keys go into new files only.\n"
+         "What is sealed with a lost key is lost, so an existing file is replaced with --force "
+         "alone.\n"
          "Exit status: 0 done, 1 failed, 2 wrong arguments.\n";
 }
 
@@ -45,19 +46,24 @@ Options parsedOptions(const Command& command, int count, char** arguments) {
   constexpr std::array kNames = {
       "bundle", "bundle-password", "certificate", "ck1", "ck2", "cks", "configuration", "iv",
       "key",    "output",          "sealed",      "text"};
-  std::array<option, kNames.size() + 1> table{};
+  std::array<option, kNames.size() + 2> table{};
   std::ranges::transform(kNames, table.begin(), [](const char* name) {
     return option{name, required_argument, nullptr, 0};
   });
+  table[kNames.size()] = {"force", no_argument, nullptr, 0};
   Options options;
   opterr = 0;
   int index = 0;
   int outcome = 0;
   while ((outcome = getopt_long(count, arguments, "", table.data(), &index)) == 0) {
-    const std::string name = kNames[static_cast<std::size_t>(index)];
-    if (command.options.find("--" + name + " ") == std::string_view::npos)
+    const std::string name = table[static_cast<std::size_t>(index)].name;
+    const std::string end = name == "force" ? "]" : " ";
+    if (command.options.find("--" + name + end) == std::string_view::npos)
       throw WrongUse("--" + name + " is no option of " + std::string(command.name));
-    options.set(name, optarg);
+    if (name == "force")
+      options.force = true;
+    else
+      options.set(name, optarg);
   }
   if (outcome != -1)
     throw WrongUse("unknown or incomplete option " + std::string(arguments[optind - 1]));

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -62,18 +63,24 @@ std::shared_ptr<const Prototype> prototype(std::string_view localeName) {
   });
 }
 
-/// True when a field of the pattern follows another at once. How many digits the first of two such
-/// numbers takes, and that they have no sign, is a matter for the plain formatter.
-bool hasAdjoiningFields(std::string_view pattern) {
+/// The letters of the longest row of fields that follow each other at once; 0 without one. How many
+/// digits the first of two such numbers takes, and that they have no sign, is a matter for the
+/// plain formatter.
+std::int32_t adjoiningLetters(std::string_view pattern) {
   char before = '\0';  // the letter before, outside of quotes
   bool isQuoted = false;
+  bool adjoins = false;
+  std::int32_t length = 0;
+  std::int32_t longest = 0;
   for (const char c : pattern) {
     if (c == '\'') isQuoted = !isQuoted;
     const bool isLetter = !isQuoted && ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'));
-    if (isLetter && before != '\0' && before != c) return true;
+    adjoins = isLetter && (adjoins || (before != '\0' && before != c));
+    length = isLetter ? length + 1 : 0;
+    if (adjoins) longest = std::max(longest, length);
     before = isLetter ? c : '\0';
   }
-  return false;
+  return longest;
 }
 
 bool hasField(std::string_view pattern, char letter) {
@@ -84,14 +91,31 @@ bool hasField(std::string_view pattern, char letter) {
   });
 }
 
-std::int32_t longestNumber(const UnicodeString& text) {
-  std::int32_t longest = 0;
+/// True if every number of the text fits the field that takes it. ICU keeps the low 32 bits of a
+/// number. Of a row of adjoining fields the first takes all digits that the others leave.
+bool haveRoom(const UnicodeString& text, std::string_view pattern) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int32_t kMoreThanLetters = 5;
+  const std::int32_t adjoining = adjoiningLetters(pattern);
+  const bool hasFraction = hasField(pattern, 'S');
   std::int32_t length = 0;
+  std::int64_t value = 0;
+  bool isFraction = false;
   for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
-    length = u_isdigit(text.char32At(at)) != 0 ? length + 1 : 0;
-    longest = std::max(longest, length);
+    const std::int32_t digit = u_charDigitValue(text.char32At(at));
+    if (digit < 0) {
+      length = 0;
+      value = 0;
+      isFraction = hasFraction && (text.charAt(at) == u'.' || text.charAt(at) == u',');
+      continue;
+    }
+    ++length;
+    value = std::min(value * 10 + digit, kMost + 1);
+    if (hasFraction && length > kMostFractionDigits) return false;
+    if (adjoining > 0 ? length > adjoining + kMoreThanLetters : value > kMost && !isFraction)
+      return false;
   }
-  return longest;
+  return true;
 }
 
 std::unique_ptr<SimpleDateFormat> configured(const SimpleDateFormat& from, const DateStyle& style) {
@@ -134,8 +158,8 @@ std::optional<Date> parsedDate(std::string_view text, const DateStyle& style) {
   const UnicodeString typed = icuText(text);
   const auto kept = prototype(style.locale);
   if (!kept || typed.length() > kMostCharacters) return {};
-  if (hasField(style.pattern, 'S') && longestNumber(typed) > kMostFractionDigits) return {};
-  const bool isQuick = kept->quick && !hasAdjoiningFields(style.pattern);
+  if (!haveRoom(typed, style.pattern)) return {};
+  const bool isQuick = kept->quick && adjoiningLetters(style.pattern) == 0;
   const auto format = configured(isQuick ? *kept->quick : *kept->plain, style);
   format->setLenient(true);
   const std::unique_ptr<icu::Calendar> calendar(format->getCalendar()->clone());

@@ -12,17 +12,21 @@
 
 namespace kelm {
 
-/// A text, or none, that its owner keeps alive. A temporary string does not compile.
+/// A text, or none, that its owner keeps alive. Of a string it is the text at the time of use: the
+/// owner may change it. A temporary string does not compile.
 class BorrowedText {
  public:
-  BorrowedText(std::nullopt_t) {}                         // NOLINT
-  BorrowedText(const char* text) : text_(text) {}         // NOLINT
-  BorrowedText(std::string_view text) : text_(text) {}    // NOLINT
-  BorrowedText(const std::string& text) : text_(text) {}  // NOLINT
+  BorrowedText(std::nullopt_t) {}                           // NOLINT
+  BorrowedText(const char* text) : text_(text) {}           // NOLINT
+  BorrowedText(std::string_view text) : text_(text) {}      // NOLINT
+  BorrowedText(const std::string& text) : owner_(&text) {}  // NOLINT
   BorrowedText(std::string&&) = delete;
-  const std::optional<std::string_view>& view() const { return text_; }
+  std::optional<std::string_view> view() const {
+    return owner_ != nullptr ? std::optional<std::string_view>(*owner_) : text_;
+  }
 
  private:
+  const std::string* owner_ = nullptr;
   std::optional<std::string_view> text_;
 };
 
@@ -42,16 +46,16 @@ class KELM_API KelmDateFormatter {
   const std::string& locale() const { return locale_; }
   /// An identifier such as "it_IT".
   void setLocale(std::string locale) { locale_ = std::move(locale); }
-  const std::optional<std::string_view>& dateFormat() const { return dateFormat_.view(); }
+  std::optional<std::string_view> dateFormat() const { return dateFormat_.view(); }
   /// A date pattern of Unicode's UTS #35, such as "dd/MM/yyyy HH:mm"; none counts as empty.
   void setDateFormat(BorrowedText pattern) { dateFormat_ = pattern; }
   const TimeZone* timezone() const { return timezone_; }
   /// nullptr: the system's.
   void setTimezone(const TimeZone* timezone) { timezone_ = timezone; }
-  const std::optional<std::string_view>& amSymbol() const { return amSymbol_.view(); }
+  std::optional<std::string_view> amSymbol() const { return amSymbol_.view(); }
   /// What stands for the hours before noon in formatted texts; without one the locale's own.
   void setAmSymbol(BorrowedText symbol) { amSymbol_ = symbol; }
-  const std::optional<std::string_view>& pmSymbol() const { return pmSymbol_.view(); }
+  std::optional<std::string_view> pmSymbol() const { return pmSymbol_.view(); }
   void setPmSymbol(BorrowedText symbol) { pmSymbol_ = symbol; }
 
   /// `formattedStringWithDate:` The date in the pattern, to the nearest millisecond. Absent for an
@@ -65,8 +69,9 @@ class KELM_API KelmDateFormatter {
   /// `dateWithFormattedString:` The date that the whole text is in the pattern, read leniently
   /// (2023-02-30 is March 2), with the locale's own symbols of the halves of a day. A year of two
   /// digits is one of 1950 to 2049; what the pattern lacks is that of 2000-01-01 00:00. Absent for
-  /// an absent or empty text, one that does not match, more than 4096 characters, and a number of
-  /// more than 12 digits where the pattern has a fraction of a second.
+  /// an absent or empty text, one that does not match, more than 4096 characters, a number that
+  /// its field cannot hold (2147483647 at most), and one of more than 12 digits where the pattern
+  /// has a fraction of a second.
   std::optional<Date> dateWithFormattedString(std::optional<std::string_view> text) const;
   /// `timestampWithFormattedString:` Its timestamp, cut to whole milliseconds; 0 when there is
   /// none.
