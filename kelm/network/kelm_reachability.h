@@ -8,7 +8,7 @@
 #include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
 #include "kelm/base/object.h"
-#include "kelm/platform/reachability.h"
+#include "kelm/platform/reachability/reachability.h"
 
 namespace kelm {
 

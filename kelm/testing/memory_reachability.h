@@ -10,7 +10,7 @@
 
 #include "kelm/base/export.h"
 #include "kelm/base/mutex.h"
-#include "kelm/platform/reachability.h"
+#include "kelm/platform/reachability/reachability.h"
 
 namespace kelm::testing {
 

@@ -14,6 +14,7 @@
 #include "kelm/base/error.h"
 #include "kelm/base/url.h"
 #include "kelm/base/value.h"
+#include "kelm/platform/http/server_trust.h"
 #include "kelm/platform/service.h"
 
 namespace kelm::platform {
@@ -125,21 +126,6 @@ class KELM_API CookieStorage {
   virtual void removeAll() = 0;
 };
 
-/// What a server showed to prove who it is.
-struct ServerTrust {
-  std::string host;
-  std::vector<Data> chain;       ///< DER, leaf first; up to the root if the chain verifies
-  bool trustedBySystem = false;  ///< the chain, its dates and the host name
-  std::string
-      refusal;  ///< why the system does not trust it, such as "hostname mismatch"; else empty
-
-  std::size_t certificateCount() const { return chain.size(); }
-  /// The DER bytes of one certificate, 0 being the leaf; absent beyond the last.
-  std::optional<DataView> certificateAtIndex(std::size_t index) const {
-    return index < chain.size() ? std::optional<DataView>(chain[index]) : std::nullopt;
-  }
-};
-
 /// How a session calls back while a task runs, on a network thread. The answer of the challenge
 /// decides before anything is sent.
 class KELM_API UrlSessionDelegate {
@@ -173,8 +159,8 @@ struct UrlSessionConfiguration {
   /// Offers every compression that libcurl has, and unpacks what comes; `maxBodyBytes` then limits
   /// the unpacked body.
   bool acceptsCompressed = false;
-  /// "http://" or "socks5h://", perhaps with name and password, host and port; a proxy that is itself
-  /// spoken to over TLS is refused. Empty: no proxy. Absent: what the variables http_proxy,
+  /// "http://" or "socks5h://", perhaps with name and password, host and port; a proxy that is
+  /// itself spoken to over TLS is refused. Empty: no proxy. Absent: what the variables http_proxy,
   /// https_proxy, all_proxy and no_proxy say.
   std::optional<std::string> proxy;
   std::vector<std::string>

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kelm/base/mutex.h"
-#include "kelm/platform/reachability.h"
+#include "kelm/platform/reachability/reachability.h"
 
 namespace kelm::platform {
 

@@ -1,4 +1,4 @@
-#include "kelm/platform/reachability.h"
+#include "kelm/platform/reachability/reachability.h"
 
 #include <string>
 #include <utility>

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "kelm/platform/reachability.h"
+#include "kelm/platform/reachability/reachability.h"
 
 namespace kelm::platform {
 
