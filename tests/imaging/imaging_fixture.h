@@ -13,7 +13,7 @@ namespace kelm {
 class OnScreen : public testing::Test {
  private:
   platform::ScopedService<platform::Screen> screen_{
-      std::make_shared<platform::FixedScreen>(platform::ScreenInfo{{400, 300}, 2, {}})};
+      std::make_shared<platform::FixedScreen>(platform::ScreenInfo{{400, 300}, 2, {}, {}})};
 };
 
 }  // namespace kelm
