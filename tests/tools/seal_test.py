@@ -138,7 +138,7 @@ class Seal(unittest.TestCase):
         """The exit status and what the terminal showed."""
         path = self.write("configuration.json", json.dumps(CONFIGURATION))
         arguments = [TOOL, "seal-configuration", "--configuration", path, "--output", self.sealed,
-                     *self.signer[:4], *self.keys]
+                     "--force", *self.signer[:4], *self.keys]
         child, terminal = pty.fork()
         if child == 0:
             os.execv(TOOL, [os.fspath(a) for a in arguments])

