@@ -33,6 +33,7 @@ constexpr Sentence kSentences[] = {
     {url_error::kSecureConnectionFailed, "A secure connection could not be made."},
     {url_error::kServerCertificateUntrusted, "The server's certificate is not trusted."},
     {url_error::kClientCertificateRequired, "The server demands a client certificate."},
+    {url_error::kProxyFailed, "The proxy could not be reached, or refused."},
     {url_error::kDataLengthExceedsMaximum, "The body is longer than the limit."},
 };
 
@@ -104,6 +105,31 @@ std::optional<Error> requestProblem(const UrlRequest& request) {
       return refusal(request, "The value of the header " + name + " is malformed.");
   }
   return std::nullopt;
+}
+
+std::string curlCommand(const UrlRequest& request) {
+  const auto quoted = [](std::string_view text) {
+    std::string result = "'";
+    for (const char c : text)
+      result.append(c == '\'' ? "'\\''" : std::string(1, c));
+    return result += '\'';
+  };
+  std::string command = "curl -X " + quoted(request.method);
+  for (const auto& [name, value] : request.headers) {
+    const bool isSecret = request.isSensitive(name) || equalsIgnoringCase(name, "Authorization") ||
+                          equalsIgnoringCase(name, "Cookie") ||
+                          equalsIgnoringCase(name, "Proxy-Authorization");
+    const std::string shown = value.text() ? std::string(*value.text()) : describe(value);
+    command.append(" -H ").append(quoted(name + ": " + (isSecret ? "***" : shown)));
+  }
+  if (request.body) {
+    const std::string_view body = textOf(*request.body);
+    // A shell's argument holds no NUL; such a body is reported by its size.
+    const bool isText = body.find('\0') == std::string_view::npos;
+    command.append(" --data-binary ")
+        .append(isText ? quoted(body) : "@body-of-" + std::to_string(body.size()) + "-bytes");
+  }
+  return command.append(" ").append(quoted(withoutPassword(request.url.value_or(""))));
 }
 
 Error urlError(std::int64_t code, std::string_view url) {

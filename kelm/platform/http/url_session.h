@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,7 @@ inline constexpr std::int64_t kBadServerResponse = -1011;
 inline constexpr std::int64_t kSecureConnectionFailed = -1200;
 inline constexpr std::int64_t kServerCertificateUntrusted = -1202;
 inline constexpr std::int64_t kClientCertificateRequired = -1206;
+inline constexpr std::int64_t kProxyFailed = -1300;
 }  // namespace url_error
 
 /// A request as it goes to a session. Header names compare without case when it is sent.
@@ -61,11 +63,30 @@ KELM_API std::optional<Error> requestProblem(const UrlRequest& request);
 /// "NSErrorFailingURLStringKey", with "***" in place of a password.
 KELM_API Error urlError(std::int64_t code, std::string_view url = {});
 
+/// Returns the request as a line for a shell, for reports of faults. The values of "Authorization",
+/// "Cookie", "Proxy-Authorization" and the sensitive headers, and a password in the URL, are "***".
+KELM_API std::string curlCommand(const UrlRequest& request);
+
+/// How long the phases of the last transfer took, in seconds from its start; 0 for one that was not
+/// needed, such as connecting on a kept connection.
+struct UrlMeasures {
+  double nameKnown = 0;
+  double connected = 0;
+  double secured = 0;  ///< TLS
+  double firstByte = 0;
+  double whole = 0;
+  bool reusedConnection = false;
+  std::string protocol;  ///< "HTTP/1.0", "HTTP/1.1", "HTTP/2"
+  std::int64_t bytesSent = 0;
+  std::int64_t bytesReceived = 0;  ///< of the body, as they travelled
+};
+
 struct UrlResponse {
   std::string url;  ///< the last one, after redirects
   int statusCode = 0;
   Dictionary headers;  ///< equal names joined by ", "
   std::int64_t expectedLength = -1;
+  UrlMeasures measures;
 };
 
 struct Cookie {
@@ -137,9 +158,25 @@ struct UrlSessionConfiguration {
   std::vector<std::string> sensitiveHeaders;  ///< as in a request, for all of the session
   std::shared_ptr<CookieStorage> cookies;     ///< none: no cookies are kept or sent
   double connectTimeoutSeconds = 30;
-  double requestTimeoutSeconds = 60;          ///< without any byte moving
-  double resourceTimeoutSeconds = 0;          ///< for the whole exchange; 0: none
-  bool followRedirects = true;                ///< at most 16; never from https to http
+  double requestTimeoutSeconds = 60;  ///< without any byte moving
+  double resourceTimeoutSeconds = 0;  ///< for the whole exchange; 0: none
+  /// Fewer bytes a second over `requestTimeoutSeconds` end the exchange, too; 0: any speed will do.
+  std::int64_t minBytesPerSecond = 0;
+  bool followRedirects = true;  ///< never from https to http
+  int maxRedirects = 16;
+  /// Offers every compression that libcurl has, and unpacks what comes; `maxBodyBytes` then limits
+  /// the unpacked body.
+  bool acceptsCompressed = false;
+  /// "http://" or "socks5h://", perhaps with name and password, host and port; a proxy that is itself
+  /// spoken to over TLS is refused. Empty: no proxy. Absent: what the variables http_proxy,
+  /// https_proxy, all_proxy and no_proxy say.
+  std::optional<std::string> proxy;
+  std::vector<std::string>
+      noProxyFor;  ///< hosts, with all below them, for which `proxy` is not used
+  /// "host:port" to an address, such as "pay.example:443" to "10.0.0.7"; not looked up elsewhere.
+  std::map<std::string, std::string> addresses;
+  enum class IpVersion { Any, V4, V6 } ipVersion = IpVersion::Any;
+  std::string unixSocket;                     ///< a path: connect there, whatever the URL's host is
   std::optional<std::string> trustRootsFile;  ///< PEM; absent: the system's, if any
   int maxConnectionsPerHost = 6;              ///< 0: any number; what waits for one keeps its order
   int maxConnections = 0;                     ///< of the session in all; 0: any number

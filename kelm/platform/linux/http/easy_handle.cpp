@@ -102,8 +102,27 @@ EasyHandle::EasyHandle(const UrlSessionConfiguration& configuration, const Callb
   };
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_PATH_AS_IS, 1L);                           // the URL is in its normal form
-  if (!environmentNamesProxy()) set(CURLOPT_PROXY, "");  // or libcurl looks for every transfer
+  set(CURLOPT_PATH_AS_IS, 1L);  // the URL is in its normal form
+  if (configuration.proxy)
+    set(CURLOPT_PROXY, configuration.proxy->c_str());
+  else if (!environmentNamesProxy())
+    set(CURLOPT_PROXY, "");  // or libcurl looks for every transfer
+  std::string noProxy;
+  for (const std::string& host : configuration.noProxyFor)
+    noProxy.append(noProxy.empty() ? "" : ",").append(host);
+  if (configuration.proxy) set(CURLOPT_NOPROXY, noProxy.c_str());
+  if (!configuration.unixSocket.empty())
+    set(CURLOPT_UNIX_SOCKET_PATH, configuration.unixSocket.c_str());
+  using IpVersion = UrlSessionConfiguration::IpVersion;
+  set(CURLOPT_IPRESOLVE, configuration.ipVersion == IpVersion::V4 ? long{CURL_IPRESOLVE_V4}
+                         : configuration.ipVersion == IpVersion::V6
+                             ? long{CURL_IPRESOLVE_V6}
+                             : long{CURL_IPRESOLVE_WHATEVER});
+  if (configuration.acceptsCompressed) set(CURLOPT_ACCEPT_ENCODING, "");
+  if (configuration.minBytesPerSecond > 0) {
+    set(CURLOPT_LOW_SPEED_LIMIT, static_cast<long>(configuration.minBytesPerSecond));
+    set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(configuration.requestTimeoutSeconds) + 1);
+  }
   set(CURLOPT_BUFFERSIZE, kReceiveBufferBytes);
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   set(CURLOPT_PIPEWAIT, 1L);

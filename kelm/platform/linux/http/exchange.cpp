@@ -12,7 +12,6 @@ namespace kelm::platform::url_sessions {
 
 namespace {
 
-constexpr int kMaxRedirects = 16;
 constexpr double kMaxSeconds = 1e9;  // longer is for ever
 
 std::uint64_t nextId() {
@@ -24,6 +23,33 @@ std::optional<Moment> after(Moment start, double seconds) {
   if (!(seconds > 0 && seconds < kMaxSeconds)) return std::nullopt;
   return start +
          std::chrono::duration_cast<Moment::duration>(std::chrono::duration<double>(seconds));
+}
+
+UrlMeasures measuresOf(CURL* handle) {
+  const auto seconds = [handle](CURLINFO info) {
+    curl_off_t microseconds = 0;
+    curl_easy_getinfo(handle, info, &microseconds);
+    return static_cast<double>(microseconds) / 1e6;
+  };
+  UrlMeasures measures;
+  measures.nameKnown = seconds(CURLINFO_NAMELOOKUP_TIME_T);
+  measures.connected = seconds(CURLINFO_CONNECT_TIME_T);
+  measures.secured = seconds(CURLINFO_APPCONNECT_TIME_T);
+  measures.firstByte = seconds(CURLINFO_STARTTRANSFER_TIME_T);
+  measures.whole = seconds(CURLINFO_TOTAL_TIME_T);
+  long connections = 0, version = 0;
+  curl_easy_getinfo(handle, CURLINFO_NUM_CONNECTS, &connections);
+  curl_easy_getinfo(handle, CURLINFO_HTTP_VERSION, &version);
+  measures.reusedConnection = connections == 0;
+  measures.protocol = version == CURL_HTTP_VERSION_2_0   ? "HTTP/2"
+                      : version == CURL_HTTP_VERSION_1_0 ? "HTTP/1.0"
+                                                         : "HTTP/1.1";
+  curl_off_t sent = 0, received = 0;
+  curl_easy_getinfo(handle, CURLINFO_SIZE_UPLOAD_T, &sent);
+  curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
+  measures.bytesSent = sent;
+  measures.bytesReceived = received;
+  return measures;
 }
 
 }  // namespace
@@ -92,6 +118,10 @@ void Exchange::send() {
   handle_ = engine_->takeHandle();
   handle_->attach(this);
   handle_->prepare(request_, cookies, reportsUpload);
+  const auto& given = engine_->configuration().addresses;
+  const std::string place = url_->host() + ':' + std::to_string(url_->port());
+  if (const auto found = given.find(place); found != given.end())
+    addresses_ = place + ':' + found->second;
   handle_->setAddresses(addresses_);
   curl_easy_setopt(handle_->curl(), CURLOPT_FRESH_CONNECT, repeated_ ? 1L : 0L);
   if (!engine_->start(handle_->curl())) {
@@ -146,7 +176,16 @@ void Exchange::end(std::int64_t code) {
   if (!engine_) return;
   if (!isKept_) engine_->keep(shared_from_this());  // never resumed
   isKept_ = true;
-  complete(urlError(code, request_.url.value_or("")));
+  Error error = urlError(code, request_.url.value_or(""));
+  if (code == url_error::kTimedOut) error.userInfo.set("NSDebugDescription", reachedLimit());
+  complete(std::move(error));
+}
+
+/// Which time-out it was.
+std::string_view Exchange::reachedLimit() const {
+  const Moment now = std::chrono::steady_clock::now();
+  if (wholeDeadline_ && *wholeDeadline_ <= now) return "limit of the whole exchange";
+  return nameDeadline_ ? "limit of connecting" : "limit of silence";
 }
 
 void Exchange::transferEnded(CURLcode outcome) {
@@ -186,7 +225,7 @@ bool Exchange::follow(std::optional<Error>& error) {
   if (!engine_->configuration().followRedirects || !isRedirect(status)) return false;
   const auto locations = head_.values("location");
   if (locations.empty()) return false;
-  if (++redirects_ > kMaxRedirects) {
+  if (++redirects_ > engine_->configuration().maxRedirects) {
     error = urlError(url_error::kTooManyRedirects, *request_.url);
     return false;
   }
@@ -224,6 +263,7 @@ std::shared_ptr<const UrlResponse> Exchange::response() const {
   response->statusCode = static_cast<int>(status);
   response->headers = head_.fields();
   response->expectedLength = expected_;
+  response->measures = measuresOf(handle_->curl());
   return response;
 }
 

@@ -57,7 +57,9 @@ class Exchange final : public DataTask,
   void resolveName();
   void nameResolved(const std::vector<std::string>& addresses);
   bool mayResolve();
+  bool hasOwnWay() const;
   void storeCookies() const;
+  std::string_view reachedLimit() const;
   std::int64_t errorCodeOf(CURLcode outcome) const;
   bool mayBeRepeated(CURLcode outcome) const;
   /// The error of an outcome; absent for success.

@@ -21,6 +21,8 @@ std::int64_t codeOf(CURLcode outcome) {
     case CURLE_URL_MALFORMAT:
       return url_error::kBadUrl;
     case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_PROXY:
+      return url_error::kProxyFailed;
     case CURLE_COULDNT_RESOLVE_HOST:
       return url_error::kCannotFindHost;
     case CURLE_COULDNT_CONNECT:
@@ -74,7 +76,10 @@ std::int64_t Exchange::errorCodeOf(CURLcode outcome) const {
   // Of a line too long libcurl makes a want of memory.
   if (badHead_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present()))
     return url_error::kBadServerResponse;
-  const std::int64_t code = codeOf(outcome);
+  std::int64_t code = codeOf(outcome);
+  if (code == url_error::kCannotConnectToHost &&
+      !engine_->configuration().proxy.value_or("").empty())
+    code = url_error::kProxyFailed;
   // The alert may be lost when the server closes before the request that follows was read.
   if (alert_ == kCertificateRequiredAlert || (certificateAsked_ && !head_.present() &&
                                               (alert_ != 0 || code == url_error::kConnectionLost)))
@@ -90,6 +95,8 @@ std::optional<Error> Exchange::errorOf(CURLcode outcome) const {
   std::string reason = curl_easy_strerror(outcome);
   if (error.code == url_error::kServerCertificateUntrusted && !trustRefusal_.empty())
     reason = trustRefusal_;
+  if (outcome == CURLE_OPERATION_TIMEDOUT)
+    reason = wasSent_ ? "limit of the lowest speed" : "limit of connecting";
   if (outcome == CURLE_SSL_CACERT_BADFILE)
     reason += ": " + engine_->configuration().trustRootsFile.value_or("");
   error.userInfo.set("NSDebugDescription", reason);
@@ -179,12 +186,20 @@ int Exchange::onBeforeSending(void* exchange, char*, char*, int, int) {
   return static_cast<Exchange*>(exchange)->mayBeSent() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
+/// True if the session does not connect to the address of the URL's host.
+bool Exchange::hasOwnWay() const {
+  const UrlSessionConfiguration& configuration = engine_->configuration();
+  const bool hasProxy =
+      configuration.proxy ? !configuration.proxy->empty() : environmentNamesProxy();
+  return hasProxy || !configuration.unixSocket.empty();
+}
+
 /// True if libcurl may look the name up itself, which must take no time: it is an address, or one
 /// of the names that RFC 6761 keeps for the loopback.
 bool Exchange::mayResolve() {
   const std::string& host = url_->host();
   needsName_ = addresses_.empty() && host.find(':') == std::string::npos && !isIpv4Address(host) &&
-               host != "localhost" && !host.ends_with(".localhost") && !environmentNamesProxy();
+               host != "localhost" && !host.ends_with(".localhost") && !hasOwnWay();
   return !needsName_;
 }
 
