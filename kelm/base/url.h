@@ -35,7 +35,7 @@ class KELM_API Url {
   /// The one given, or the default of http and https; 0 for another scheme without one.
   std::uint16_t port() const { return port_; }
   const std::string& path() const { return path_; }
-  /// What follows "?"; absent without one, which differs from an empty one.
+  /// The part behind "?"; absent without a "?", which differs from an empty one.
   const std::optional<std::string>& query() const { return query_; }
   /// Name and password as they were written, with their escapes; absent without "@".
   const std::optional<std::string>& userInfo() const { return userInfo_; }

@@ -23,7 +23,7 @@ namespace kelm {
 
 namespace {
 
-/// Of all derivations of a bundle together: a few seconds.
+/// The limit for all derivations of a bundle together: a few seconds of work.
 constexpr std::int64_t kMostRounds = 10'000'000;
 
 struct FreeBundle {

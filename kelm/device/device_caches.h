@@ -11,7 +11,7 @@
 
 namespace kelm {
 
-/// What `VaspDeviceUtil` keeps, for the whole process. Thread-safe.
+/// The caches of `VaspDeviceUtil`, for the whole process. Thread-safe.
 class DeviceCaches {
  public:
   std::optional<std::string> model() const;

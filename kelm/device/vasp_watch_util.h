@@ -14,7 +14,7 @@ namespace kelm {
 /// A delegate of the watch session that does nothing. Thread-safe.
 class KELM_API WCSessionStubDelegate : public platform::WatchSessionDelegate {
  public:
-  /// `sessionState` What was set last; the library does not read it.
+  /// `sessionState` Returns the value that was set last; the library does not read it.
   std::int64_t sessionState() const { return sessionState_; }
   /// `setSessionState:`
   void setSessionState(std::int64_t state) { sessionState_ = state; }

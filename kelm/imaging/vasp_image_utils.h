@@ -98,8 +98,9 @@ class KELM_API VaspImageUtils {
   /// `imageWithView:` The view and all that is in it, in its own coordinates and of its bounds'
   /// size, at the main screen's scale.
   static MaybeImage imageWithView(const ViewPointer& view);
-  /// `imageWithFrame:color:useAlpha:` Of the rectangle's size, filled with the colour, at the main
-  /// screen's scale. Without `useAlpha` it is opaque: the colour lies over black.
+  /// `imageWithFrame:color:useAlpha:` Returns an image of the rectangle's size, filled with the
+  /// colour, at the main screen's scale. Without `useAlpha` it is opaque: the colour lies over
+  /// black.
   static MaybeImage imageWithFrame_color_useAlpha(const Rect& frame, const Colour& colour,
                                                   bool useAlpha);
   /// `circleViewWithDiameter:` A clear view that clips to its bounds. Its sides are the smaller of

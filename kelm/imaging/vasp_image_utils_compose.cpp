@@ -99,7 +99,7 @@ MaybeImage VaspImageUtils::imageWithReflectionWithScale_image_gap_alpha(double s
 MaybeImage VaspImageUtils::imagToMultiply_multiplyedColor(const MaybeImage& image,
                                                           const Colour& colour) {
   if (!image) return std::nullopt;
-  // Of a colour that is half opaque half of its effect.
+  // A half opaque colour has half of its effect.
   const double opacity = byteOf(colour.alpha) / 255.0;
   const auto factor = [&](double component) {
     return byteOf(1 - opacity + opacity * (byteOf(component) / 255.0));

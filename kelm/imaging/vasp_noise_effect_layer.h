@@ -27,7 +27,7 @@ class KELM_API VaspNoiseEffectLayer : public Layer {
   /// `setNoiseOpacity:`
   void setNoiseOpacity(double noiseOpacity) { noiseOpacity_ = noiseOpacity; }
 
-  /// `drawInContext:` What the layer draws without grain, then the tile again and again from the
+  /// `drawInContext:` Draws the layer without grain, then the tile again and again from the
   /// upper left corner on, in overlay mode, within the bounds and their rounded corners.
   void drawInContext(DrawingContext& context) const override;
 

@@ -42,7 +42,8 @@ class KELM_API Queue {
   virtual bool isCurrent() const = 0;
 };
 
-/// What a descriptor is watched for; an error and the end of both directions are always told.
+/// The events that a descriptor is watched for; an error and the end of both directions are always
+/// told.
 enum class Readiness { Writable, PeerClosed };
 
 /// The host's main thread. Either the host gives it to run(), or its own loop polls descriptor()

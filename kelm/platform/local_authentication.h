@@ -12,7 +12,7 @@
 
 namespace kelm {
 
-/// By what the user is to be authenticated.
+/// The means by which the user is authenticated.
 enum class AuthenticationPolicy : std::int32_t {
   Biometrics = 1,
   DeviceOwner = 2,  ///< biometrics or the passcode
@@ -35,8 +35,8 @@ inline constexpr std::int32_t kNotInteractive = -1004;  // nobody can be asked
 
 namespace platform {
 
-/// Whether a policy can be evaluated now. Without an error and without the ability, the device
-/// simply has none of its means.
+/// The answer to "can this policy be evaluated now". Without an error and without the ability, the
+/// device simply has none of its means.
 struct AuthenticationAbility {
   bool canEvaluate = false;
   std::int32_t error = authentication_error::kNone;
@@ -49,7 +49,8 @@ struct AuthenticationQuestion {
   std::optional<std::string> fallbackTitle;  ///< what the way out of a prompt is called
 };
 
-/// What the host shows while a user is authenticated. Called on any thread; may block on the user.
+/// Prompts that the host shows while a user is authenticated. Called on any thread; may block on
+/// the user.
 struct AuthenticationPrompt {
   /// Asks for the passcode; absent when the user gave up. The library wipes its copy.
   std::function<std::optional<std::string>(const AuthenticationQuestion& question)> askPasscode;
@@ -57,8 +58,8 @@ struct AuthenticationPrompt {
   std::function<void(std::string_view sentence)> tell;
 };
 
-/// What protects the device, and who holds it. Thread-safe; questions about the state end within
-/// 100 ms where nothing is installed that could answer.
+/// Tells what protects the device, and who holds it. Thread-safe; questions about the state end
+/// within 100 ms where nothing is installed that could answer.
 class KELM_API LocalAuthentication {
  public:
   /// The error as in `authentication_error`; 0 when the user was authenticated.
@@ -81,7 +82,7 @@ class KELM_API LocalAuthentication {
   virtual bool isProtectedDataAvailable() = 0;
   /// Says who shows prompts. Before that, what needs one is `kNotInteractive`.
   virtual void setPrompt(AuthenticationPrompt prompt) = 0;
-  /// What would have to be installed or set up for the system to answer more, as one sentence;
+  /// Says what would have to be installed or set up for the system to answer more, as one sentence;
   /// empty when nothing is missing.
   virtual std::string missing() = 0;
 };

@@ -12,7 +12,7 @@ namespace kelm {
 /// and the vector under a key derived from the encryption key, from which neither can be computed.
 class FolderKey {
  public:
-  /// What the folder says about the key. `Unknown`: it could not be read now.
+  /// The state of the folder's check value for the key. `Unknown`: it could not be read now.
   enum class State { Same, NotSet, Other, LaterLayout, Unknown };
 
   FolderKey(DataView key, DataView vector);

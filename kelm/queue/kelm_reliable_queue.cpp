@@ -44,7 +44,7 @@ std::optional<std::string> join(std::optional<std::string> folder, std::string_v
   return std::move(*folder) + '/' + std::string(name);
 }
 
-// What a done callback does. While it can still be called the folder stays with this process.
+// The effect of a done callback. While it can still be called the folder stays with this process.
 class Settlement {
  public:
   Settlement(std::shared_ptr<VaspSecureFileHandler> files, std::string path,

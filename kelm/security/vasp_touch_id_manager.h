@@ -27,7 +27,7 @@ class KELM_API VaspTouchIDAuthenticationDelegate {
   virtual void userAuthenticationWithTouchIDNotAvailable() = 0;
 };
 
-/// What protects the device, and whether that has changed since the application last looked.
+/// Tells what protects the device, and whether that has changed since the application last looked.
 /// Answers about the state are kept until `resetCache`. A change shows by marker items in the item
 /// store, which end with what they are bound to, while a flag item beside each of them stays.
 /// Thread-safe and never throws. What waits for protected data blocks for up to 15 seconds, what

@@ -34,7 +34,7 @@ class KELM_API ManualClock : public platform::Clock {
     if (woken) woken();
   }
 
-  /// What happens while a thread sleeps; an empty function: nothing more.
+  /// Sets what runs while a thread sleeps; an empty function: nothing more.
   void onSleep(std::function<void()> woken) {
     const Lock lock(mutex_);
     onSleep_.swap(woken);

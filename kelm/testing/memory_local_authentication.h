@@ -35,7 +35,7 @@ class KELM_API MemoryLocalAuthentication : public platform::LocalAuthentication 
   void setPrompt(platform::AuthenticationPrompt) override {}
   std::string missing() override { return {}; }
 
-  /// What the questions about each policy answer from now on.
+  /// Sets the answers to questions about each policy from now on.
   void setAbilities(platform::AuthenticationAbility biometrics,
                     platform::AuthenticationAbility owner) {
     const Lock lock(mutex_);

@@ -22,7 +22,8 @@ class KELM_API MemoryReachability final : public platform::Reachability {
   void setFlags(std::optional<platform::ReachabilityFlags> flags) { network_->set(flags); }
   /// From now on nothing can be watched.
   void refuseWatches() { network_->refuses = true; }
-  /// What was asked for, in order: names, and addresses with their numbers such as "169.254.0.0".
+  /// Everything that was asked for, in order: names, and addresses with their numbers such as
+  /// "169.254.0.0".
   std::vector<std::string> targets() const {
     const Lock lock(network_->mutex);
     return network_->targets;

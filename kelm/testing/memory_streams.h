@@ -17,13 +17,13 @@ class KELM_API MemoryStreams : public platform::Streams {
 
   platform::StreamPair connect(std::string host, std::uint16_t port) override;
 
-  /// What becomes of connections that are opened from now on.
+  /// Sets how connections that are opened from now on end.
   void setAnswer(Answer answer) KELM_EXCLUDES(mutex_);
   /// How many bytes all connections together still take; without a limit at first.
   void setSpace(std::size_t bytes) KELM_EXCLUDES(mutex_);
   /// The newest connection ends as the event says; it takes nothing any more after an error.
   void end(platform::StreamEvent event) KELM_EXCLUDES(mutex_);
-  /// What all connections took.
+  /// Returns everything that all connections received.
   std::string received() const KELM_EXCLUDES(mutex_);
   /// "host:port" of each connection that was asked for.
   std::vector<std::string> targets() const KELM_EXCLUDES(mutex_);

@@ -44,7 +44,7 @@ TEST(CryptoExportImportManager, RsaKeyExportsToWhatOpenSslWrites) {
 }
 
 TEST(CryptoExportImportManager, CurvePointGetsTheHeaderOfTheSizeThatIsGiven) {
-  // What OpenSSL reads from the certificate, since no key of a curve is imported.
+  // As OpenSSL reads it from the certificate, since no key of a curve is imported.
   const Data bytes = fileOf("certificate_ec.der");
   const unsigned char* at = bytes.data();
   X509* const certificate = d2i_X509(nullptr, &at, static_cast<long>(bytes.size()));

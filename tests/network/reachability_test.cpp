@@ -1,4 +1,4 @@
-// What the flags of a network mean, and when a change is posted.
+// The meaning of a network's flags, and when a change is posted.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

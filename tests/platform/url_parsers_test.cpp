@@ -18,7 +18,7 @@ std::string part(CURLU* parsed, CURLUPart which) {
   return text;
 }
 
-/// What libcurl makes of the text, as "scheme host port path query".
+/// Returns libcurl's reading of the text, as "scheme host port path query".
 std::string asCurlReads(const std::string& text) {
   const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parsed(curl_url(), &curl_url_cleanup);
   if (curl_url_set(parsed.get(), CURLUPART_URL, text.c_str(),

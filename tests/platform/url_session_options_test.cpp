@@ -1,4 +1,5 @@
-// What a host may ask of a session: ways to the server, limits, compression, what was measured.
+// Options that a host may set on a session: ways to the server, limits, compression, what was
+// measured.
 
 #include "kelm/testing/servers/raw_server.h"
 #include "tests/platform/url_session_world.h"

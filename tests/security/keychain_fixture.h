@@ -32,7 +32,7 @@ struct KeychainFixture {
     const Value* service = item.find(kSecAttrService);
     return service != nullptr && service->text().value_or("").starts_with("PASSCODE_REMOVED");
   }
-  /// Whether the keychain was marked as in use.
+  /// True if the keychain was marked as in use.
   bool isMarked() {
     for (const Value& item : query(kSecClassGenericPassword))
       if (isMarker(*item.get<Dictionary>())) return true;

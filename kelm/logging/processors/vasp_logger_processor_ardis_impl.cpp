@@ -156,7 +156,7 @@ struct VaspLoggerProcessor_ArdisImpl::State : std::enable_shared_from_this<State
     if (!logging::isStale(date)) sendAll();
   }
 
-  /// What comes meanwhile waits for the next time, so that the main loop goes on.
+  /// Tasks that arrive meanwhile wait for the next time, so that the main loop goes on.
   void sendAll() {
     const auto stream = output();
     if (!stream) return;

@@ -11,7 +11,7 @@
 
 namespace kelm {
 
-/// What a host may bound; absent fields bound nothing. All count from the newest on.
+/// Limits that a host may set; absent fields bound nothing. All count from the newest on.
 struct LogFileLimits {
   std::optional<std::size_t> pendingBytes;  ///< in memory; at least that of the longest line
   std::optional<std::size_t> files;         ///< log files in Documents, critical ones too

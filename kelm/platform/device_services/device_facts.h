@@ -10,7 +10,7 @@
 
 namespace kelm::platform {
 
-/// What the machine and its operating system say of themselves. Nothing is cached here; a file that
+/// Facts about the machine and its operating system. Nothing is cached here; a file that
 /// cannot be read counts as absent. Thread-safe.
 class KELM_API DeviceFacts {
  public:

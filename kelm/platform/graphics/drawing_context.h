@@ -26,9 +26,9 @@ struct Gradient {
   Point end;
 };
 
-/// What is being drawn on, with a state that save() keeps and restore() brings back: the transform,
-/// the clip, the blend mode and the alpha. Coordinates are points, y downwards, until they are
-/// transformed. NaN and infinite numbers draw nothing. For one thread.
+/// The surface that is drawn on, with a state that save() keeps and restore() brings back: the
+/// transform, the clip, the blend mode and the alpha. Coordinates are points, y downwards, until
+/// they are transformed. NaN and infinite numbers draw nothing. For one thread.
 class KELM_API DrawingContext {
  public:
   virtual ~DrawingContext() = default;

@@ -54,7 +54,8 @@ struct KELM_API Rect {
   bool contains(Point point) const;
   /// The same rectangle with sides that are not negative.
   Rect standardized() const;
-  /// What both rectangles cover; an empty rectangle {0, 0, 0, 0} when that is nothing.
+  /// Returns the area that both rectangles cover; an empty rectangle {0, 0, 0, 0} when that is
+  /// nothing.
   Rect intersection(const Rect& other) const;
   /// The smallest rectangle that covers both; empty ones do not count.
   Rect united(const Rect& other) const;

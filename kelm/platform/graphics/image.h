@@ -87,9 +87,9 @@ class KELM_API Image {
 /// several that write different rows.
 class KELM_API PixelBuffer {
  public:
-  /// Of that size, rounded down; every pixel must be written, or cleared, before it is read.
-  /// Absent for a side below 1 or NaN, for more than 2^31 - 1 pixels a side or bytes in all, and
-  /// when there is no memory.
+  /// A buffer of that size, rounded down; every pixel must be written, or cleared, before it is
+  /// read. Absent for a side below 1 or NaN, for more than 2^31 - 1 pixels a side or bytes in all,
+  /// and when there is no memory.
   static std::optional<PixelBuffer> make(double width, double height,
                                          PixelFormat format = PixelFormat::Argb32);
 

@@ -13,7 +13,7 @@ namespace kelm::platform {
 
 enum class ImageFormat : std::uint8_t { Png, Jpeg, WebP };
 
-/// What decoding may cost; a picture that would cost more is refused by what its header says,
+/// Limits for decoding; a picture that would cost more is refused by what its header says,
 /// before memory is taken for it.
 struct ImageLimits {
   std::uint64_t pixels = 64ULL << 20;  ///< width times height

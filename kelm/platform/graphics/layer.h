@@ -44,7 +44,7 @@ class KELM_API Layer {
   bool needsDisplay() const { return needsDisplay_; }
   void setNeedsDisplay(bool needs = true) { needsDisplay_ = needs; }
 
-  /// What the layer draws itself, above its background and contents, in its own coordinates. This
+  /// Draws the layer's own content, above its background and contents, in its own coordinates. This
   /// one draws nothing.
   virtual void drawInContext(DrawingContext& context) const;
 

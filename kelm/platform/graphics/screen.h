@@ -30,7 +30,7 @@ class KELM_API Screen {
   virtual ScreenInfo mainScreen() const = 0;
 };
 
-/// What the host says.
+/// The values that the host set.
 class KELM_API FixedScreen : public Screen {
  public:
   explicit FixedScreen(const ScreenInfo& info) : info_(info) {}

@@ -38,7 +38,7 @@ class KELM_API View {
   bool needsDisplay() const { return layer_->needsDisplay(); }
   void setNeedsDisplay() { layer_->setNeedsDisplay(); }
 
-  /// What the view draws itself, above its background and below everything else, in its own
+  /// Draws the view's own content, above its background and below everything else, in its own
   /// coordinates; `rect` is what has to be drawn. This one draws nothing.
   virtual void drawRect(const Rect& rect, DrawingContext& context) const;
 

@@ -9,7 +9,7 @@
 
 namespace kelm::platform {
 
-/// What a server showed to prove who it is.
+/// The certificates that a server presented, and the system's verdict on them.
 struct ServerTrust {
   std::string host;
   std::vector<Data> chain;       ///< DER, leaf first; up to the root if the chain verifies

@@ -13,7 +13,7 @@
 
 namespace kelm::platform {
 
-/// What happened to a stream; the numbers are part of the interface of those that handle them.
+/// Events of a stream; the numbers are part of the interface of those that handle them.
 enum class StreamEvent {
   None = 0,
   OpenCompleted = 1,

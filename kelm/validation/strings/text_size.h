@@ -8,7 +8,7 @@
 
 namespace kelm {
 
-/// What "%@" prints: "{100, 9.5}", and "<Font: DejaVu Sans Bold; size: 12>".
+/// Returns the text that "%@" prints: "{100, 9.5}", and "<Font: DejaVu Sans Bold; size: 12>".
 KELM_API std::string describe(const Size& size);
 KELM_API std::string describe(const Font& font);
 

@@ -53,7 +53,8 @@ struct PixelKernels {
 
 /// The fastest that this processor runs.
 KELM_API const PixelKernels& pixelKernels();
-/// What every processor runs, and what needs AVX2: null where that is missing. For comparing both.
+/// The kernels for every processor, and those that need AVX2: null where that is missing. For
+/// comparing both.
 KELM_API const PixelKernels& portablePixelKernels();
 KELM_API const PixelKernels* avx2PixelKernels();
 

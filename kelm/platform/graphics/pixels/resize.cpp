@@ -45,7 +45,7 @@ Taps cubicTaps(int index, double step, int count) {
   Taps taps{std::clamp(from, 0, count - 1), {}};
   taps.weights.assign(static_cast<std::size_t>(std::clamp(from + 3, 0, count - 1) - taps.first + 1),
                       0.0F);
-  // What lies beyond an edge is as the edge.
+  // Pixels beyond an edge repeat the edge.
   for (int i = from; i < from + 4; ++i)
     taps.weights[static_cast<std::size_t>(std::clamp(i, 0, count - 1) - taps.first)] +=
         static_cast<float>(catmullRom(centre - i));

@@ -7,8 +7,9 @@
 
 namespace kelm::pixels {
 
-/// What is averaged: the encoded values, as most programs do, or the light that they stand for
-/// (IEC 61966-2-1), which keeps fine bright patterns as bright as they were and takes longer.
+/// The values that are averaged: the encoded values, as most programs do, or the light that they
+/// stand for (IEC 61966-2-1), which keeps fine bright patterns as bright as they were and takes
+/// longer.
 enum class Averaging { Encoded, LinearLight };
 
 /// The picture in that many pixels (of the rows in memory), with its scale and orientation. A side

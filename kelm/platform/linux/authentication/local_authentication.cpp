@@ -50,7 +50,8 @@ std::optional<std::string> contentOf(const std::string& path) {
   }
 }
 
-/// Whether the file of shadow(5) has a hash that a password can match; absent when it does not say.
+/// Returns true if the file of shadow(5) has a hash that a password can match; absent when it does
+/// not say.
 std::optional<bool> hasPassword(const std::string& shadowFile, const std::string& user) {
   std::optional<std::string> content = contentOf(shadowFile);
   if (!content) return std::nullopt;

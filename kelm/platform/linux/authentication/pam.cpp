@@ -73,7 +73,7 @@ const Library* library() {
   return kLibrary;
 }
 
-/// What the user gave up is told by `*data`'s conversation alone, so it is remembered here.
+/// That the user gave up is told by `*data`'s conversation alone, so it is remembered here.
 struct Talk {
   const PamConversation& conversation;
   bool hasGivenUp = false;

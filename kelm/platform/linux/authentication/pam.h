@@ -8,7 +8,7 @@
 
 namespace kelm::platform {
 
-/// What PAM asks of and tells the user. Called on the thread of the call.
+/// Passes PAM's questions and messages to the user. Called on the thread of the call.
 struct PamConversation {
   std::function<std::optional<std::string>(std::string_view prompt)> answer;
   std::function<void(std::string_view sentence)> tell;
@@ -25,7 +25,7 @@ struct PamService {
 /// `authentication_error`; `kNotAvailable` where the system has no PAM. The library is loaded at
 /// the first call.
 std::int32_t pamAuthenticate(const PamService& service, const PamConversation& conversation);
-/// Whether the account is one that may be used; absent where PAM cannot say.
+/// Returns true if the account may be used; absent where PAM cannot say.
 std::optional<bool> pamHasAccount(const PamService& service);
 
 }  // namespace kelm::platform

@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t kOrientationTag = 0x0112;
 constexpr std::uint32_t kShort = 3;
 constexpr std::size_t kEntryBytes = 12;
-/// What EXIF's numbers 1 to 8 mean.
+/// The orientations that EXIF's numbers 1 to 8 stand for.
 constexpr std::array<Orientation, 8> kOrientations = {Orientation::Up,
                                                       Orientation::UpMirrored,
                                                       Orientation::Down,

@@ -17,7 +17,7 @@ namespace kelm::platform::codecs {
 namespace {
 
 constexpr std::uint64_t kBytesOfPixel = 4;
-/// What the library itself may take beside the pixels: its state, a few rows, and chunks.
+/// Memory that the library itself may take beside the pixels: its state, a few rows, and chunks.
 constexpr std::size_t kLeastWorkBytes = 1 << 20;
 
 /// The library jumps out of a failing call, over everything that it does not know of: between

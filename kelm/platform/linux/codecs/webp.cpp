@@ -49,7 +49,8 @@ void appendExtended(Data& to, std::size_t flags, int width, int height) {
   appendNumber(to, static_cast<std::size_t>(height - 1), 3);
 }
 
-/// Of an animation, the first frame as a picture file of its own: its chunks without the header.
+/// Returns the first frame of an animation as a picture file of its own: its chunks without the
+/// header.
 Data firstFrame(DataView bytes) {
   constexpr std::size_t kFrameHeader = 16;
   const DataView frame = chunkOf(bytes, "ANMF");
@@ -99,7 +100,7 @@ bool isWebP(DataView bytes) { return startsWith(bytes, "RIFF") && startsWith(byt
 std::optional<Image> decodeWebP(DataView bytes, const ImageLimits& limits) {
   WebPBitstreamFeatures features;
   if (WebPGetFeatures(bytes.data(), bytes.size(), &features) != VP8_STATUS_OK) return std::nullopt;
-  // What a file says of itself may be less than what it has.
+  // A file may be longer than the size that it reports.
   if (littleEndian(bytes, 4) > bytes.size() - 8) return std::nullopt;
   if (features.has_animation != 0) {
     const Data frame = firstFrame(bytes);

@@ -18,19 +18,34 @@ namespace {
 /// A condition that other threads change without posting is noticed this late at most.
 constexpr Duration kLongestNap = std::chrono::milliseconds(10);
 
-class LinuxMainLoop : public MainLoop {
+/// The operations that a main loop and a queue have in common, on a task loop.
+template <class Base>
+class OnTaskLoop : public Base {
  public:
+  explicit OnTaskLoop(std::shared_ptr<TaskLoop> loop) : loop_(std::move(loop)) {}
+
   void post(Task task) override { loop_->post(std::move(task)); }
   void postAfter(Duration delay, Task task) override { loop_->postAfter(delay, std::move(task)); }
   std::unique_ptr<Timer> every(Duration interval, Task task) override {
     return loop_->every(interval, std::move(task));
   }
-  void runAndWait(const Task& task) override { isCurrent() ? task() : loop_->postAndWait(task); }
+  void runAndWait(const Task& task) override {
+    this->isCurrent() ? task() : loop_->postAndWait(task);
+  }
   bool runWithin(Duration limit, Task task) override {
-    if (!isCurrent()) return loop_->postAndWaitFor(limit, std::move(task));
+    if (!this->isCurrent()) return loop_->postAndWaitFor(limit, std::move(task));
     runReporting(task);
     return true;
   }
+
+ protected:
+  const std::shared_ptr<TaskLoop> loop_;
+};
+
+class LinuxMainLoop : public OnTaskLoop<MainLoop> {
+ public:
+  LinuxMainLoop() : OnTaskLoop(std::make_shared<TaskLoop>()) {}
+
   std::unique_ptr<Timer> watch(int descriptor, Readiness wanted, Task task) override {
     return loop_->watch(descriptor, wanted, std::move(task));
   }
@@ -68,33 +83,18 @@ class LinuxMainLoop : public MainLoop {
   void attachToCurrentThread() override { mainThread_ = std::this_thread::get_id(); }
 
  private:
-  const std::shared_ptr<TaskLoop> loop_ = std::make_shared<TaskLoop>();
   std::atomic<std::thread::id> mainThread_{};  ///< none: the process's first
   std::atomic<bool> stopped_{false};
 };
 
 /// A loop that some thread runs.
-class LoopQueue : public Queue {
+class LoopQueue : public OnTaskLoop<Queue> {
  public:
-  explicit LoopQueue(std::shared_ptr<TaskLoop> loop) : loop_(std::move(loop)) {}
+  using OnTaskLoop::OnTaskLoop;
 
-  void post(Task task) override { loop_->post(std::move(task)); }
-  void postAfter(Duration delay, Task task) override { loop_->postAfter(delay, std::move(task)); }
-  std::unique_ptr<Timer> every(Duration interval, Task task) override {
-    return loop_->every(interval, std::move(task));
-  }
-  void runAndWait(const Task& task) override { isCurrent() ? task() : loop_->postAndWait(task); }
-  bool runWithin(Duration limit, Task task) override {
-    if (!isCurrent()) return loop_->postAndWaitFor(limit, std::move(task));
-    runReporting(task);
-    return true;
-  }
   bool isCurrent() const override { return runningHere == loop_.get(); }
 
   static thread_local TaskLoop* runningHere;
-
- protected:
-  const std::shared_ptr<TaskLoop> loop_;
 };
 
 thread_local TaskLoop* LoopQueue::runningHere = nullptr;

@@ -1,4 +1,4 @@
-// What libcurl calls while a transfer of an exchange runs, and what its outcomes mean.
+// Functions that libcurl calls while a transfer of an exchange runs, and what its outcomes mean.
 
 #include <algorithm>
 #include <new>
@@ -73,7 +73,7 @@ std::int64_t Exchange::errorCodeOf(CURLcode outcome) const {
   if (outcome == CURLE_OK) return url_error::kConnectionLost;  // within the head
   if (trustCancelled_) return url_error::kCancelled;
   if (bodyTooLong_) return url_error::kDataLengthExceedsMaximum;
-  // Of a line too long libcurl makes a want of memory.
+  // libcurl reports a line that is too long as a lack of memory.
   if (badHead_ || (outcome == CURLE_OUT_OF_MEMORY && head_.present()))
     return url_error::kBadServerResponse;
   std::int64_t code = codeOf(outcome);

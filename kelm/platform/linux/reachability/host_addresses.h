@@ -22,8 +22,8 @@ class HostAddresses : public std::enable_shared_from_this<HostAddresses> {
  public:
   explicit HostAddresses(std::string name) : name_(std::move(name)) {}
 
-  /// What the last look-up found; absent before the first has ended. Starts another one when that
-  /// is 30 s ago.
+  /// Returns the result of the last look-up; absent before the first has ended. Starts another one
+  /// when that is 30 s ago.
   std::optional<std::vector<SocketAddress>> known() KELM_EXCLUDES(mutex_);
   /// Starts a look-up unless one is under way; one that takes more than 10 s counts as lost.
   void lookUp() KELM_EXCLUDES(mutex_);

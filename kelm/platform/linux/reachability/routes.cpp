@@ -139,7 +139,7 @@ std::optional<Way> wayOf(const nlmsghdr& message, bool internet) {
   return way;
 }
 
-/// What a link makes of a way: nothing when it is down or has no carrier.
+/// Applies the state of a link to a route: nothing when it is down or has no carrier.
 ReachabilityFlags overLink(Exchange& exchange, const Way& way) {
   struct {
     nlmsghdr head{};
