@@ -12,7 +12,7 @@ import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-OURS = re.compile(r"^_Z(N4kelm|NK4kelm|T[ISVT]N4kelm|T[hvc][\w]*_N(K?)4kelm)")
+OURS = re.compile(r"^_Z(N4kelm|NK4kelm|NO4kelm|T[ISVT]N4kelm|T[hvc][\w]*_N(K?)4kelm)")
 FOREIGN = re.compile(r"libicu|libcairo|libpango")
 SALE = "sold: 12.50 EUR"
 
